@@ -1,0 +1,228 @@
+#include "base/base.shared/sqlite/database.h"
+
+#include "base/base.shared/sqlite/detail.h"
+#include "base/base.shared/sqlite/error.h"
+#include "base/base.shared/sqlite/transaction.h"
+
+#include <exception>
+#include <limits>
+#include <new>
+#include <sqlite3.h>
+#include <string_view>
+#include <utility>
+
+namespace sqlite {
+
+static_assert(read_only == SQLITE_OPEN_READONLY);
+static_assert(read_write == SQLITE_OPEN_READWRITE);
+static_assert(read_write_create == (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE));
+static_assert(shared_cache == SQLITE_OPEN_SHAREDCACHE);
+static_assert(private_cache == SQLITE_OPEN_PRIVATECACHE);
+
+namespace {
+
+constexpr int busy_timeout_ms = 5000;
+
+using function_body = decltype(SqliteCustomFunction::call_back);
+
+/// What holds the connection during one call. SQLite's mutex comes first everywhere: a thread that
+/// steps a statement holds it already when a function in the statement calls the database back.
+class call_hold {
+public:
+    call_hold(sqlite3* db, std::recursive_mutex& mutex) : m_connection(db), m_guard(mutex) {}
+
+private:
+    detail::connection_hold m_connection;
+    std::lock_guard<std::recursive_mutex> m_guard;
+};
+
+/// The one door through which SQLite calls C++ code: no exception passes it.
+void call_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
+    try {
+        const auto& body = *static_cast<function_body*>(sqlite3_user_data(context));
+        body(context, argc, argv);
+    } catch (const std::bad_alloc&) {
+        sqlite3_result_error_nomem(context);
+    } catch (const std::exception& failure) {
+        sqlite3_result_error(context, failure.what(), -1);
+    } catch (...) {
+        sqlite3_result_error(context, "the function threw something that is no std::exception", -1);
+    }
+}
+
+void destroy_function(void* body) {
+    delete static_cast<function_body*>(body);
+}
+
+/// Whether nothing but blanks, comments and semicolons is left.
+bool is_blank(sqlite3* db, std::string_view sql) {
+    while (!sql.empty()) {
+        sqlite3_stmt* next = nullptr;
+        const char* tail = nullptr;
+        const int code =
+            sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &next, &tail);
+        sqlite3_finalize(next);
+        if (code != SQLITE_OK || next != nullptr) {
+            return false;
+        }
+        sql.remove_prefix(static_cast<size_t>(tail - sql.data()));
+    }
+    return true;
+}
+
+} // namespace
+
+database::database(const std::string& path, const access_mode& mode, const cache_type& cache) {
+    if (path.find('\0') != std::string::npos) {
+        throw error(SQLITE_CANTOPEN, "cannot open a database: its path has a NUL byte in it");
+    }
+    open(path, static_cast<int>(mode) | static_cast<int>(cache));
+}
+
+database::database(const special_t& /*special*/, const access_mode& mode, const cache_type& cache) {
+    open(":memory:", static_cast<int>(mode) | static_cast<int>(cache));
+}
+
+database::~database() {
+    close();
+}
+
+statement database::prepare_statement(const std::string& sql) const {
+    return statement(create_statement(sql));
+}
+
+result database::execute(const std::string& sql) {
+    return execute(prepare_statement(sql));
+}
+
+result database::execute(const statement& stmt) {
+    const call_hold hold(db, m_mut);
+    sqlite3_stmt* handle = stmt.stmt.get();
+    if (sqlite3_db_handle(handle) != db) {
+        throw error(SQLITE_MISUSE, "cannot execute a statement of another connection: " +
+                                       std::string(detail::sql_of(handle)));
+    }
+    detail::abandon_run(handle);
+    const int total_before = sqlite3_total_changes(db);
+    const bool has_row = detail::step(handle);
+    result res(stmt.stmt);
+    // Without this test a statement like CREATE TABLE would show the count of the one before it.
+    if (!has_row && sqlite3_stmt_readonly(handle) == 0 &&
+        sqlite3_total_changes(db) != total_before) {
+        res.m_modified = changes();
+    }
+    return res;
+}
+
+void database::lock() {
+    sqlite3_mutex_enter(sqlite3_db_mutex(db));
+    m_mut.lock();
+}
+
+void database::unlock() {
+    m_mut.unlock();
+    sqlite3_mutex_leave(sqlite3_db_mutex(db));
+}
+
+uint32_t database::as_transaction(const std::function<void(database&)>& body) {
+    transaction scope(*this);
+    const bool was_in_transaction = std::exchange(m_in_trans, true);
+    try {
+        body(*this);
+        scope.commit();
+    } catch (...) {
+        m_in_trans = was_in_transaction;
+        throw;
+    }
+    m_in_trans = was_in_transaction;
+    return scope.changes();
+}
+
+int64_t database::last_insert_rowid() const {
+    const call_hold hold(db, m_mut);
+    return sqlite3_last_insert_rowid(db);
+}
+
+size_t database::size() const {
+    const call_hold hold(db, m_mut);
+    const auto number = [this](const char* pragma) {
+        const std::shared_ptr<sqlite3_stmt> stmt = create_statement(pragma);
+        detail::step(stmt.get());
+        return static_cast<size_t>(sqlite3_column_int64(stmt.get(), 0));
+    };
+    return number("PRAGMA page_count") * number("PRAGMA page_size");
+}
+
+uint32_t database::changes() const {
+    const call_hold hold(db, m_mut);
+    return static_cast<uint32_t>(sqlite3_changes(db));
+}
+
+void database::add_custom_function(SqliteCustomFunction function) {
+    const call_hold hold(db, m_mut);
+    const std::string tried = "add the function '" + function.name + "'";
+    if (function.call_back == nullptr) {
+        throw error(SQLITE_MISUSE, "cannot " + tried + ": it has no callback");
+    }
+    if (function.name.find('\0') != std::string::npos) {
+        throw error(SQLITE_MISUSE, "cannot " + tried + ": its name has a NUL byte in it");
+    }
+    auto body = std::make_unique<function_body>(std::move(function.call_back));
+    // SQLite owns the body from here on, and destroys it if it refuses the function.
+    const int code = sqlite3_create_function_v2(db, function.name.c_str(), function.argc,
+                                                SQLITE_UTF8, body.release(), call_function, nullptr,
+                                                nullptr, destroy_function);
+    if (code != SQLITE_OK) {
+        detail::fail(db, code, tried, {});
+    }
+}
+
+void database::close() {
+    sqlite3_close_v2(std::exchange(db, nullptr));
+}
+
+std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql) const {
+    const auto refuse = [&sql](const std::string& why) {
+        throw error(SQLITE_MISUSE, "cannot prepare " + why + ": " + sql);
+    };
+    if (sql.find('\0') != std::string::npos) {
+        refuse("a text with a NUL byte in it");
+    }
+    const call_hold hold(db, m_mut);
+    if (sql.size() >= static_cast<size_t>(std::numeric_limits<int>::max())) {
+        detail::fail(nullptr, SQLITE_TOOBIG, "prepare a statement", {});
+    }
+    sqlite3_stmt* handle = nullptr;
+    const char* tail = nullptr;
+    // With the terminating NUL counted in SQLite need not copy the text.
+    const int code =
+        sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size() + 1), &handle, &tail);
+    std::shared_ptr<sqlite3_stmt> stmt(handle, sqlite3_finalize);
+    if (code != SQLITE_OK) {
+        detail::fail(db, code, "prepare", sql);
+    }
+    if (stmt == nullptr) {
+        refuse("a text without a statement");
+    }
+    if (!is_blank(db, std::string_view(sql).substr(static_cast<size_t>(tail - sql.c_str())))) {
+        refuse("more than one statement");
+    }
+    return stmt;
+}
+
+void database::open(const std::string& filename, int flags) {
+    sqlite3* handle = nullptr;
+    const int code =
+        sqlite3_open_v2(filename.c_str(), &handle, flags | SQLITE_OPEN_FULLMUTEX, nullptr);
+    // A failed open can still return a handle, which holds the message and must be closed.
+    std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> owner(handle, sqlite3_close_v2);
+    if (code != SQLITE_OK) {
+        const int extended_code = handle != nullptr ? sqlite3_extended_errcode(handle) : code;
+        detail::fail(handle, extended_code, "open the database '" + filename + "'", {});
+    }
+    sqlite3_extended_result_codes(handle, 1);
+    sqlite3_busy_timeout(handle, busy_timeout_ms);
+    db = owner.release();
+}
+
+} // namespace sqlite

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "base/base.shared/sqlite/result.h"
+#include "base/base.shared/sqlite/statement.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+struct sqlite3;
+struct sqlite3_context;
+struct sqlite3_stmt;
+struct sqlite3_value;
+
+/// A scalar SQL function to be registered with `sqlite::database::add_custom_function`.
+struct SqliteCustomFunction {
+    std::string name;  ///< the name under which SQL calls it
+    int32_t argc = -1; ///< the number of arguments, -1 for any number
+    /// Called with the function's context, the argument count and the arguments, which it reads
+    /// with SQLite's value API; sets its result through the context, else the result is SQL NULL.
+    std::function<void(sqlite3_context*, int, sqlite3_value**)> call_back;
+};
+
+namespace sqlite {
+
+/// How a file is opened. The values are SQLite's own open flags.
+enum access_mode {
+    read_only = 1,
+    read_write = 2,
+    read_write_create = 6, ///< read_write, and the file is created if there is none
+};
+
+/// Whether connections of this process to one file share their page cache.
+enum cache_type {
+    shared_cache = 131072,
+    private_cache = 262144,
+};
+
+enum class special_t {
+    in_memory = 0, ///< a new database in memory, of this connection alone, gone with it
+};
+
+/// One connection to a SQLite database.
+///
+/// Opened in SQLite's serialized mode, with a busy time-out of 5 seconds and extended result codes:
+/// any thread may use it, and each call holds the connection while it lasts. What needs several
+/// calls to belong together, `execute` and then `changes` for one, takes `lock` around them.
+/// Statements, results, rows and fields may outlive the database; SQLite then closes the connection
+/// with the last of them. All failures are thrown as `sqlite::error`.
+class database {
+public:
+    /// Opens a file. Throws if that fails; a file that is no database is only found out by the
+    /// first statement.
+    explicit database(const std::string& path, const access_mode& mode = read_write_create,
+                      const cache_type& cache = private_cache);
+    explicit database(const special_t& special, const access_mode& mode = read_write_create,
+                      const cache_type& cache = private_cache);
+    database(const database&) = delete;
+    database& operator=(const database&) = delete;
+    ~database();
+
+    /// Compiles one SQL statement. Throws for a text without a statement, with a second one behind
+    /// the first, or with a NUL byte in it.
+    [[nodiscard]] statement prepare_statement(const std::string& sql) const;
+
+    /// Runs a statement up to its first row or its end: one that changes rows has done so when this
+    /// returns. Throws if SQLite fails, with the statement reset, and for a statement of another
+    /// connection. A run of the statement that is still under way is abandoned.
+    result execute(const std::string& sql);
+    result execute(const statement& stmt);
+
+    /// Keeps every other thread from the connection, its statements, results and fields, until
+    /// `unlock`. Recursive; works with std::lock_guard.
+    void lock();
+    void unlock();
+
+    /// Runs `body` inside a transaction and commits; inside an open transaction, inside a savepoint
+    /// of it. Holds the lock meanwhile. Returns the number of rows inserted, updated and deleted
+    /// inside, by triggers too. If `body` or the commit throws, everything inside is rolled back,
+    /// unless SQLite has done so already, and that exception leaves.
+    /// The transaction takes the write lock at once (on a read-only database none), so that it
+    /// waits for other writers at its start and not half way.
+    uint32_t as_transaction(const std::function<void(database&)>& body);
+
+    /// 0 if the connection has inserted no row yet.
+    [[nodiscard]] int64_t last_insert_rowid() const;
+    /// The size of the database in bytes, as this connection sees it.
+    [[nodiscard]] size_t size() const;
+    /// Rows inserted, updated or deleted by the most recent such statement that ended, without the
+    /// changes made by triggers.
+    uint32_t changes() const;
+
+    /// Registers a function for the statements prepared from now on, in place of an earlier one of
+    /// the same name and argument count. The callback and what it captures live until the function
+    /// is replaced or the connection closed, and are destroyed then, or at once if SQLite refuses
+    /// the function (while a statement is running and it would replace one, for instance): that
+    /// throws. A callback may throw: std::bad_alloc fails its statement with SQLITE_NOMEM, any
+    /// other exception with SQLITE_ERROR and its text.
+    void add_custom_function(SqliteCustomFunction function);
+
+private:
+    friend class transaction;
+
+    void close();
+    [[nodiscard]] std::shared_ptr<sqlite3_stmt> create_statement(const std::string& sql) const;
+    void open(const std::string& filename, int flags);
+
+    sqlite3* db = nullptr;
+    mutable std::recursive_mutex m_mut;
+    bool m_in_trans = false;
+    uint32_t m_undone = 0; // rows in SQLite's running total that a savepoint took back
+};
+
+} // namespace sqlite

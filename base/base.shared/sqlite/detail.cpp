@@ -1,0 +1,70 @@
+#include "base/base.shared/sqlite/detail.h"
+
+#include "base/base.shared/sqlite/error.h"
+
+#include <sqlite3.h>
+
+namespace sqlite::detail {
+
+connection_hold::connection_hold(sqlite3* db) noexcept : m_db(db) {
+    sqlite3_mutex_enter(sqlite3_db_mutex(m_db));
+}
+
+connection_hold::~connection_hold() {
+    sqlite3_mutex_leave(sqlite3_db_mutex(m_db));
+}
+
+void fail(sqlite3* db, int code, const std::string& tried, std::string_view sql) {
+    const bool message_is_ours = db != nullptr && sqlite3_extended_errcode(db) == code;
+    std::string text = "cannot " + tried + ": ";
+    text += message_is_ours ? sqlite3_errmsg(db) : sqlite3_errstr(code);
+    if (!sql.empty()) {
+        text.append(", in: ").append(sql);
+    }
+    throw error(code, text);
+}
+
+std::string_view sql_of(sqlite3_stmt* stmt) noexcept {
+    const char* text = sqlite3_sql(stmt);
+    return text != nullptr ? text : std::string_view();
+}
+
+void fail_position(sqlite3_stmt* stmt, size_t index) {
+    throw error(SQLITE_RANGE, "no column at position " + std::to_string(index) + " of " +
+                                  std::to_string(sqlite3_column_count(stmt)) +
+                                  " in the result of: " + std::string(sql_of(stmt)));
+}
+
+std::string_view column_name(sqlite3_stmt* stmt, size_t index) {
+    if (index >= static_cast<size_t>(sqlite3_column_count(stmt))) {
+        fail_position(stmt, index);
+    }
+    const char* name = sqlite3_column_name(stmt, static_cast<int>(index));
+    if (name == nullptr) {
+        fail(nullptr, SQLITE_NOMEM, "read the name of column " + std::to_string(index),
+             sql_of(stmt));
+    }
+    return name;
+}
+
+bool step(sqlite3_stmt* stmt) {
+    sqlite3* db = sqlite3_db_handle(stmt);
+    const connection_hold hold(db);
+    const int code = sqlite3_step(stmt);
+    if (code == SQLITE_ROW) {
+        return true;
+    }
+    sqlite3_reset(stmt);
+    if (code != SQLITE_DONE) {
+        fail(db, code, "execute", sql_of(stmt));
+    }
+    return false;
+}
+
+void abandon_run(sqlite3_stmt* stmt) noexcept {
+    if (sqlite3_stmt_busy(stmt) != 0) {
+        sqlite3_reset(stmt);
+    }
+}
+
+} // namespace sqlite::detail

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+/// What the classes of this layer share among themselves. Not for use outside of it.
+namespace sqlite::detail {
+
+/// Holds SQLite's own mutex of a connection while it lives. The mutex is recursive; every call on
+/// the connection or on a statement of it takes the same one.
+class connection_hold {
+public:
+    explicit connection_hold(sqlite3* db) noexcept;
+    ~connection_hold();
+    connection_hold(const connection_hold&) = delete;
+    connection_hold& operator=(const connection_hold&) = delete;
+
+private:
+    sqlite3* m_db;
+};
+
+/// Throws `error`: "cannot TRIED: MESSAGE, in: SQL". The message is the connection's if that
+/// belongs to `code`, else SQLite's text for the code, as it is without a connection. Hold the
+/// connection from the failed call on.
+[[noreturn]] void fail(sqlite3* db, int code, const std::string& tried, std::string_view sql);
+
+/// The statement's text as it was prepared, parameters unexpanded.
+[[nodiscard]] std::string_view sql_of(sqlite3_stmt* stmt) noexcept;
+
+/// Throws `error` for a position that the statement's rows do not have.
+[[noreturn]] void fail_position(sqlite3_stmt* stmt, size_t index);
+
+/// The name of a column, counted from 0. Valid until the statement is finalised or compiled anew.
+[[nodiscard]] std::string_view column_name(sqlite3_stmt* stmt, size_t index);
+
+/// Steps a statement: true if there is a row. A run that ends or fails is reset at once, so that
+/// the statement holds no lock and can be bound again; a failure throws.
+bool step(sqlite3_stmt* stmt);
+
+/// Ends a run that was abandoned half way. Does nothing for a statement that is not running.
+void abandon_run(sqlite3_stmt* stmt) noexcept;
+
+} // namespace sqlite::detail

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "base/base.shared/sqlite/row.h"
+
+#include <cstddef>
+#include <iterator>
+#include <memory>
+
+struct sqlite3_stmt;
+
+namespace sqlite {
+
+/// What an executed statement delivers: its rows, one after the other, once.
+///
+/// No size and no way back: SQLite does not know them either. The result shows the latest run of
+/// its statement; executing or binding the statement again ends every earlier result of it. A
+/// result that is dropped half way keeps SQLite's read lock until the statement goes or runs again.
+class result {
+public:
+    /// An input iterator. It must not outlive the result that made it. All iterators of a result
+    /// move together, since there is one current row.
+    class const_iterator {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = row;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const row*;
+        using reference = const row&;
+
+        /// An end position, of any result.
+        const_iterator();
+        const_iterator(const std::shared_ptr<sqlite3_stmt>& stmt, bool& end_reached);
+        const_iterator(const const_iterator&) = default;
+        const_iterator(const_iterator&&) = default;
+        /// Makes this an iterator of the other's result.
+        const_iterator& operator=(const const_iterator&) = default;
+        const_iterator& operator=(const_iterator&&) = default;
+        ~const_iterator() = default;
+
+        /// Equal at the end, or both on the current row of one statement.
+        bool operator==(const const_iterator& other) const;
+        bool operator!=(const const_iterator& other) const;
+
+        /// Steps to the next row. Throws `error` if SQLite fails, and is at the end then. At the
+        /// end it does nothing.
+        const_iterator& operator++();
+        void operator++(int);
+
+        /// The current row, valid as long as this iterator: copy the row to keep it for longer.
+        const row& operator*() const;
+        const row* operator->() const;
+
+        void swap(const_iterator& other) noexcept;
+
+    private:
+        [[nodiscard]] bool at_end() const;
+
+        std::shared_ptr<sqlite3_stmt> stmt;
+        bool* end_reached; // the flag of the result, null for an end position
+        row current_row;
+    };
+
+    /// The result of a statement that has been stepped once already.
+    explicit result(const std::shared_ptr<sqlite3_stmt>& stmt);
+    result(const result&) = default;
+    result(result&&) = default;
+    result& operator=(const result&) = default;
+    result& operator=(result&&) = default;
+    ~result() = default;
+
+    /// Rows that the statement inserted, updated or deleted; 0 for a statement that changes none,
+    /// and for one that delivers rows of what it changed (RETURNING): SQLite counts those at the
+    /// end of the walk, in `database::changes`.
+    [[nodiscard]] size_t row_modification_count() const;
+
+    /// The current row: the first one before any iterator has advanced. Steps nothing.
+    [[nodiscard]] const_iterator begin() const;
+    [[nodiscard]] const_iterator end() const;
+
+private:
+    friend class database;
+
+    std::shared_ptr<sqlite3_stmt> stmt;
+    mutable bool end_reached; // set by the iterators that share it
+    size_t m_modified = 0;
+};
+
+} // namespace sqlite

@@ -1,0 +1,70 @@
+#include "base/base.shared/sqlite/statement.h"
+
+#include "base/base.shared/sqlite/detail.h"
+#include "base/base.shared/sqlite/error.h"
+
+#include <cstring>
+#include <sqlite3.h>
+
+namespace sqlite {
+
+statement::statement(const std::shared_ptr<sqlite3_stmt>& stmt) : stmt(stmt) {}
+
+size_t statement::parameter_count() const {
+    return static_cast<size_t>(sqlite3_bind_parameter_count(stmt.get()));
+}
+
+void statement::bind(const std::string& name, const char* value) {
+    const int index = parameter_index(name);
+    throw_on_bind_error(sqlite3_bind_text(stmt.get(), index, value, -1, SQLITE_TRANSIENT), name);
+}
+
+template <>
+void statement::bind(const std::string& name, const std::string& value) {
+    const int index = parameter_index(name);
+    throw_on_bind_error(sqlite3_bind_text64(stmt.get(), index, value.data(), value.size(),
+                                            SQLITE_TRANSIENT, SQLITE_UTF8),
+                        name);
+}
+
+template <>
+void statement::bind(const std::string& name, const unsigned int& value) {
+    bind(name, static_cast<long long>(value));
+}
+
+template <>
+void statement::bind(const std::string& name, const long long& value) {
+    const int index = parameter_index(name);
+    throw_on_bind_error(sqlite3_bind_int64(stmt.get(), index, value), name);
+}
+
+void statement::clear_bindings() {
+    if (stmt != nullptr) {
+        detail::abandon_run(stmt.get());
+        sqlite3_clear_bindings(stmt.get());
+    }
+}
+
+void statement::swap(statement& other) noexcept {
+    stmt.swap(other.stmt);
+}
+
+void statement::throw_on_bind_error(const int code, const std::string& name) const {
+    if (code != SQLITE_OK) {
+        detail::fail(nullptr, code, "bind '" + name + "'", detail::sql_of(stmt.get()));
+    }
+}
+
+int statement::parameter_index(const std::string& name) const {
+    // SQLite reads the name up to its first NUL, which must not find ":a" for ":a\0b".
+    const bool whole = std::strlen(name.c_str()) == name.size();
+    const int index = whole ? sqlite3_bind_parameter_index(stmt.get(), name.c_str()) : 0;
+    if (index == 0) {
+        throw error(SQLITE_RANGE,
+                    "no parameter '" + name + "' in: " + std::string(detail::sql_of(stmt.get())));
+    }
+    detail::abandon_run(stmt.get());
+    return index;
+}
+
+} // namespace sqlite

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+struct sqlite3_stmt;
+
+namespace sqlite {
+
+/// A compiled SQL statement, made by `database::prepare_statement`.
+///
+/// Copies share the compiled statement and its bindings; it is finalised with the last statement,
+/// result, iterator, row or field that holds it, which may outlive the `database`. It can be bound
+/// and executed again after it ran, whether the run ended, failed or was abandoned half way.
+/// Binding ends a run that is under way: results of that run are at their end from then on.
+/// One statement serves one thread at a time.
+class statement {
+public:
+    explicit statement(const std::shared_ptr<sqlite3_stmt>& stmt);
+    statement(const statement&) = default;
+    statement(statement&&) = default;
+    statement& operator=(const statement&) = default;
+    statement& operator=(statement&&) = default;
+    ~statement() = default;
+
+    /// The number of parameters; a name that is used twice counts once.
+    [[nodiscard]] size_t parameter_count() const;
+
+    /// Binds a copy of `value` to the parameter with the whole name `name`, prefix included
+    /// (":user_id"). Values stay bound over executions; a parameter never bound is SQL NULL.
+    /// Texts are bound by their length, NUL bytes included; the `const char*` form ends at the
+    /// first NUL and binds SQL NULL for a null pointer. Throws `error` for a name that the
+    /// statement does not have and for a text over SQLite's length limit (a billion bytes).
+    /// The name is sought from the statement's first parameter on: linear in their number.
+    void bind(const std::string& name, const char* value);
+    /// For `std::string`, `unsigned int` and `long long`; any other type does not compile.
+    template <typename T>
+    void bind(const std::string& name, const T& value) = delete;
+
+    /// Makes every parameter SQL NULL.
+    void clear_bindings();
+
+    void swap(statement& other) noexcept;
+
+private:
+    friend class database;
+
+    void throw_on_bind_error(const int code, const std::string& name) const;
+    [[nodiscard]] int parameter_index(const std::string& name) const;
+
+    std::shared_ptr<sqlite3_stmt> stmt;
+};
+
+template <>
+void statement::bind(const std::string& name, const std::string& value);
+template <>
+void statement::bind(const std::string& name, const unsigned int& value);
+template <>
+void statement::bind(const std::string& name, const long long& value);
+
+} // namespace sqlite

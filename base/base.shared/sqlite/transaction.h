@@ -1,0 +1,47 @@
+#pragma once
+
+#include "base/base.shared/sqlite/database.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+struct sqlite3_stmt;
+
+namespace sqlite {
+
+/// A transaction that lives in a scope; inside an open transaction, a savepoint of it.
+///
+/// Holds the connection's lock until it is destroyed, on the thread that made it. Nested ones end
+/// before the outer. What was not committed is rolled back.
+class transaction {
+public:
+    /// Begins, with the write lock unless the database is read-only. Throws `error`.
+    explicit transaction(database& db);
+    transaction(const transaction&) = delete;
+    transaction& operator=(const transaction&) = delete;
+    ~transaction();
+
+    /// Throws `error` if SQLite cannot commit; the transaction is still open then, unless SQLite
+    /// has rolled it back.
+    void commit();
+    /// Undoes everything inside. Does nothing after it, or after a commit, or if SQLite has rolled
+    /// back by itself. A savepoint that SQLite cannot undo takes the whole transaction with it.
+    void rollback() noexcept;
+
+    /// Rows inserted, updated and deleted inside so far, less those that nested ones rolled back.
+    [[nodiscard]] uint32_t changes() const;
+
+private:
+    std::unique_lock<database> m_lock;
+    database& m_db;
+    bool m_nested;
+    bool m_open = true;
+    uint32_t m_changes_before;
+    // Compiled ahead, since rolling back must work when memory has run out.
+    std::shared_ptr<sqlite3_stmt> m_commit;
+    std::shared_ptr<sqlite3_stmt> m_rollback;
+    std::shared_ptr<sqlite3_stmt> m_rollback_to_savepoint;
+};
+
+} // namespace sqlite
