@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+#include <regex.h>
+#include <string>
+
+namespace base {
+
+/// A compiled POSIX extended regular expression and the keyword that it was made for.
+///
+/// Matches ignore the case of ASCII letters; a newline is a character like any other. Texts are
+/// matched as the C locale of the process reads them: byte by byte in "C", and in a UTF-8 locale
+/// by whole characters, the case of other letters ignored too. One container serves one thread at a
+/// time.
+class RegexContainer {
+public:
+    /// Not ready, with an empty pattern and keyword.
+    RegexContainer();
+    ~RegexContainer();
+    RegexContainer(const RegexContainer&) = delete;
+    RegexContainer& operator=(const RegexContainer&) = delete;
+
+    /// Whether the container is ready and was last built for exactly this keyword.
+    [[nodiscard]] bool check_key_word(std::string key_word);
+    /// Makes the container not ready, with an empty pattern and keyword.
+    void clear();
+    /// Compiles `pattern` in place of the expression before. An invalid pattern leaves the
+    /// container not ready; nothing else tells of it.
+    void build_reg(std::string key_word, std::string pattern);
+    /// Whether the expression matches anywhere in the text; false if the container is not ready.
+    [[nodiscard]] bool exec(const char* text);
+
+private:
+    void release();
+
+    regex_t m_reg;
+    bool m_reg_is_ready;
+    std::string m_pattern;
+    std::string m_key_word;
+    std::array<regmatch_t, 10> m_matched;
+};
+
+} // namespace base

@@ -1,0 +1,149 @@
+#include "bll/bll.shared/db2/db_handler_base.h"
+
+#include "base/base.shared/sqlite/error.h"
+
+#include <charconv>
+#include <sqlite3.h>
+#include <string_view>
+
+namespace db {
+
+DBBase::DBBase(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db)
+    : m_current_user_info(std::move(current_user_info)), m_db(std::move(db)),
+      m_is_in_transaction(false) {}
+
+DBBase::~DBBase() {
+    while (!m_transactions.empty()) {
+        m_transactions.pop_back(); // a savepoint must go before the transaction around it
+    }
+}
+
+std::pair<std::string, int> DBBase::get_other(std::pair<std::string, int> first,
+                                              std::pair<std::string, int> second) {
+    return check_current_user(second) ? first : second;
+}
+
+std::pair<std::string, int> DBBase::get_current_user() {
+    return m_current_user_info;
+}
+
+bool DBBase::check_same_user(std::pair<std::string, int> first,
+                             std::pair<std::string, int> second) {
+    return first == second;
+}
+
+bool DBBase::check_current_user(std::pair<std::string, int> user) {
+    return user == m_current_user_info;
+}
+
+std::pair<std::string, int> DBBase::get_other(std::string first_id, int32_t first_source,
+                                              std::string second_id, int32_t second_source) {
+    return get_other({std::move(first_id), first_source}, {std::move(second_id), second_source});
+}
+
+bool DBBase::is_group(std::string user_id, int32_t /*source*/) {
+    return user_id.starts_with("group_");
+}
+
+bool DBBase::is_group(std::pair<std::string, int> user) {
+    return is_group(std::move(user.first), user.second);
+}
+
+std::string DBBase::make_local_user_id(std::string user_id, int32_t source) {
+    return std::move(user_id) + ":" + std::to_string(source);
+}
+
+std::string DBBase::convert_sql_keyword(std::string text) {
+    return convert_string(std::move(text), {"\\", "%", "_", "'"}, {"\\\\", "\\%", "\\_", "''"});
+}
+
+std::string DBBase::convert_quotation_mark(std::string text) {
+    return convert_string(std::move(text), {"'"}, {"''"});
+}
+
+void DBBase::replace_all_in_string(std::string& text, const std::string& from,
+                                   const std::string& to) {
+    text = convert_string(text, {from}, {to});
+}
+
+std::string DBBase::convert_string(std::string text, const std::vector<std::string>& from,
+                                   const std::vector<std::string>& to) {
+    std::string converted;
+    for (std::string_view rest = text; !rest.empty();) {
+        size_t taken = 0;
+        for (size_t i = 0; i < from.size() && taken == 0; ++i) {
+            if (rest.starts_with(from[i]) && !from[i].empty()) {
+                converted += to.at(i);
+                taken = from[i].size();
+            }
+        }
+        if (taken == 0) {
+            converted += rest.front();
+            taken = 1;
+        }
+        rest.remove_prefix(taken);
+    }
+    return converted;
+}
+
+void DBBase::db_set_user_data_version(std::string version) {
+    int32_t number = 0;
+    const char* end = version.data() + version.size();
+    const auto [stop, failure] = std::from_chars(version.data(), end, number);
+    if (failure != std::errc() || stop != end) {
+        throw sqlite::error(SQLITE_MISMATCH, "the user data version is no 32-bit number");
+    }
+    require_connection(m_db).execute("PRAGMA user_version = " + std::to_string(number));
+}
+
+void DBBase::begin_transaction() {
+    m_transactions.push_back(std::make_unique<sqlite::transaction>(require_connection(m_db)));
+    m_is_in_transaction = true;
+}
+
+void DBBase::rollback_transaction() {
+    if (!m_transactions.empty()) {
+        m_transactions.pop_back();
+        m_is_in_transaction = !m_transactions.empty();
+    }
+}
+
+void DBBase::commit_transaction() {
+    if (m_transactions.empty()) {
+        throw sqlite::error(SQLITE_MISUSE, "cannot commit: this handler has no open transaction");
+    }
+    const std::unique_ptr<sqlite::transaction> innermost = std::move(m_transactions.back());
+    m_transactions.pop_back();
+    m_is_in_transaction = !m_transactions.empty();
+    innermost->commit();
+}
+
+bool DBBase::is_in_transaction() {
+    return m_is_in_transaction;
+}
+
+void DBBase::as_transaction(std::function<void()> body) {
+    begin_transaction();
+    try {
+        body();
+    } catch (...) {
+        rollback_transaction();
+        throw;
+    }
+    commit_transaction();
+}
+
+std::shared_ptr<sqlite::database> DBBase::GetDB() {
+    return m_db;
+}
+
+void DBBase::CreateTable() {}
+
+sqlite::database& require_connection(const std::shared_ptr<sqlite::database>& db) {
+    if (db == nullptr) {
+        throw sqlite::error(SQLITE_MISUSE, "this table handler has no database connection");
+    }
+    return *db;
+}
+
+} // namespace db

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "base/base.shared/sqlite/database.h"
+#include "base/base.shared/sqlite/transaction.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace db {
+
+/// What every table handler has: the current account, the connection that it shares with the other
+/// handlers, and the helpers around both.
+///
+/// A user is a pair of a user id and the numeric source of that id. What the connection throws, a
+/// `sqlite::error`, passes through every operation. A handler serves one thread at a time.
+class DBBase : public std::enable_shared_from_this<DBBase> {
+public:
+    /// Both are kept unchanged for the handler's life. Without a connection only the operations
+    /// that need none work; the others throw `sqlite::error`.
+    DBBase(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db);
+    /// Rolls back the transactions that are still open.
+    virtual ~DBBase();
+
+    /// Of two users the one who is not the current account; the second if neither is.
+    std::pair<std::string, int> get_other(std::pair<std::string, int> first,
+                                          std::pair<std::string, int> second);
+    std::pair<std::string, int> get_current_user();
+    bool check_same_user(std::pair<std::string, int> first, std::pair<std::string, int> second);
+    bool check_current_user(std::pair<std::string, int> user);
+    std::pair<std::string, int> get_other(std::string first_id, int32_t first_source,
+                                          std::string second_id, int32_t second_source);
+    /// Whether the id denotes a group: it begins with "group_", under any source.
+    bool is_group(std::string user_id, int32_t source);
+    bool is_group(std::pair<std::string, int> user);
+
+    /// The key under which a user is stored: "USER_ID:SOURCE", the source in decimal. Two users
+    /// never share a key, since the source has no colon in it. Stored databases depend on it.
+    std::string make_local_user_id(std::string user_id, int32_t source);
+
+    /// The text as it stands in a single-quoted pattern of LIKE that ends in ESCAPE '\' and is to
+    /// match the text literally.
+    std::string convert_sql_keyword(std::string text);
+    /// The text as it stands in a single-quoted SQL literal: every single quote doubled.
+    std::string convert_quotation_mark(std::string text);
+    /// Replaces every `from` in `text`, from left to right, not looking into what it has put there.
+    /// An empty `from` replaces nothing. Linear in the size of the texts.
+    void replace_all_in_string(std::string& text, const std::string& from, const std::string& to);
+
+private:
+    /// Replaces every `from[i]` by `to[i]` in one pass; at each place the first that fits counts.
+    std::string convert_string(std::string text, const std::vector<std::string>& from,
+                               const std::vector<std::string>& to);
+
+public:
+    /// Stores a version, a decimal number of 32 bits with sign, in the database's `user_version`.
+    void db_set_user_data_version(std::string version);
+
+    /// Opens a transaction, inside an open one a savepoint, and holds the connection for this
+    /// thread until it is committed or rolled back: other threads wait. See `sqlite::transaction`.
+    void begin_transaction();
+    /// Undoes what the innermost transaction of this handler did. Does nothing if none is open.
+    void rollback_transaction();
+    /// Finishes the innermost transaction of this handler. Throws if none is open, and if SQLite
+    /// cannot commit: it is rolled back then.
+    void commit_transaction();
+    /// Whether a transaction begun through this handler is open.
+    bool is_in_transaction();
+    /// Runs `body` inside a transaction: commits after it, or rolls back if it throws, and lets
+    /// that exception through.
+    void as_transaction(std::function<void()> body);
+
+    /// The very connection given at construction.
+    std::shared_ptr<sqlite::database> GetDB();
+
+protected:
+    /// A handler without a table of its own has none to create.
+    void CreateTable();
+
+    std::pair<std::string, int> m_current_user_info;
+    std::shared_ptr<sqlite::database> m_db;
+    bool m_is_in_transaction;
+
+private:
+    std::vector<std::unique_ptr<sqlite::transaction>> m_transactions; // the innermost last
+};
+
+/// The connection, or `sqlite::error` if there is none.
+sqlite::database& require_connection(const std::shared_ptr<sqlite::database>& db);
+
+} // namespace db

@@ -1,0 +1,325 @@
+#include "bll/bll.shared/db2/db_handler_user.h"
+
+#include "base/base.shared/logging/logging.h"
+#include "base/base.shared/sqlite/error.h"
+#include "bll/bll.shared/db2/user_columns.h"
+
+#include <new>
+#include <sqlite3.h>
+#include <tuple>
+#include <type_traits>
+
+namespace db {
+
+namespace {
+
+// SQLite keeps this text in the schema from the table's name on, blanks and tabs included.
+// clang-format off
+constexpr const char* create_table_sql =
+    "CREATE TABLE IF NOT EXISTS users ( "
+    "local_user_id                 TEXT                                PRIMARY KEY ,"
+    "                                                            user_id\t\t\t\tTEXT\t\t\t\t\t\t\t\tNOT NULL,"
+    "                                                            device_id\t\t\tTEXT,"
+    "                                                            avatar\t\t\t\tTEXT,"
+    "                                                            user_name\t\t\tTEXT,"
+    "                                                            name_spell\t\t\tTEXT,"
+    "                                                            remark\t\t\t\tTEXT,"
+    "                                                            extra\t\t\t\tTEXT,"
+    "                                                            custom\t\t\t\tTEXT,"
+    "                                                            user_extension\t\tTEXT,"
+    "                                                            contact_extension\tTEXT,"
+    "                                                            is_anonymous\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            is_star\t\t\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            is_attention\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            user_type\t\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            user_version\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            user_source\t\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            gender\t\t\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            data_type\t\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            group_info          TEXT            DEFAULT     '0',"
+    "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\tmsg_set\t\t\t\tTEXT\t\t\tDEFAULT\t\t'0',"
+    "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\tin_black_list\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL,"
+    "                                                            is_blacked\t\t\tINTEGER\t\t\tDEFAULT \t0\t\tNOT NULL)";
+// clang-format on
+
+/// The columns and parameters of all inserts.
+const std::string user_field_list =
+    "  ( local_user_id, user_id, device_id, avatar,  user_name,  name_spell,  remark, is_anonymous,"
+    " is_star,  is_attention,  user_type, user_version,  user_source,  gender,  extra,  data_type,"
+    " group_info, msg_set, in_black_list, is_blacked, user_extension, contact_extension) VALUES "
+    " (:local_user_id, :user_id, :device_id, :avatar, :user_name, :name_spell, :remark,"
+    " :is_anonymous, :is_star, :is_attention, :user_type, :user_version, :user_source, :gender,"
+    " :extra, :data_type, :group_info, :msg_set, :in_black_list, :is_blacked, :user_extension,"
+    " :contact_extension)";
+
+/// The type through which the access layer binds and reads a field.
+template <typename T>
+using sql_type = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
+
+static_assert(std::tuple_size_v<decltype(user_columns)> == 22);
+
+/// Does not compile once UserRow has other than the 22 fields that `user_columns` lists.
+[[maybe_unused]] void count_fields(const UserRow& user_row) {
+    [[maybe_unused]] const auto& [f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, f13, f14, f15,
+                                  f16, f17, f18, f19, f20, f21, f22] = user_row;
+}
+
+UserRow Load(const sqlite::row& row) {
+    UserRow user_row;
+    for_each_user_column([&](const auto& column) {
+        auto& value = user_row.*column.field;
+        value = row[column.name].template as<sql_type<std::decay_t<decltype(value)>>>();
+    });
+    return user_row;
+}
+
+void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
+    for_each_user_column([&](const auto& column) {
+        const auto& value = user_row.*column.field;
+        stmt.bind<sql_type<std::decay_t<decltype(value)>>>(std::string(":") + column.name, value);
+    });
+}
+
+void bind_key(sqlite::statement& stmt, DBUser& store, std::string user_id, uint32_t user_source) {
+    stmt.bind<std::string>(
+        ":local_user_id",
+        store.make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source)));
+}
+
+void bind_mask(sqlite::statement& stmt, UserDataType data_type) {
+    stmt.bind<unsigned int>(":data_type", static_cast<unsigned int>(data_type));
+}
+
+void bind_nothing(sqlite::statement& /*stmt*/) {}
+
+/// Runs a statement whose parameters `bind` binds; the result holds the statement.
+template <typename Bind>
+sqlite::result run(sqlite::database& db, const std::string& sql, Bind bind) {
+    sqlite::statement stmt = db.prepare_statement(sql);
+    bind(stmt);
+    return db.execute(stmt);
+}
+
+/// The number of rows that a statement changes.
+template <typename Bind>
+uint32_t change(sqlite::database& db, const std::string& sql, Bind bind) {
+    run(db, sql, bind);
+    return db.changes();
+}
+
+/// Moves a query's first row into `user_row`: 1, or 0 if there is none.
+template <typename Bind>
+uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind, UserRow& user_row) {
+    const sqlite::result res = run(db, sql, bind);
+    const auto row = res.begin();
+    if (row == res.end()) {
+        return 0;
+    }
+    user_row = Load(*row);
+    return 1;
+}
+
+/// All rows of a query.
+template <typename Bind>
+std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bind) {
+    const sqlite::result res = run(db, sql, bind);
+    std::vector<UserRow> user_rows;
+    for (const sqlite::row& row : res) {
+        user_rows.push_back(Load(row));
+    }
+    return user_rows;
+}
+
+/// Stores a record under its newly formed key.
+uint32_t insert(DBUser& store, const char* head, UserRow& user_row) {
+    user_row.local_user_id =
+        store.make_local_user_id(user_row.user_id, static_cast<int32_t>(user_row.user_source));
+    return change(*store.GetDB(), head + user_field_list + ";",
+                  [&](sqlite::statement& stmt) { BindAllField(user_row, stmt); });
+}
+
+/// An argument of an SQL function up to its first NUL; SQL NULL as an empty text.
+std::string text_of(sqlite3_value* value) {
+    const unsigned char* text = sqlite3_value_text(value);
+    if (text != nullptr) {
+        return reinterpret_cast<const char*>(text);
+    }
+    if (sqlite3_value_type(value) != SQLITE_NULL) {
+        throw std::bad_alloc(); // SQLite found no memory for the conversion
+    }
+    return {};
+}
+
+/// The container, made first if there is none yet.
+base::RegexContainer& made(std::unique_ptr<base::RegexContainer>& container) {
+    if (container == nullptr) {
+        container = std::make_unique<base::RegexContainer>();
+    }
+    return *container;
+}
+
+} // namespace
+
+bool UserRow::operator==(db::UserRow& other) {
+    bool equal = true;
+    for_each_user_column(
+        [&](const auto& column) { equal = equal && this->*column.field == other.*column.field; });
+    return equal;
+}
+
+bool UserRow::operator!=(db::UserRow& other) {
+    return !(*this == other);
+}
+
+DBUser::DBUser(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db)
+    : DBBase(std::move(current_user_info), std::move(db)), flag(std::make_shared<bool>(false)) {
+    CreateTable();
+}
+
+DBUser::~DBUser() {
+    flag.reset(); // first: from here on USER_REGEX touches nothing of the store
+    if (logInited) {
+        try {
+            base::log::printer(base::log::level::DBG, __FILE__, __LINE__) << "~DBUser" << std::endl;
+        } catch (...) { // NOLINT(bugprone-empty-catch): no memory for a log line
+        }
+    }
+}
+
+void DBUser::CreateTable() {
+    run(require_connection(m_db), create_table_sql, bind_nothing);
+    create_custom_function();
+    if (logInited) {
+        base::log::printer(base::log::level::DBG, __FILE__, __LINE__) << "CreateTable" << std::endl;
+    }
+}
+
+uint32_t DBUser::Insert(db::UserRow& user_row) {
+    return insert(*this, "INSERT INTO users ", user_row);
+}
+
+uint32_t DBUser::InsertOrIgnore(db::UserRow& user_row) {
+    return insert(*this, "INSERT OR IGNORE INTO users", user_row);
+}
+
+uint32_t DBUser::InsertOrReplace(db::UserRow& user_row) {
+    return insert(*this, "REPLACE INTO users", user_row);
+}
+
+uint32_t DBUser::GetUserByUserIdAndSource(std::string user_id, uint32_t user_source,
+                                          db::UserRow& user_row) {
+    return fetch(
+        *m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;",
+        [&](sqlite::statement& stmt) { bind_key(stmt, *this, std::move(user_id), user_source); },
+        user_row);
+}
+
+uint32_t DBUser::GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
+                                              db::UserDataType data_type, db::UserRow& user_row) {
+    return fetch(
+        *m_db,
+        "SELECT * from users WHERE local_user_id = :local_user_id AND data_type & :data_type;",
+        [&](sqlite::statement& stmt) {
+            bind_key(stmt, *this, std::move(user_id), user_source);
+            bind_mask(stmt, data_type);
+        },
+        user_row);
+}
+
+uint32_t DBUser::DelUserByUserIdAndSource(std::string user_id, uint32_t user_source) {
+    return change(
+        *m_db, "DELETE from users WHERE local_user_id = :local_user_id;",
+        [&](sqlite::statement& stmt) { bind_key(stmt, *this, std::move(user_id), user_source); });
+}
+
+std::vector<db::UserRow> DBUser::GetUsersByDataType(db::UserDataType data_type) {
+    return list(*m_db, "SELECT * from users WHERE data_type & :data_type;",
+                [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); });
+}
+
+std::vector<db::UserRow> DBUser::GetUsersByDataTypeAndSource(db::UserDataType data_type,
+                                                             uint32_t user_source) {
+    return list(*m_db,
+                "SELECT * from users WHERE data_type & :data_type AND user_source = :user_source;",
+                [&](sqlite::statement& stmt) {
+                    bind_mask(stmt, data_type);
+                    stmt.bind<unsigned int>(":user_source", user_source);
+                });
+}
+
+std::vector<db::UserRow> DBUser::GetAll() {
+    return list(*m_db, "SELECT * from users;", bind_nothing);
+}
+
+std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word) {
+    return list(*m_db,
+                "SELECT * from users where data_type & :data_type and "
+                " USER_REGEX(user_name,remark,group_info,'" +
+                    convert_quotation_mark(std::move(key_word)) + "');",
+                [](sqlite::statement& stmt) { bind_mask(stmt, UserDataType::USERDATA_CONTACT); });
+}
+
+void DBUser::create_custom_function() {
+    SqliteCustomFunction function;
+    function.name = "USER_REGEX";
+    function.argc = 4;
+    const std::weak_ptr<bool> weak_flag = flag;
+    function.call_back = [this, weak_flag](sqlite3_context* context, int /*argc*/,
+                                           sqlite3_value** value) {
+        const std::shared_ptr<bool> strong_flag = weak_flag.lock();
+        if (strong_flag == nullptr) {
+            return; // the store is gone; the result stays SQL NULL
+        }
+        const std::string user_name = text_of(value[0]);
+        const std::string remark_json = text_of(value[1]);
+        const std::string group_json = text_of(value[2]);
+        const std::string key_word = text_of(value[3]);
+        bool find = false;
+        if (!user_name.empty()) {
+            find = user_name_search(user_name, key_word);
+        }
+        // Texts up to 2 bytes are "{}", "[]" and the default "0". The later matchers run after a
+        // match too, so that their expressions follow the keyword whatever the row.
+        if (remark_json.size() > 2 && remark_name_search(remark_json, key_word)) {
+            find = true;
+        }
+        if (group_json.size() > 2 && group_member_search(group_json, key_word)) {
+            find = true;
+        }
+        sqlite3_result_int(context, find ? 1 : 0);
+    };
+    m_db->add_custom_function(function);
+}
+
+bool DBUser::remark_name_search(std::string remark, std::string key_word) {
+    base::RegexContainer& regex = made(m_remark_name_search_regex);
+    if (!regex.check_key_word(key_word)) {
+        regex.build_reg(key_word, "(\"remark_name\":\"([^\"]*" + key_word + "[^\"]*))");
+    }
+    return regex.exec(remark.c_str());
+}
+
+bool DBUser::user_name_search(std::string user_name, std::string key_word) {
+    base::RegexContainer& regex = made(m_user_name_search_regex);
+    if (!regex.check_key_word(key_word)) {
+        regex.build_reg(key_word, ".*" + key_word + ".*");
+    }
+    return regex.exec(user_name.c_str());
+}
+
+bool DBUser::group_member_search(std::string group_info, std::string key_word) {
+    if (group_member_check_regex == nullptr) {
+        made(group_member_check_regex).build_reg(key_word, "(\"nick_name\":\"([^\"]+)\")");
+    }
+    if (!group_member_check_regex->exec(group_info.c_str())) {
+        return false; // no nick name at all: the keyword's expression need not be built
+    }
+    base::RegexContainer& regex = made(group_member_search_regex);
+    if (!regex.check_key_word(key_word)) {
+        regex.clear();
+        regex.build_reg(key_word, "(\"nick_name\":\"([^\"]*" + key_word + "[^\"]*))");
+    }
+    return regex.exec(group_info.c_str());
+}
+
+} // namespace db

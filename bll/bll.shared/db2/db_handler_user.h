@@ -1,0 +1,119 @@
+#pragma once
+
+#include "base/base.shared/utils/regex_container.h"
+#include "bll/bll.shared/db2/db_handler_base.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace db {
+
+/// What kinds of user a record is: bits of `UserRow::data_type`, which may hold several.
+enum class UserDataType {
+    USERDATA_DEFAULT = 0, ///< no kind; as a mask it selects nothing
+    USERDATA_USER = 1,
+    USERDATA_CONTACT = 2,
+    USERDATA_PUBLIC_ACCOUNT = 4,
+};
+
+/// One user: the in-memory form of one row of the table `users`.
+struct UserRow {
+    std::string local_user_id; ///< the primary key, formed from `user_id` and `user_source`
+    std::string user_id;       ///< unique within its source
+    std::string device_id;
+    std::string avatar;
+    std::string user_name;
+    std::string name_spell;
+    std::string remark; ///< JSON in compact form; "remark_name" in it is searched
+    uint32_t is_anonymous = 0;
+    uint32_t is_star = 0;      ///< 0 or 1
+    uint32_t is_attention = 0; ///< 0 or 1
+    uint32_t user_type = 0;
+    int64_t user_version = 0; ///< raised by each single-field update
+    uint32_t user_source = 0;
+    uint32_t gender = 0;
+    std::string extra;
+    std::string group_info = "0"; ///< JSON in compact form; each "nick_name" in it is searched
+    std::string msg_set = "0";
+    uint32_t in_black_list = 0;
+    uint32_t is_blacked = 0;
+    uint32_t data_type = 0; ///< bits of `UserDataType`
+    std::string user_extension;
+    std::string contact_extension;
+
+    /// Compares all 22 fields.
+    bool operator==(db::UserRow& other);
+    bool operator!=(db::UserRow& other);
+};
+
+/// The handler of the table `users`: every user that the client knows of.
+///
+/// Creates the table if it is missing and registers the SQL function `USER_REGEX` on the shared
+/// connection. Each operation prepares its own statement and opens no transaction; wrap a sequence
+/// in `as_transaction`. All failures leave as `sqlite::error`, with nothing half done: a row is the
+/// old or the new one, a caller's record is filled whole or untouched, a list is whole or not
+/// there. One store serves one thread at a time, and is not destroyed while one of its searches
+/// runs.
+///
+/// Two stores on one connection: `USER_REGEX` belongs to the one that registered it last, and with
+/// that store's end searches find nothing until another store calls `CreateTable` again.
+class DBUser : public DBBase {
+public:
+    /// Throws if the table cannot be created or `USER_REGEX` not registered.
+    DBUser(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db);
+    /// `USER_REGEX` stays on the connection and gives SQL NULL from now on.
+    virtual ~DBUser();
+
+    /// May be called again: leaves an existing table as it is, whatever its shape, and registers
+    /// `USER_REGEX` anew, which SQLite refuses while a statement is running on the connection.
+    void CreateTable();
+
+    /// Stores a record under the key of its user id and source, which is written into the record
+    /// first, also if the insert then fails. Returns the number of rows inserted. If the user is
+    /// stored already, `Insert` throws with SQLITE_CONSTRAINT_PRIMARYKEY, `InsertOrIgnore` keeps
+    /// the stored row and returns 0, `InsertOrReplace` replaces it whole.
+    uint32_t Insert(db::UserRow& user_row);
+    uint32_t InsertOrIgnore(db::UserRow& user_row);
+    uint32_t InsertOrReplace(db::UserRow& user_row);
+
+    /// Fills the record and returns 1, or returns 0 and leaves it untouched. Columns that are SQL
+    /// NULL give empty texts and zeros.
+    uint32_t GetUserByUserIdAndSource(std::string user_id, uint32_t user_source,
+                                      db::UserRow& user_row);
+    /// The same for a user whose `data_type` shares a bit with the mask; others count as missing.
+    uint32_t GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
+                                          db::UserDataType data_type, db::UserRow& user_row);
+    /// Returns the number of rows deleted: 1, or 0 if the user is not stored.
+    uint32_t DelUserByUserIdAndSource(std::string user_id, uint32_t user_source);
+
+    /// The users that share a bit with the mask, in SQLite's order. Reads the whole table.
+    std::vector<db::UserRow> GetUsersByDataType(db::UserDataType data_type);
+    std::vector<db::UserRow> GetUsersByDataTypeAndSource(db::UserDataType data_type,
+                                                         uint32_t user_source);
+    std::vector<db::UserRow> GetAll();
+
+    /// The contacts whose name, remark name or group nick names contain the keyword, in SQLite's
+    /// order. The keyword is a POSIX extended regular expression, not a literal text, and ASCII
+    /// letters match in either case; one that is no valid expression matches nothing. An empty one
+    /// matches every contact that has any of the three. Reads the whole table.
+    /// A keyword with a NUL byte in it throws, since no SQL text can hold it.
+    std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
+
+private:
+    void create_custom_function();
+    bool remark_name_search(std::string remark, std::string key_word);
+    bool user_name_search(std::string user_name, std::string key_word);
+    bool group_member_search(std::string group_info, std::string key_word);
+
+    std::shared_ptr<bool> flag; // lives as long as the store may be called by USER_REGEX
+    // The compiled expressions of the last keyword; empty until first needed.
+    std::unique_ptr<base::RegexContainer> m_remark_name_search_regex;
+    std::unique_ptr<base::RegexContainer> m_user_name_search_regex;
+    std::unique_ptr<base::RegexContainer> group_member_search_regex;
+    std::unique_ptr<base::RegexContainer> group_member_check_regex;
+};
+
+} // namespace db
