@@ -1,0 +1,184 @@
+#include "apps/userdb/commands.h"
+
+#include "apps/userdb/record_json.h"
+#include "apps/userdb/table.h"
+#include "base/base.shared/sqlite/error.h"
+#include "bll/bll.shared/db2/db_handler_user.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sqlite3.h>
+#include <unistd.h>
+
+namespace userdb {
+
+namespace {
+
+/// The store in a file. No operation used here asks for the current account.
+db::DBUser open_store(const options& common, sqlite::access_mode mode) {
+    return {{}, std::make_shared<sqlite::database>(common.database, mode)};
+}
+
+status show(const options& common, const std::vector<db::UserRow>& user_rows) {
+    if (user_rows.empty()) {
+        std::cerr << "userdb: nothing found\n";
+        return status::nothing_found;
+    }
+    if (common.json) {
+        for (const db::UserRow& user_row : user_rows) {
+            std::cout << to_json(user_row) << '\n';
+        }
+    } else {
+        print_table(std::cout, user_rows);
+    }
+    return status::done;
+}
+
+/// A count on standard error while work goes on, if that is a terminal; wiped out at the end.
+class progress {
+public:
+    explicit progress(std::string what) : m_what(std::move(what)) {}
+    ~progress() {
+        if (m_shown) {
+            std::cerr << "\r\033[K" << std::flush;
+        }
+    }
+    progress(const progress&) = delete;
+    progress& operator=(const progress&) = delete;
+
+    void show(size_t count) {
+        const auto now = std::chrono::steady_clock::now();
+        if (m_is_terminal && now - m_last >= std::chrono::milliseconds(100)) {
+            std::cerr << '\r' << m_what << ' ' << count << std::flush;
+            m_last = now;
+            m_shown = true;
+        }
+    }
+
+private:
+    std::string m_what;
+    bool m_is_terminal = isatty(STDERR_FILENO) != 0;
+    bool m_shown = false;
+    std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
+};
+
+/// The lines of a file, "-" for standard input.
+class line_reader {
+public:
+    explicit line_reader(const std::string& file) : m_name(file == "-" ? "standard input" : file) {
+        if (file != "-") {
+            m_file.open(file);
+            require(m_file.is_open());
+        }
+    }
+
+    bool next(std::string& line) {
+        std::istream& in = m_file.is_open() ? m_file : std::cin;
+        ++m_number;
+        const bool read = static_cast<bool>(std::getline(in, line));
+        require(!in.bad());
+        return read;
+    }
+
+    /// Where the line read last stands.
+    [[nodiscard]] std::string place() const { return m_name + ":" + std::to_string(m_number); }
+
+private:
+    void require(bool works) const {
+        if (!works) {
+            throw bad_input("cannot read " + m_name + ": " + std::strerror(errno));
+        }
+    }
+
+    std::string m_name;
+    std::ifstream m_file;
+    size_t m_number = 0;
+};
+
+/// The number of rows stored, 0 or 1.
+uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
+    switch (policy) {
+    case on_conflict::replace:
+        return users.InsertOrReplace(user_row);
+    case on_conflict::ignore:
+        return users.InsertOrIgnore(user_row);
+    case on_conflict::fail:
+        break;
+    }
+    try {
+        return users.Insert(user_row);
+    } catch (const sqlite::error& failure) {
+        if (failure.code() == SQLITE_CONSTRAINT_PRIMARYKEY) {
+            throw bad_input("key 'user_id': this user is stored already");
+        }
+        throw;
+    }
+}
+
+} // namespace
+
+status import_contacts(const options& common, const std::string& file, on_conflict policy) {
+    line_reader lines(file);
+    db::DBUser users = open_store(common, sqlite::read_write_create);
+    size_t read = 0;
+    size_t stored = 0;
+    users.as_transaction([&] {
+        progress counter("lines read:");
+        for (std::string line; lines.next(line);) {
+            try {
+                db::UserRow user_row = from_json(line);
+                stored += store(users, user_row, policy);
+            } catch (const bad_input& failure) {
+                throw bad_input(lines.place() + ": " + failure.what());
+            }
+            counter.show(++read);
+        }
+    });
+    std::cout << "stored " << stored << ", ignored " << read - stored << ", read " << read << '\n';
+    return status::done;
+}
+
+status search(const options& common, const std::string& key_word) {
+    return show(common, open_store(common, sqlite::read_only).SearchUserRowsWithKeyWord(key_word));
+}
+
+status list(const options& common, uint32_t data_type, std::optional<uint32_t> source) {
+    db::DBUser users = open_store(common, sqlite::read_only);
+    const auto mask = static_cast<db::UserDataType>(data_type);
+    if (data_type != 0) {
+        return show(common, source ? users.GetUsersByDataTypeAndSource(mask, *source)
+                                   : users.GetUsersByDataType(mask));
+    }
+    std::vector<db::UserRow> user_rows = users.GetAll();
+    if (source) {
+        std::erase_if(user_rows, [&](const auto& user) { return user.user_source != *source; });
+    }
+    return show(common, user_rows);
+}
+
+status get(const options& common, const user_key& key, uint32_t data_type) {
+    db::DBUser users = open_store(common, sqlite::read_only);
+    std::vector<db::UserRow> found(1);
+    const uint32_t count =
+        data_type == 0
+            ? users.GetUserByUserIdAndSource(key.user_id, key.source, found[0])
+            : users.GetUserByIdSourceAndDataType(
+                  key.user_id, key.source, static_cast<db::UserDataType>(data_type), found[0]);
+    found.resize(count);
+    return show(common, found);
+}
+
+status remove(const options& common, const user_key& key) {
+    db::DBUser users = open_store(common, sqlite::read_write);
+    if (users.DelUserByUserIdAndSource(key.user_id, key.source) == 0) {
+        return show(common, {});
+    }
+    std::cout << "deleted 1\n";
+    return status::done;
+}
+
+} // namespace userdb

@@ -1,0 +1,121 @@
+#include "apps/userdb/record_json.h"
+
+#include "bll/bll.shared/db2/user_columns.h"
+
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string_view>
+
+namespace userdb {
+
+namespace {
+
+using json = nlohmann::ordered_json; // keeps the order of members
+
+constexpr int max_depth = 100; // writing a text takes stack for each level
+
+std::string dump(const json& value) {
+    return value.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+[[noreturn]] void refuse(const std::string& key, const std::string& why) {
+    throw bad_input("key '" + key + "': " + why);
+}
+
+/// Parses one object, and refuses what a plain parse would let pass.
+json parse_object(const std::string& text) {
+    std::set<std::string> keys;
+    const auto check = [&keys](int depth, json::parse_event_t event, json& parsed) {
+        if (depth > max_depth) {
+            throw bad_input("nested more than " + std::to_string(max_depth) + " levels deep");
+        }
+        if (event == json::parse_event_t::key && depth == 1) {
+            const auto key = parsed.get<std::string>();
+            if (!keys.insert(key).second) {
+                refuse(key, "given twice");
+            }
+        }
+        return true;
+    };
+    try {
+        json object = json::parse(text, check);
+        if (object.is_object()) {
+            return object;
+        }
+    } catch (const json::parse_error& failure) {
+        throw bad_input("no JSON from byte " + std::to_string(failure.byte) + " on");
+    }
+    throw bad_input("no JSON object");
+}
+
+void assign(std::string& field, const json& value, const std::string& key) {
+    const bool may_be_structured = key == "remark" || key == "group_info";
+    if (value.is_string()) {
+        field = value.get<std::string>();
+    } else if (may_be_structured && value.is_structured()) {
+        field = dump(value);
+    } else {
+        refuse(key, may_be_structured ? "must be a text, an object or an array" : "must be a text");
+    }
+}
+
+template <typename Integer>
+void assign(Integer& field, const json& value, const std::string& key) {
+    using limits = std::numeric_limits<Integer>;
+    const bool fits = value.is_number_unsigned() ? std::in_range<Integer>(value.get<uint64_t>())
+                                                 : value.is_number_integer() &&
+                                                       std::in_range<Integer>(value.get<int64_t>());
+    if (!fits) {
+        refuse(key, "must be a whole number from " + std::to_string(limits::min()) + " to " +
+                        std::to_string(limits::max()));
+    }
+    field = value.get<Integer>();
+}
+
+} // namespace
+
+std::string to_json(const db::UserRow& user_row) {
+    json object;
+    db::for_each_user_column(
+        [&](const auto& column) { object[column.name] = user_row.*column.field; });
+    return dump(object);
+}
+
+db::UserRow from_json(const std::string& json_text) {
+    const json object = parse_object(json_text);
+    db::UserRow user_row;
+    for (const auto& [key, value] : object.items()) {
+        bool known = false;
+        db::for_each_user_column([&](const auto& column) {
+            if (key == column.name) {
+                assign(user_row.*column.field, value, key);
+                known = true;
+            }
+        });
+        if (!known) {
+            refuse(key, "unknown");
+        }
+    }
+    if (!object.contains("user_id")) {
+        refuse("user_id", "missing");
+    }
+    return user_row;
+}
+
+std::vector<std::string> member_texts(const std::string& json_text, const std::string& name) {
+    std::vector<std::string> texts;
+    bool wanted = false;
+    const auto collect = [&](int /*depth*/, json::parse_event_t event, json& parsed) {
+        if (event == json::parse_event_t::key) {
+            wanted = parsed == name;
+        } else if (event == json::parse_event_t::value && wanted && parsed.is_string()) {
+            texts.push_back(parsed.get<std::string>());
+        }
+        return true;
+    };
+    const bool is_json = !json::parse(json_text, collect, false).is_discarded();
+    return is_json ? texts : std::vector<std::string>();
+}
+
+} // namespace userdb

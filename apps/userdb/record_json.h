@@ -1,0 +1,28 @@
+#pragma once
+
+#include "bll/bll.shared/db2/db_handler_user.h"
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace userdb {
+
+/// Input that cannot be taken; the text says which and why, for people.
+class bad_input : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The record as one JSON object without a newline, keys named as the fields. Bytes that are no
+/// UTF-8 become U+FFFD.
+std::string to_json(const db::UserRow& user_row);
+
+/// The record that a JSON object holds; missing keys keep their defaults. `remark` and `group_info`
+/// may be objects or arrays, which become compact JSON texts. Throws `bad_input` naming the key.
+db::UserRow from_json(const std::string& json);
+
+/// The texts of all members with this name in a JSON text, at any depth; none if it is no JSON.
+std::vector<std::string> member_texts(const std::string& json, const std::string& name);
+
+} // namespace userdb

@@ -1,0 +1,115 @@
+#include "apps/userdb/table.h"
+
+#include "apps/userdb/record_json.h"
+
+#include <algorithm>
+#include <array>
+#include <clocale>
+#include <cwchar>
+#include <locale.h>
+#include <string>
+
+namespace userdb {
+
+namespace {
+
+/// Makes this thread read texts as UTF-8 while it lives, whatever the user's locale.
+class utf8_locale {
+public:
+    utf8_locale()
+        : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_before(uselocale(m_utf8)) {}
+    ~utf8_locale() {
+        uselocale(m_before);
+        if (m_utf8 != nullptr) {
+            freelocale(m_utf8);
+        }
+    }
+    utf8_locale(const utf8_locale&) = delete;
+    utf8_locale& operator=(const utf8_locale&) = delete;
+
+private:
+    locale_t m_utf8;
+    locale_t m_before;
+};
+
+/// A text that is safe to print, and the columns that it takes.
+struct cell {
+    std::string text;
+    size_t width = 0;
+
+    void append(std::string_view character, int columns) {
+        text += columns < 0 ? "\uFFFD" : character;
+        width += columns < 0 ? 1 : static_cast<size_t>(columns);
+    }
+};
+
+cell printable(std::string_view text) {
+    cell shown;
+    while (!text.empty()) {
+        wchar_t character = 0;
+        std::mbstate_t state{};
+        const size_t size = std::mbrtowc(&character, text.data(), text.size(), &state);
+        const bool valid = size != 0 && size <= text.size();
+        const size_t taken = valid ? size : 1;
+        shown.append(text.substr(0, taken), valid ? wcwidth(character) : -1);
+        text.remove_prefix(taken);
+    }
+    return shown;
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : ", ") + text;
+    }
+    return all;
+}
+
+std::string kinds(uint32_t data_type) {
+    std::vector<std::string> names;
+    const auto add = [&](db::UserDataType bit, const char* name) {
+        if ((data_type & static_cast<uint32_t>(bit)) != 0) {
+            names.emplace_back(name);
+        }
+    };
+    add(db::UserDataType::USERDATA_USER, "user");
+    add(db::UserDataType::USERDATA_CONTACT, "contact");
+    add(db::UserDataType::USERDATA_PUBLIC_ACCOUNT, "public-account");
+    return joined(names);
+}
+
+using line = std::array<cell, 6>;
+
+line cells(const db::UserRow& user) {
+    return {printable(user.user_id),
+            printable(std::to_string(user.user_source)),
+            printable(kinds(user.data_type)),
+            printable(user.user_name),
+            printable(joined(member_texts(user.remark, "remark_name"))),
+            printable(joined(member_texts(user.group_info, "nick_name")))};
+}
+
+} // namespace
+
+void print_table(std::ostream& out, const std::vector<db::UserRow>& user_rows) {
+    const utf8_locale utf8;
+    std::vector<line> lines{{printable("USER ID"), printable("SOURCE"), printable("KIND"),
+                             printable("NAME"), printable("REMARK NAME"), printable("NICK NAMES")}};
+    std::transform(user_rows.begin(), user_rows.end(), std::back_inserter(lines), cells);
+    std::array<size_t, std::tuple_size_v<line>> widths{};
+    for (const line& cells : lines) {
+        for (size_t i = 0; i < cells.size(); ++i) {
+            widths[i] = std::max(widths[i], cells[i].width);
+        }
+    }
+    for (const line& cells : lines) {
+        std::string text;
+        for (size_t i = 0; i < cells.size(); ++i) {
+            text += cells[i].text + std::string(widths[i] - cells[i].width + 2, ' ');
+        }
+        text.erase(text.find_last_not_of(' ') + 1);
+        out << text << '\n';
+    }
+}
+
+} // namespace userdb

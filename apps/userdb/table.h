@@ -1,0 +1,15 @@
+#pragma once
+
+#include "bll/bll.shared/db2/db_handler_user.h"
+
+#include <ostream>
+#include <vector>
+
+namespace userdb {
+
+/// Writes records as a table with aligned columns, for people. Wide characters count two columns;
+/// control characters and bytes that are no UTF-8 are shown as U+FFFD, so that no text of a
+/// database reaches the terminal as a command.
+void print_table(std::ostream& out, const std::vector<db::UserRow>& user_rows);
+
+} // namespace userdb

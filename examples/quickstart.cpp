@@ -1,0 +1,21 @@
+#include "bll/bll.shared/db2/db_handler_user.h"
+
+#include <iostream>
+
+int main() {
+    // One connection for all handlers of the account's database; a path opens a file instead.
+    auto connection = std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
+    db::DBUser users({"me", 1}, connection);
+
+    db::UserRow alice;
+    alice.user_id = "u1001";
+    alice.user_source = 1;
+    alice.user_name = "Alice Winterbourne";
+    alice.remark = R"({"remark_name":"Lighthouse keeper"})";
+    alice.data_type = static_cast<uint32_t>(db::UserDataType::USERDATA_CONTACT);
+    users.InsertOrReplace(alice);
+
+    for (const db::UserRow& user : users.SearchUserRowsWithKeyWord("light")) {
+        std::cout << user.user_name << " is stored as " << user.local_user_id << '\n';
+    }
+}
