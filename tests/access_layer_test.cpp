@@ -1,0 +1,377 @@
+#include "tests/support.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <limits>
+#include <numeric>
+#include <optional>
+#include <sqlite3.h>
+#include <thread>
+
+using namespace std::string_literals;
+using sqlite::database;
+
+namespace {
+
+class AccessLayer : public testing::Test {
+protected:
+    sqlite::result run(const std::string& sql) { return db.execute(sql); }
+    void define(const std::string& name, int argc, decltype(SqliteCustomFunction::call_back) body) {
+        db.add_custom_function({name, argc, std::move(body)});
+    }
+    /// The numbers from 1 on, one a row.
+    sqlite::result numbers(int last) {
+        return run("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT " +
+                   std::to_string(last) + ") SELECT i FROM n");
+    }
+
+    database db{sqlite::special_t::in_memory};
+};
+
+long long number_of(const sqlite::row& row) {
+    return row["i"].as<long long>();
+}
+
+TEST_F(AccessLayer, ValuesComeBackAsTheyWereBound) {
+    auto stmt = db.prepare_statement("SELECT :v, typeof(:v), length(CAST(:v AS BLOB))");
+    EXPECT_EQ(stmt.parameter_count(), 1U);
+    for (const auto& value : {""s, "a\0b\0"s, "\xff\xfe 中"s, std::string(70000, 'x')}) {
+        stmt.bind(":v", value);
+        EXPECT_EQ(shown(db.execute(stmt)), value + "|text|" + std::to_string(value.size()));
+    }
+    const auto check = [&](auto value) {
+        stmt.bind(":v", value);
+        const auto res = db.execute(stmt);
+        EXPECT_EQ((*res.begin())[0].as<decltype(value)>(), value);
+        EXPECT_TRUE(shown(res).starts_with(std::to_string(value) + "|integer|"));
+    };
+    for (const unsigned int value : {0U, 1U, 0x7fffffffU, 0x80000000U, 0xffffffffU}) {
+        check(value);
+    }
+    using limits = std::numeric_limits<long long>;
+    for (const long long value : {limits::min(), -1LL, 0LL, 1LL << 32, limits::max()}) {
+        check(value);
+    }
+    stmt.bind(":v", "ends\0here");
+    EXPECT_EQ(shown(db.execute(stmt)), "ends|text|4");
+    stmt.bind(":v", static_cast<const char*>(nullptr));
+    EXPECT_EQ(shown(db.execute(stmt)), "NULL|null|NULL");
+    stmt.bind(":v", "again");
+    stmt.clear_bindings();
+    EXPECT_EQ(shown(db.execute(stmt)), "NULL|null|NULL");
+}
+
+TEST_F(AccessLayer, ReadsWhateverAColumnHolds) {
+    struct {
+        const char* literal;
+        std::string text;
+        long long number;
+        unsigned int low_bits;
+    } const cases[] = {
+        {"NULL", "", 0, 0},
+        {"''", "", 0, 0},
+        {"' 12ab'", " 12ab", 12, 12},
+        {"-3.75", "-3.75", -3, 4294967293U},
+        {"-1", "-1", -1, 4294967295U},
+        {"4294967301", "4294967301", 4294967301, 5},
+        {"9e99", "9.0e+99", std::numeric_limits<long long>::max(), 4294967295U},
+        {"x''", "", 0, 0},
+        {"x'00ff31'", "\0\xff\x31"s, 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.literal);
+        const auto res = run("SELECT "s + c.literal + " AS v");
+        const sqlite::field field = (*res.begin())["v"];
+        EXPECT_EQ(field.column_name(), "v");
+        EXPECT_EQ(field.is_null(), c.literal == "NULL"s);
+        EXPECT_EQ(static_cast<bool>(field), !field.is_null());
+        EXPECT_EQ(field.as<long long>(), c.number);
+        EXPECT_EQ(field.as<unsigned int>(), c.low_bits);
+        EXPECT_EQ(field.as<std::string>(), c.text);
+    }
+}
+
+TEST_F(AccessLayer, WalksEachRowOnce) {
+    const auto none = numbers(0);
+    EXPECT_TRUE(none.begin() == none.end());
+    const auto three = numbers(3);
+    auto it = three.begin();
+    const auto other = three.begin(); // steps nothing
+    const sqlite::row row = *it;
+    EXPECT_EQ(number_of(row), 1);
+    ++it;
+    EXPECT_EQ(number_of(row), 2) << "a row shows the current row";
+    EXPECT_TRUE(it == other && it != three.end());
+    it++;
+    EXPECT_EQ(number_of(*other), 3);
+    for (int i = 0; i < 2; ++i, ++it) { // at its end an iterator steps no more
+        EXPECT_EQ(it == three.end(), i > 0);
+    }
+    EXPECT_TRUE(other == three.end() && three.begin() == three.end());
+
+    const auto five = numbers(5);
+    const auto add = [](long long sum, const auto& row) { return sum + number_of(row); };
+    EXPECT_EQ(std::accumulate(five.begin(), five.end(), 0LL, add), 15);
+    EXPECT_EQ(std::ranges::count_if(numbers(9), [](auto& row) { return number_of(row) > 5; }), 4);
+    EXPECT_EQ(shown(numbers(3)), "1;2;3");
+}
+
+TEST_F(AccessLayer, IteratorsAreAssignedWithoutTouchingTheOtherResult) {
+    const auto ended = numbers(1);
+    auto it = ended.begin();
+    ++it;
+    const auto walked = numbers(3);
+    const auto copy = walked;
+    auto walker = walked.begin();
+    it = walker;
+    EXPECT_TRUE(it == walker && ended.begin() == ended.end());
+    walker = ended.begin();
+    EXPECT_TRUE(walker == ended.end());
+    EXPECT_EQ(number_of(*it), 1) << "assigning from an ended iterator ends no other result";
+    ++it;
+    walker.swap(it);
+    EXPECT_TRUE(it == ended.end());
+    EXPECT_EQ(walker->operator[](0).as<long long>(), 2);
+    ++ ++walker;
+    EXPECT_TRUE(copy.begin() == copy.end()) << "a copy must not step what has ended";
+}
+
+TEST_F(AccessLayer, AFailedStepEndsTheWalk) {
+    define("fail_at", 2, [](sqlite3_context*, int, sqlite3_value** value) {
+        if (sqlite3_value_int(value[0]) == sqlite3_value_int(value[1])) {
+            throw std::runtime_error("third row");
+        }
+    });
+    const auto res = run("SELECT fail_at(column1, 3) FROM (VALUES (1), (2), (3), (4))");
+    auto it = res.begin();
+    ++it;
+    fails(SQLITE_ERROR, "third row, in: SELECT fail_at", [&] { ++it; });
+    EXPECT_TRUE(it == res.end());
+    EXPECT_NO_THROW(++it);
+}
+
+TEST_F(AccessLayer, AStatementRunsAgain) {
+    run("CREATE TABLE t (i INTEGER PRIMARY KEY)");
+    auto insert = db.prepare_statement("INSERT INTO t VALUES (:i)");
+    insert.bind(":i", 1U);
+    db.execute(insert);
+    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "t.i, in: INSERT", [&] { db.execute(insert); });
+    insert.bind(":i", 2U);
+    db.execute(insert);
+
+    auto select = db.prepare_statement("SELECT i FROM t WHERE i >= :i ORDER BY i");
+    select.bind(":i", 1U);
+    const auto abandoned = db.execute(select);
+    const auto it = abandoned.begin();
+    select.bind(":i", 2U); // ends the run under way
+    EXPECT_TRUE(it == abandoned.end());
+    fails(SQLITE_RANGE, "no current row to read column 'i'", [&] { number_of(*it); });
+    EXPECT_EQ(number_of(*db.execute(select).begin()), 2);
+    EXPECT_EQ(number_of(*db.execute(select).begin()), 2) << "half walked, then executed again";
+
+    auto copy = select;
+    copy.swap(insert);
+    insert.bind(":i", 1U);
+    EXPECT_EQ(shown(db.execute(select)), "1;2") << "copies share their bindings";
+}
+
+TEST_F(AccessLayer, CountsWhatAStatementChanged) {
+    run("PRAGMA page_size = 8192");
+    run("CREATE TABLE t (i)");
+    EXPECT_EQ(db.last_insert_rowid(), 0);
+    EXPECT_EQ(run("INSERT INTO t VALUES (1), (2), (3)").row_modification_count(), 3U);
+    EXPECT_EQ(db.last_insert_rowid(), 3);
+    EXPECT_EQ(run("CREATE TABLE u (i)").row_modification_count(), 0U);
+    EXPECT_EQ(run("SELECT i FROM t").row_modification_count(), 0U);
+    EXPECT_EQ(db.changes(), 3U);
+    EXPECT_EQ(run("UPDATE t SET i = 0 WHERE i > 9").row_modification_count(), 0U);
+    EXPECT_EQ(db.changes(), 0U);
+    EXPECT_EQ(db.size(), 3U * 8192);
+}
+
+TEST_F(AccessLayer, ErrorsNameWhatIsWrong) {
+    run("CREATE TABLE t (a, b)");
+    fails(SQLITE_ERROR, "near \"SELEC\": syntax error, in: SELEC 1", [&] { run("SELEC 1"); });
+    fails(SQLITE_ERROR, "no such table: x", [&] { run("SELECT * FROM x"); });
+    fails(SQLITE_MISUSE, "without a statement", [&] { run(" "); });
+    fails(SQLITE_MISUSE, "without a statement: -- no", [&] { run("-- no"); });
+    fails(SQLITE_MISUSE, "more than one statement", [&] { run("SELECT 1; SELECT 2"); });
+    fails(SQLITE_MISUSE, "more than one statement", [&] { run("SELECT 1; nonsense"); });
+    fails(SQLITE_MISUSE, "a NUL byte in it: SELECT", [&] { run("SELECT 1\0;"s); });
+    EXPECT_EQ(shown(run("SELECT 1; -- and\n ; /* no more */ ")), "1");
+
+    auto stmt = db.prepare_statement("SELECT a AS x, b FROM t WHERE a = :a");
+    fails(SQLITE_RANGE, "no parameter ':b' in: SELECT a AS", [&] { stmt.bind(":b", 1U); });
+    fails(SQLITE_RANGE, "no parameter 'a' in", [&] { stmt.bind("a", 1LL); });
+    fails(SQLITE_RANGE, "no parameter ':a\\0b' in", [&] { stmt.bind(":a\0b"s, ""); });
+    const auto one = run("SELECT 1 AS x");
+    const sqlite::row row = *one.begin();
+    fails(SQLITE_RANGE, "no column 'y' in the result of: SELECT 1 AS x", [&] { (void)row["y"]; });
+    fails(SQLITE_RANGE, "no column at position 1 of 1", [&] { (void)row[1]; });
+    const auto none = db.execute(stmt);
+    fails(SQLITE_RANGE, "no column 'a'", [&] { (void)(*none.begin())["a"]; });
+    fails(SQLITE_RANGE, "read column 'b'", [&] { (void)(*none.begin())["b"].is_null(); });
+    database other(sqlite::special_t::in_memory);
+    fails(SQLITE_MISUSE, "another connection: SELECT a", [&] { other.execute(stmt); });
+    const auto kept = std::move(stmt);
+    EXPECT_NO_THROW(stmt.clear_bindings());
+    fails(SQLITE_RANGE, "':a'", [&] { stmt.bind(":a", 1U); });
+}
+
+TEST_F(AccessLayer, OpeningFailsClearlyAndModesHold) {
+    const scratch_directory directory;
+    const std::string file = directory.file("a.db");
+    const std::string missing = directory.file("no/such.db");
+    fails(SQLITE_CANTOPEN, missing, [&] { database{missing}; });
+    fails(SQLITE_CANTOPEN, file, [&] { database(file, sqlite::read_write); });
+    fails(SQLITE_CANTOPEN, "NUL", [&] { database{"a\0b"s}; });
+
+    database{file}.execute("CREATE TABLE t (i)");
+    database reader(file, sqlite::read_only, sqlite::shared_cache);
+    EXPECT_EQ(shown(reader.execute("PRAGMA busy_timeout")), "5000");
+    fails(SQLITE_READONLY, "DELETE FROM t", [&] { reader.execute("DELETE FROM t"); });
+    EXPECT_EQ(reader.as_transaction([](database& db) { db.execute("SELECT * FROM t"); }), 0U);
+
+    std::ofstream(file) << std::string(5000, 'x');
+    fails(SQLITE_NOTADB, "not a database", [&] { database{file}.execute("SELECT * FROM t"); });
+}
+
+TEST_F(AccessLayer, EverythingOutlivesTheDatabase) {
+    auto captured = std::make_shared<int>(7);
+    std::optional<database> dying(std::in_place, sqlite::special_t::in_memory);
+    const auto seven = [captured](sqlite3_context* context, int, sqlite3_value**) {
+        sqlite3_result_int(context, *captured);
+    };
+    dying->add_custom_function({"seven", 0, seven});
+    std::optional res(dying->execute("SELECT seven() AS i UNION ALL SELECT 1 + seven()"));
+    dying.reset();
+    auto it = res->begin();
+    ++it;
+    std::optional field((*it)["i"]);
+    it = {};
+    res.reset();
+    EXPECT_EQ(field->as<std::string>(), "8");
+    EXPECT_EQ(captured.use_count(), 3);
+    field.reset();
+    EXPECT_EQ(captured.use_count(), 2) << "the connection closes with its last user";
+}
+
+TEST_F(AccessLayer, FunctionsFailTheirStatementAndNothingElse) {
+    define("answer", -1, [](sqlite3_context* context, int argc, sqlite3_value**) {
+        sqlite3_result_int(context, 40 + argc);
+    });
+    define("no_memory", 0, [](auto...) { throw std::bad_alloc(); });
+    define("no_exception", 0, [](auto...) { throw 1; });
+    fails(SQLITE_NOMEM, "out of memory", [&] { run("SELECT no_memory()"); });
+    fails(SQLITE_ERROR, "no std::exception", [&] { run("SELECT no_exception()"); });
+    EXPECT_EQ(shown(run("SELECT answer(), answer(1, 2)")), "40|42");
+}
+
+TEST_F(AccessLayer, CapturesAreDestroyedOnce) {
+    auto captured = std::make_shared<int>();
+    const auto holder = [captured](auto...) { (void)captured; };
+    const long held = captured.use_count(); // by `captured` and `holder`
+    define("f", 1, holder);
+    define("f", 2, holder);
+    define("f", 1, holder);
+    EXPECT_EQ(captured.use_count(), held + 2) << "a replaced function is gone";
+    fails(SQLITE_MISUSE, "fff", [&] { define(std::string(300, 'f'), 1, holder); });
+    fails(SQLITE_MISUSE, "no callback", [&] { define("f", 1, nullptr); });
+    fails(SQLITE_MISUSE, "NUL", [&] { define("f\0g"s, 1, holder); });
+    const auto running = numbers(2);
+    fails(SQLITE_BUSY, "active statements", [&] { define("f", 2, holder); });
+    EXPECT_EQ(captured.use_count(), held + 2) << "a refused function is gone";
+}
+
+class Transactions : public AccessLayer {
+protected:
+    Transactions() { run("CREATE TABLE t (i INTEGER PRIMARY KEY)"); }
+
+    void add(int i) { run("INSERT INTO t VALUES (" + std::to_string(i) + ")"); }
+    std::string stored() { return shown(run("SELECT i FROM t")); }
+    /// Adds a row inside a transaction of its own, which then fails.
+    void add_and_fail(int i) {
+        const auto body = [&](database&) { add(i), throw std::out_of_range("the first"); };
+        EXPECT_THROW(db.as_transaction(body), std::out_of_range);
+    }
+};
+
+TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
+    EXPECT_EQ(db.as_transaction([&](database&) { run("INSERT INTO t VALUES (1), (2)"); }), 2U);
+    add_and_fail(4);
+    EXPECT_EQ(stored(), "1;2");
+    const uint32_t changed = db.as_transaction([&](database&) {
+        add(3);
+        EXPECT_EQ(db.as_transaction([&](database&) { add(5), add(6); }), 2U);
+        add_and_fail(7);
+        db.as_transaction([&](database&) { add(8), add_and_fail(9); });
+    });
+    EXPECT_EQ(changed, 4U) << "rows that a savepoint took back do not count";
+    EXPECT_EQ(stored(), "1;2;3;5;6;8");
+    run("BEGIN");
+    db.as_transaction([&](database&) { add(7); });
+    run("ROLLBACK");
+    EXPECT_EQ(stored(), "1;2;3;5;6;8");
+}
+
+TEST_F(Transactions, SurviveThatSqliteRolledBackByItself) {
+    const auto lose = [&](database&) { add(2), run("INSERT OR ROLLBACK INTO t VALUES (2)"); };
+    const auto lose_all = [&] { db.as_transaction(lose); };
+    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "OR ROLLBACK", lose_all);
+    fails(SQLITE_ERROR, "no transaction is active", [&] {
+        db.as_transaction([&](database&) {
+            add(1);
+            fails(SQLITE_CONSTRAINT_PRIMARYKEY, "OR ROLLBACK", lose_all);
+        });
+    });
+    EXPECT_EQ(stored(), "");
+}
+
+TEST_F(Transactions, RollBackWhatCannotBeCommitted) {
+    run("PRAGMA foreign_keys = ON");
+    run("CREATE TABLE child (i REFERENCES t DEFERRABLE INITIALLY DEFERRED)");
+    const auto orphan = [&](database&) { add(1), run("INSERT INTO child VALUES (8)"); };
+    fails(SQLITE_CONSTRAINT_FOREIGNKEY, "COMMIT", [&] { db.as_transaction(orphan); });
+    EXPECT_EQ(stored() + shown(run("SELECT * FROM child")), "");
+    EXPECT_EQ(db.as_transaction([&](database&) { add(1); }), 1U);
+}
+
+TEST_F(Transactions, OfTwoConnectionsWaitForEachOther) {
+    const scratch_directory directory;
+    database own(directory.file("a.db"));
+    own.execute("CREATE TABLE t (i)");
+    const auto count_up = [&] {
+        database mine(directory.file("a.db"));
+        for (int i = 0; i < 20; ++i) {
+            mine.as_transaction([](database& db) { // reads first: a late write lock would fail
+                const std::string seen = shown(db.execute("SELECT count(*) FROM t"));
+                db.execute("INSERT INTO t VALUES (" + seen + ")");
+            });
+        }
+    };
+    std::thread other(count_up);
+    count_up();
+    other.join();
+    EXPECT_EQ(shown(own.execute("SELECT count(DISTINCT i) FROM t")), "40");
+}
+
+TEST_F(AccessLayer, LockKeepsOtherThreadsOffEverything) {
+    const auto res = numbers(2);
+    auto it = res.begin();
+    std::atomic<int> passed = 0;
+    db.lock();
+    db.lock();
+    std::thread caller([&] { db.changes(), ++passed; });
+    std::thread walker([&] { ++it, ++passed; });
+    db.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(passed, 0);
+    db.unlock();
+    caller.join();
+    walker.join();
+    EXPECT_EQ(passed, 2);
+}
+
+} // namespace

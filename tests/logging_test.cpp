@@ -1,0 +1,62 @@
+#include "base/base.shared/logging/logging.h"
+
+#include <gtest/gtest.h>
+#include <mutex>
+#include <regex>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+using base::log::level;
+using base::log::printer;
+
+namespace {
+
+class Logging : public testing::Test {
+protected:
+    ~Logging() override {
+        base::log::set_sink({});
+        logInited = false;
+    }
+};
+
+TEST_F(Logging, HandsEachMessageToTheSink) {
+    std::string seen;
+    base::log::set_sink([&](level lev, const std::string& tag, const std::string& text) {
+        seen += std::to_string(static_cast<int>(lev)) + "|" + tag + "|" + text + ";";
+    });
+    EXPECT_TRUE(logInited);
+    const std::string piece = "piece";
+    printer(level::WARNING, "dir/file.cpp", 12) << "n:" << 0U << ' ' << piece << "" << std::endl;
+    printer(level::FATAL, "x", 1) << 1234567U << std::hex << 255;
+    EXPECT_EQ(seen, "3|dir/file.cpp:12|n:0 piece;5|x:1|1234567ff;");
+
+    base::log::set_sink([](auto&&...) { throw std::runtime_error("a broken sink"); });
+    printer(level::ERR, "x", 1) << "does not end the process";
+}
+
+TEST_F(Logging, WritesWholeLinesToStandardError) {
+    base::log::set_sink({});
+    testing::internal::CaptureStderr();
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([] {
+            for (int i = 0; i < 100; ++i) {
+                printer(level::INFO, "some/file.cpp", 7) << "two\nlines" << std::endl;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::istringstream written(testing::internal::GetCapturedStderr());
+    const std::regex format(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} I some/file.cpp:7 two\\nlines)");
+    int count = 0;
+    for (std::string line; std::getline(written, line); ++count) {
+        ASSERT_TRUE(std::regex_match(line, format)) << line;
+    }
+    EXPECT_EQ(count, 400);
+}
+
+} // namespace

@@ -1,0 +1,145 @@
+#include "base/base.shared/utils/regex_container.h"
+#include "bll/bll.shared/db2/db_handler_user.h"
+#include "tests/support.h"
+
+#include <memory>
+#include <optional>
+#include <sqlite3.h>
+
+using namespace std::string_literals;
+
+namespace {
+
+class Search : public testing::Test {
+protected:
+    void store(const std::string& id, const std::string& name, const std::string& remark = "",
+               const std::string& group_info = "0", uint32_t data_type = 2) {
+        db::UserRow row;
+        row.user_id = id;
+        row.user_name = name;
+        row.remark = remark;
+        row.group_info = group_info;
+        row.data_type = data_type;
+        users->Insert(row);
+    }
+
+    /// The ids of the users found, in the order in which they were stored.
+    std::string found(const std::string& key_word) {
+        std::string ids;
+        for (const db::UserRow& row : users->SearchUserRowsWithKeyWord(key_word)) {
+            ids += row.user_id;
+        }
+        return ids;
+    }
+
+    /// What USER_REGEX answers for four SQL expressions.
+    std::string user_regex(const std::string& arguments) {
+        return shown(connection->execute("SELECT USER_REGEX(" + arguments + ")"));
+    }
+
+    std::shared_ptr<sqlite::database> connection =
+        std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
+    std::optional<db::DBUser> users{std::in_place, std::pair<std::string, int>{"me", 1},
+                                    connection};
+};
+
+TEST_F(Search, MatchesNamesRemarkNamesAndNickNames) {
+    struct {
+        const char* arguments;
+        const char* expected;
+    } const cases[] = {
+        {"'Alice', '', '', 'lic'", "1"},
+        {"'Alice', '', '', 'LIC'", "1"},
+        {"'Alice', '', '', 'bob'", "0"},
+        {"'', '', '', ''", "0"},
+        {"'Alice', '', '', ''", "1"},
+        {"'A' || char(10) || 'B', '', '', 'a.b'", "1"},
+        {"'小雨', '', '', '雨'", "1"},
+        {R"('O''Malley', '', '', '''m')", "1"},
+        {R"('', '{"remark_name":"Keeper"}', '', 'keep')", "1"},
+        {R"('', '{"remark_name":""}', '', '')", "1"},
+        {R"('', '{"phone":"keep","remark_name":"x"}', '', 'keep')", "0"},
+        {R"('', '{"remark_name":"x","phone":"keep"}', '', 'keep')", "0"},
+        {R"('', '{"remark_name": "keep"}', '', 'keep')", "0"},
+        {R"('', '"remark_name":"k', '', 'k')", "1"},
+        {R"('', '{}', '', '')", "0"},
+        {R"('', '', '[{"nick_name":"a"},{"nick_name":"Captain"}]', 'captain')", "1"},
+        {R"('', '', '[{"nick_name":""}]', '')", "0"},
+        {R"('', '', '[{"nick_name":"a"}]', '')", "1"},
+        {R"('', '', '[{"nick_name":""},{"nick_name":"b"}]', 'b')", "1"},
+        {R"('', '', '[{"nick_name":"open', 'open')", "0"},
+        {R"('', '', '[{"nick_name":"a","x":"cap"}]', 'cap')", "0"},
+        {R"('', '', '0', '0')", "0"},
+        {R"('', '{"nick_name":"a"}', '{"remark_name":"a"}', 'a')", "0"},
+        {"'abc', '', '', '^b|c$'", "1"},
+        {"'abc', '', '', 'x|b'", "1"},
+        {"'a(b', '', '', 'a(b'", "0"},
+        {"'a[b', '', '', '['", "0"},
+        {"'a.b', '', '', 'a[.]b'", "1"},
+        {"NULL, NULL, NULL, 'x'", "0"},
+        {"'x', NULL, NULL, NULL", "1"},
+        {R"(NULL, '{"remark_name":"x"}', NULL, 'x')", "1"},
+        {"x'', x'', x'', 'x'", "0"},
+        {"x'6100ff', 12345, 1.5, 'a'", "1"},
+        {"x'6100ff62', '', '', 'b'", "0"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(user_regex(c.arguments), c.expected) << c.arguments;
+    }
+    fails(SQLITE_ERROR, "number of arguments", [&] { user_regex("'a', 'b', 'c'"); });
+}
+
+TEST_F(Search, FindsContactsInTheirOrder) {
+    store("a", "Noodle");
+    store("b", "x", R"({"remark_name":"noodle bar"})");
+    store("c", "x", "", R"([{"nick_name":"Captain Noodle"}])");
+    store("d", "Noodle", "", "", 0);
+    store("e", "Noodle", "", "", 1 | 4);
+    store("f", "Noodle", "", "", 2 | 4);
+    store("g", "O'Malley; DROP");
+    connection->execute("UPDATE users SET group_info = NULL, remark = NULL WHERE user_id = 'a'");
+    EXPECT_EQ(found("noodle"), "abcf");
+    EXPECT_EQ(found("o'm"), "g");
+    EXPECT_EQ(found("'); DROP TABLE users; --"), "");
+    EXPECT_EQ(found("."), "abcfg");
+    EXPECT_EQ(found(""), "abcfg");
+    EXPECT_EQ(found("noodle("), "") << "no valid expression";
+    EXPECT_EQ(found("noodle"), "abcf");
+    fails(SQLITE_MISUSE, "NUL", [&] { found("no\0dle"s); });
+    EXPECT_EQ(users->SearchUserRowsWithKeyWord("bar").at(0).remark,
+              R"({"remark_name":"noodle bar"})");
+}
+
+TEST_F(Search, TheFunctionOutlivesItsStore) {
+    store("a", "Noodle");
+    auto second = std::make_optional<db::DBUser>(std::pair<std::string, int>{"me", 1}, connection);
+    EXPECT_EQ(found("n"), "a");
+    second.reset();
+    EXPECT_EQ(user_regex("'n', '', '', 'n'"), "NULL");
+    EXPECT_EQ(found("n"), "") << "the last registration answers";
+    users->CreateTable();
+    EXPECT_EQ(found("n"), "a");
+    users.reset();
+    EXPECT_EQ(user_regex("'n', '', '', 'n'"), "NULL");
+    EXPECT_EQ(
+        shown(connection->execute("SELECT count(*) FROM users WHERE USER_REGEX('n', '', '', 'n')")),
+        "0");
+}
+
+TEST(RegexContainer, KnowsWhatItWasBuiltFor) {
+    base::RegexContainer regex;
+    EXPECT_FALSE(regex.check_key_word("") || regex.exec(""));
+    regex.build_reg("key", "(k+)e");
+    EXPECT_TRUE(regex.check_key_word("key") && regex.exec("a KKE z"));
+    EXPECT_FALSE(regex.check_key_word("ke") || regex.exec("ek"));
+    regex.build_reg("other", "o");
+    EXPECT_TRUE(regex.check_key_word("other") && regex.exec("no") && !regex.exec("kke"));
+    regex.build_reg("bad", "(");
+    EXPECT_FALSE(regex.check_key_word("bad") || regex.check_key_word("other") || regex.exec("("));
+    regex.build_reg("", "x");
+    EXPECT_TRUE(regex.check_key_word("") && regex.exec("x"));
+    regex.clear();
+    EXPECT_FALSE(regex.check_key_word("") || regex.exec("x"));
+}
+
+} // namespace
