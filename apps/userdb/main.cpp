@@ -125,7 +125,7 @@ userdb::status run(const command& chosen, const arguments& args) {
 
 } // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app("Look into the table users of a messaging client's database.", "userdb");
     arguments args;
     command chosen;
@@ -136,4 +136,7 @@ int main(int argc, char** argv) {
         return app.exit(failure) == 0 ? 0 : static_cast<int>(userdb::status::bad_input);
     }
     return static_cast<int>(run(chosen, args));
+} catch (const std::exception& failure) {
+    std::cerr << "userdb: " << failure.what() << '\n';
+    return static_cast<int>(userdb::status::bad_input);
 }

@@ -85,11 +85,12 @@ std::string to_json(const db::UserRow& user_row) {
 db::UserRow from_json(const std::string& json_text) {
     const json object = parse_object(json_text);
     db::UserRow user_row;
-    for (const auto& [key, value] : object.items()) {
+    for (const auto& member : object.items()) {
+        const std::string& key = member.key();
         bool known = false;
         db::for_each_user_column([&](const auto& column) {
             if (key == column.name) {
-                assign(user_row.*column.field, value, key);
+                assign(user_row.*column.field, member.value(), key);
                 known = true;
             }
         });

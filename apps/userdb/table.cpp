@@ -6,7 +6,6 @@
 #include <array>
 #include <clocale>
 #include <cwchar>
-#include <locale.h>
 #include <string>
 
 namespace userdb {

@@ -16,7 +16,7 @@ bool run(sqlite3_stmt* stmt) noexcept {
 } // namespace
 
 transaction::transaction(database& db)
-    : m_lock(db), m_db(db), m_nested(sqlite3_get_autocommit(db.db) == 0), m_changes_before(0),
+    : m_lock(db), m_db(db), m_nested(sqlite3_get_autocommit(db.db) == 0),
       m_commit(db.create_statement(m_nested ? "RELEASE nested_transaction" : "COMMIT")),
       m_rollback(db.create_statement("ROLLBACK")),
       m_rollback_to_savepoint(m_nested ? db.create_statement("ROLLBACK TO nested_transaction")

@@ -37,7 +37,7 @@ private:
     database& m_db;
     bool m_nested;
     bool m_open = true;
-    uint32_t m_changes_before;
+    uint32_t m_changes_before = 0;
     // Compiled ahead, since rolling back must work when memory has run out.
     std::shared_ptr<sqlite3_stmt> m_commit;
     std::shared_ptr<sqlite3_stmt> m_rollback;

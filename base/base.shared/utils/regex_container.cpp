@@ -4,7 +4,7 @@
 
 namespace base {
 
-RegexContainer::RegexContainer() : m_reg(), m_reg_is_ready(false), m_matched() {}
+RegexContainer::RegexContainer() : m_reg(), m_matched() {}
 
 RegexContainer::~RegexContainer() {
     release();

@@ -34,7 +34,7 @@ private:
     void release();
 
     regex_t m_reg;
-    bool m_reg_is_ready;
+    bool m_reg_is_ready = false;
     std::string m_pattern;
     std::string m_key_word;
     std::array<regmatch_t, 10> m_matched;

@@ -9,8 +9,7 @@
 namespace db {
 
 DBBase::DBBase(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db)
-    : m_current_user_info(std::move(current_user_info)), m_db(std::move(db)),
-      m_is_in_transaction(false) {}
+    : m_current_user_info(std::move(current_user_info)), m_db(std::move(db)) {}
 
 DBBase::~DBBase() {
     while (!m_transactions.empty()) {

@@ -82,7 +82,7 @@ protected:
 
     std::pair<std::string, int> m_current_user_info;
     std::shared_ptr<sqlite::database> m_db;
-    bool m_is_in_transaction;
+    bool m_is_in_transaction = false;
 
 private:
     std::vector<std::unique_ptr<sqlite::transaction>> m_transactions; // the innermost last

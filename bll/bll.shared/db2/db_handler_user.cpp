@@ -294,7 +294,7 @@ void DBUser::create_custom_function() {
 bool DBUser::remark_name_search(std::string remark, std::string key_word) {
     base::RegexContainer& regex = made(m_remark_name_search_regex);
     if (!regex.check_key_word(key_word)) {
-        regex.build_reg(key_word, "(\"remark_name\":\"([^\"]*" + key_word + "[^\"]*))");
+        regex.build_reg(key_word, R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))");
     }
     return regex.exec(remark.c_str());
 }
@@ -309,7 +309,7 @@ bool DBUser::user_name_search(std::string user_name, std::string key_word) {
 
 bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     if (group_member_check_regex == nullptr) {
-        made(group_member_check_regex).build_reg(key_word, "(\"nick_name\":\"([^\"]+)\")");
+        made(group_member_check_regex).build_reg(key_word, R"re(("nick_name":"([^"]+)"))re");
     }
     if (!group_member_check_regex->exec(group_info.c_str())) {
         return false; // no nick name at all: the keyword's expression need not be built
@@ -317,7 +317,7 @@ bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     base::RegexContainer& regex = made(group_member_search_regex);
     if (!regex.check_key_word(key_word)) {
         regex.clear();
-        regex.build_reg(key_word, "(\"nick_name\":\"([^\"]*" + key_word + "[^\"]*))");
+        regex.build_reg(key_word, R"(("nick_name":"([^"]*)" + key_word + R"([^"]*)))");
     }
     return regex.exec(group_info.c_str());
 }

@@ -65,7 +65,7 @@ public:
     /// Throws if the table cannot be created or `USER_REGEX` not registered.
     DBUser(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db);
     /// `USER_REGEX` stays on the connection and gives SQL NULL from now on.
-    virtual ~DBUser();
+    ~DBUser() override;
 
     /// May be called again: leaves an existing table as it is, whatever its shape, and registers
     /// `USER_REGEX` anew, which SQLite refuses while a statement is running on the connection.
