@@ -1,3 +1,4 @@
+#include "base/base.shared/sqlite/transaction.h"
 #include "tests/support.h"
 
 #include <algorithm>
@@ -199,8 +200,10 @@ TEST_F(AccessLayer, ErrorsNameWhatIsWrong) {
     fails(SQLITE_MISUSE, "without a statement: -- no", [&] { run("-- no"); });
     fails(SQLITE_MISUSE, "more than one statement", [&] { run("SELECT 1; SELECT 2"); });
     fails(SQLITE_MISUSE, "more than one statement", [&] { run("SELECT 1; nonsense"); });
+    fails(SQLITE_MISUSE, "statement", [&] { run("SELECT 1; PRAGMA foreign_keys = ON"); });
+    EXPECT_EQ(shown(run("PRAGMA foreign_keys")), "0") << "a refused statement has no effect";
     fails(SQLITE_MISUSE, "a NUL byte in it: SELECT", [&] { run("SELECT 1\0;"s); });
-    EXPECT_EQ(shown(run("SELECT 1; -- and\n ; /* no more */ ")), "1");
+    EXPECT_EQ(shown(run("SELECT 1; -- and\n ; /* no * more */ /*")), "1");
 
     auto stmt = db.prepare_statement("SELECT a AS x, b FROM t WHERE a = :a");
     fails(SQLITE_RANGE, "no parameter ':b' in: SELECT a AS", [&] { stmt.bind(":b", 1U); });
@@ -320,10 +323,12 @@ TEST_F(Transactions, SurviveThatSqliteRolledBackByItself) {
     const auto lose = [&](database&) { add(2), run("INSERT OR ROLLBACK INTO t VALUES (2)"); };
     const auto lose_all = [&] { db.as_transaction(lose); };
     fails(SQLITE_CONSTRAINT_PRIMARYKEY, "OR ROLLBACK", lose_all);
-    fails(SQLITE_ERROR, "no transaction is active", [&] {
+    fails(SQLITE_ABORT_ROLLBACK, "rolled back already", [&] {
         db.as_transaction([&](database&) {
             add(1);
             fails(SQLITE_CONSTRAINT_PRIMARYKEY, "OR ROLLBACK", lose_all);
+            fails(SQLITE_ABORT_ROLLBACK, "rolled back already", [&] { add(3); });
+            fails(SQLITE_ABORT_ROLLBACK, "rolled back already", lose_all);
         });
     });
     EXPECT_EQ(stored(), "");
@@ -336,6 +341,20 @@ TEST_F(Transactions, RollBackWhatCannotBeCommitted) {
     fails(SQLITE_CONSTRAINT_FOREIGNKEY, "COMMIT", [&] { db.as_transaction(orphan); });
     EXPECT_EQ(stored() + shown(run("SELECT * FROM child")), "");
     EXPECT_EQ(db.as_transaction([&](database&) { add(1); }), 1U);
+}
+
+TEST_F(Transactions, EndInnerBeforeOuter) {
+    sqlite::transaction outer(db);
+    add(1);
+    {
+        sqlite::transaction inner(db);
+        add(2);
+        fails(SQLITE_MISUSE, "while an inner", [&] { outer.commit(); });
+        inner.rollback();
+        fails(SQLITE_MISUSE, "is over", [&] { inner.commit(); });
+    }
+    outer.commit();
+    EXPECT_EQ(stored(), "1");
 }
 
 TEST_F(Transactions, OfTwoConnectionsWaitForEachOther) {

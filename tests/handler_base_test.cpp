@@ -89,6 +89,15 @@ TEST_F(HandlerBase, Transactions) {
                      std::logic_error);
     });
     EXPECT_EQ(stored(), "2");
+    fails(SQLITE_MISUSE, "the body must end",
+          [&] { base.as_transaction([&] { add(), base.begin_transaction(); }); });
+    base.begin_transaction();
+    EXPECT_THROW(
+        base.as_transaction([&] { base.rollback_transaction(), throw std::logic_error("x"); }),
+        std::logic_error);
+    EXPECT_TRUE(base.is_in_transaction()) << "the one around it is not the body's to end";
+    base.commit_transaction();
+    EXPECT_EQ(stored(), "2");
     {
         db::DBBase dying({"me", 1}, connection);
         dying.begin_transaction();
@@ -99,7 +108,7 @@ TEST_F(HandlerBase, Transactions) {
     EXPECT_EQ(stored(), "2") << "what nobody committed is rolled back";
     base.begin_transaction();
     connection->execute("ROLLBACK");
-    fails(SQLITE_ERROR, "no transaction is active", [&] { base.commit_transaction(); });
+    fails(SQLITE_ABORT_ROLLBACK, "already", [&] { base.commit_transaction(); });
     EXPECT_FALSE(base.is_in_transaction());
 }
 

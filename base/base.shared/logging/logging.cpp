@@ -33,8 +33,10 @@ std::string timestamp() {
 /// Written with one call, so that lines of several threads do not mix.
 void write_to_stderr(level lev, const std::string& tag, const std::string& text) {
     constexpr std::string_view letters = "VDIWEF";
+    const auto index = static_cast<size_t>(lev);
+    const char letter = index < letters.size() ? letters[index] : '?';
     std::string line = timestamp();
-    line.append({' ', letters.at(static_cast<size_t>(lev)), ' '}).append(tag).append(" ");
+    line.append({' ', letter, ' '}).append(tag).append(" ");
     for (const char c : text) {
         c == '\n' ? line.append("\\n") : line.append(1, c);
     }
@@ -67,7 +69,9 @@ void set_sink(sink target) {
         const std::lock_guard guard(holder().mutex);
         holder().current.swap(next);
     }
-    logInited = true;
+    if (!logInited) { // a sink may be replaced while threads log and read this
+        logInited = true;
+    }
 }
 
 printer::printer(base::log::level lev, std::string tag, uint32_t line)

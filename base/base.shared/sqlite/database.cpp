@@ -4,6 +4,7 @@
 #include "base/base.shared/sqlite/error.h"
 #include "base/base.shared/sqlite/transaction.h"
 
+#include <algorithm>
 #include <exception>
 #include <limits>
 #include <new>
@@ -55,17 +56,17 @@ void destroy_function(void* body) {
 }
 
 /// Whether nothing but blanks, comments and semicolons is left.
-bool is_blank(sqlite3* db, std::string_view sql) {
+bool is_blank(std::string_view sql) {
     while (!sql.empty()) {
-        sqlite3_stmt* next = nullptr;
-        const char* tail = nullptr;
-        const int code =
-            sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &next, &tail);
-        sqlite3_finalize(next);
-        if (code != SQLITE_OK || next != nullptr) {
+        size_t size = 1;
+        if (sql.starts_with("--")) {
+            size = sql.find('\n');
+        } else if (sql.starts_with("/*")) {
+            size = std::min(sql.find("*/", 2), sql.size() - 2) + 2;
+        } else if (std::string_view("; \t\n\f\r").find(sql.front()) == std::string_view::npos) {
             return false;
         }
-        sql.remove_prefix(static_cast<size_t>(tail - sql.data()));
+        sql.remove_prefix(std::min(size, sql.size()));
     }
     return true;
 }
@@ -102,6 +103,7 @@ result database::execute(const statement& stmt) {
         throw error(SQLITE_MISUSE, "cannot execute a statement of another connection: " +
                                        std::string(detail::sql_of(handle)));
     }
+    require_intact_transaction();
     detail::abandon_run(handle);
     const int total_before = sqlite3_total_changes(db);
     const bool has_row = detail::step(handle);
@@ -126,15 +128,8 @@ void database::unlock() {
 
 uint32_t database::as_transaction(const std::function<void(database&)>& body) {
     transaction scope(*this);
-    const bool was_in_transaction = std::exchange(m_in_trans, true);
-    try {
-        body(*this);
-        scope.commit();
-    } catch (...) {
-        m_in_trans = was_in_transaction;
-        throw;
-    }
-    m_in_trans = was_in_transaction;
+    body(*this);
+    scope.commit();
     return scope.changes();
 }
 
@@ -177,6 +172,10 @@ void database::add_custom_function(SqliteCustomFunction function) {
     }
 }
 
+size_t parameter_limit(const database& db) {
+    return static_cast<size_t>(sqlite3_limit(db.db, SQLITE_LIMIT_VARIABLE_NUMBER, -1));
+}
+
 void database::close() {
     sqlite3_close_v2(std::exchange(db, nullptr));
 }
@@ -204,10 +203,20 @@ std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql)
     if (stmt == nullptr) {
         refuse("a text without a statement");
     }
-    if (!is_blank(db, std::string_view(sql).substr(static_cast<size_t>(tail - sql.c_str())))) {
+    if (!is_blank(std::string_view(sql).substr(static_cast<size_t>(tail - sql.c_str())))) {
         refuse("more than one statement");
     }
     return stmt;
+}
+
+void database::require_intact_transaction() {
+    if (m_rollback_owed && sqlite3_get_autocommit(db) == 0) {
+        detail::step(create_statement("ROLLBACK").get());
+    }
+    m_rollback_owed = false;
+    if (m_in_trans && sqlite3_get_autocommit(db) != 0) {
+        throw error(SQLITE_ABORT_ROLLBACK, "the open transaction has been rolled back already");
+    }
 }
 
 void database::open(const std::string& filename, int flags) {

@@ -35,6 +35,7 @@ enum access_mode {
 
 /// Whether connections of this process to one file share their page cache.
 enum cache_type {
+    /// They lock each other out table by table, and without waiting: SQLITE_LOCKED comes at once.
     shared_cache = 131072,
     private_cache = 262144,
 };
@@ -63,12 +64,14 @@ public:
     ~database();
 
     /// Compiles one SQL statement. Throws for a text without a statement, with a second one behind
-    /// the first, or with a NUL byte in it.
+    /// the first, or with a NUL byte in it. Some PRAGMAs act when they are compiled already.
     [[nodiscard]] statement prepare_statement(const std::string& sql) const;
 
     /// Runs a statement up to its first row or its end: one that changes rows has done so when this
-    /// returns. Throws if SQLite fails, with the statement reset, and for a statement of another
-    /// connection. A run of the statement that is still under way is abandoned.
+    /// returns. One that delivers rows of what it changed (RETURNING) commits at the end of the
+    /// walk, where that can still fail: walk it to its end. Throws if SQLite fails, with the
+    /// statement reset, and for a statement of another connection. A run of the statement that is
+    /// still under way is abandoned.
     result execute(const std::string& sql);
     result execute(const statement& stmt);
 
@@ -80,9 +83,11 @@ public:
     /// Runs `body` inside a transaction and commits; inside an open transaction, inside a savepoint
     /// of it. Holds the lock meanwhile. Returns the number of rows inserted, updated and deleted
     /// inside, by triggers too. If `body` or the commit throws, everything inside is rolled back,
-    /// unless SQLite has done so already, and that exception leaves.
-    /// The transaction takes the write lock at once (on a read-only database none), so that it
-    /// waits for other writers at its start and not half way.
+    /// unless SQLite has done so already, and that exception leaves. Once SQLite has rolled back by
+    /// itself, `execute` throws SQLITE_ABORT_ROLLBACK up to the end of the outermost transaction,
+    /// so that a body that goes on leaves nothing behind. The transaction takes the write lock at
+    /// once (on a read-only database none), so that it waits for other writers at its start and not
+    /// half way.
     uint32_t as_transaction(const std::function<void(database&)>& body);
 
     /// 0 if the connection has inserted no row yet.
@@ -93,25 +98,32 @@ public:
     /// changes made by triggers.
     uint32_t changes() const;
 
-    /// Registers a function for the statements prepared from now on, in place of an earlier one of
-    /// the same name and argument count. The callback and what it captures live until the function
-    /// is replaced or the connection closed, and are destroyed then, or at once if SQLite refuses
-    /// the function (while a statement is running and it would replace one, for instance): that
-    /// throws. A callback may throw: std::bad_alloc fails its statement with SQLITE_NOMEM, any
-    /// other exception with SQLITE_ERROR and its text.
+    /// Registers a function, in place of an earlier one of the same name and argument count, also
+    /// for statements prepared before. The callback and what it captures live until the function is
+    /// replaced or the connection closed, and are destroyed then, or at once if SQLite refuses the
+    /// function (while a statement is running and it would replace one, for instance): that throws.
+    /// A callback may throw: std::bad_alloc fails its statement with SQLITE_NOMEM, any other
+    /// exception with SQLITE_ERROR and its text.
     void add_custom_function(SqliteCustomFunction function);
 
 private:
     friend class transaction;
+    friend size_t parameter_limit(const database& db);
 
     void close();
     [[nodiscard]] std::shared_ptr<sqlite3_stmt> create_statement(const std::string& sql) const;
     void open(const std::string& filename, int flags);
+    void require_intact_transaction();
 
     sqlite3* db = nullptr;
     mutable std::recursive_mutex m_mut;
     bool m_in_trans = false;
-    uint32_t m_undone = 0; // rows in SQLite's running total that a savepoint took back
+    uint32_t m_depth = 0;         // open objects of the class transaction
+    uint32_t m_undone = 0;        // rows in SQLite's running total that a rollback took back
+    bool m_rollback_owed = false; // SQLite could not roll back; nothing may run before it has
 };
+
+/// The number of parameters that one statement of a connection can have.
+[[nodiscard]] size_t parameter_limit(const database& db);
 
 } // namespace sqlite

@@ -8,7 +8,8 @@ namespace sqlite {
 /// What every failure of this layer is thrown as.
 ///
 /// The text names what was tried, SQLite's own message and the statement's text, and the parameter
-/// or column if the failure is about one. It never holds a bound value, so it can be logged.
+/// or column if the failure is about one. This layer puts no bound value into it; SQLite's messages
+/// quote one in rare cases (a JSON path, a name to ATTACH).
 class error : public std::runtime_error {
 public:
     /// NUL bytes in the text are shown as "\0".
@@ -16,7 +17,7 @@ public:
 
     /// SQLite's extended result code: SQLITE_CONSTRAINT_PRIMARYKEY, say, not SQLITE_CONSTRAINT.
     /// Misuse that SQLite never saw carries the code that fits best: SQLITE_RANGE for a parameter,
-    /// column or position that does not exist, SQLITE_MISUSE for anything else.
+    /// column or position that does not exist, mostly SQLITE_MISUSE for anything else.
     [[nodiscard]] int code() const noexcept { return m_code; }
 
 private:

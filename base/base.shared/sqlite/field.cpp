@@ -25,18 +25,17 @@ std::string field::column_name() const {
 
 template <>
 std::string field::as<std::string>() const {
-    require_value();
+    if (is_null()) { // asked first: a conversion that finds no memory leaves NULL behind
+        return {};
+    }
     const int column = static_cast<int>(index);
     const unsigned char* text = sqlite3_column_text(stmt.get(), column);
-    if (text != nullptr) {
-        const auto size = static_cast<size_t>(sqlite3_column_bytes(stmt.get(), column));
-        return {reinterpret_cast<const char*>(text), size};
-    }
-    if (sqlite3_column_type(stmt.get(), column) != SQLITE_NULL) {
+    if (text == nullptr) {
         detail::fail(nullptr, SQLITE_NOMEM, "read column '" + column_name() + "'",
                      detail::sql_of(stmt.get()));
     }
-    return {};
+    const auto size = static_cast<size_t>(sqlite3_column_bytes(stmt.get(), column));
+    return {reinterpret_cast<const char*>(text), size};
 }
 
 template <>

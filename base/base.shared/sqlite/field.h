@@ -25,9 +25,10 @@ public:
     [[nodiscard]] std::string column_name() const;
 
     /// The value converted as SQLite converts it; any other type than these does not compile.
-    /// `std::string`: the text by its length, NUL bytes included; numbers in decimal, blobs byte by
-    /// byte. `long long`: a text's leading number, a real's whole part. `unsigned int`: the low 32
-    /// bits of that. SQL NULL gives an empty text and 0.
+    /// `std::string`: the text by its length, NUL bytes included; numbers in decimal, blobs as
+    /// they are (converted like texts in a database that is not UTF-8). `long long`: a text's
+    /// leading number, a real's whole part. `unsigned int`: the low 32 bits of that. SQL NULL gives
+    /// an empty text and 0.
     template <typename T>
     [[nodiscard]] T as() const = delete;
 

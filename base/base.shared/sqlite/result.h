@@ -12,9 +12,9 @@ namespace sqlite {
 
 /// What an executed statement delivers: its rows, one after the other, once.
 ///
-/// No size and no way back: SQLite does not know them either. The result shows the latest run of
-/// its statement; executing or binding the statement again ends every earlier result of it. A
-/// result that is dropped half way keeps SQLite's read lock until the statement goes or runs again.
+/// No size and no way back: SQLite does not know them either. Binding the statement again ends its
+/// results; once it is executed again, results that had not ended show the new run. A result that
+/// is dropped half way keeps SQLite's read lock until the statement goes or runs again.
 class result {
 public:
     /// An input iterator. It must not outlive the result that made it. All iterators of a result

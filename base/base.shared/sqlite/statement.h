@@ -34,7 +34,8 @@ public:
     /// statement does not have and for a text over SQLite's length limit (a billion bytes).
     /// The name is sought from the statement's first parameter on: linear in their number.
     void bind(const std::string& name, const char* value);
-    /// For `std::string`, `unsigned int` and `long long`; any other type does not compile.
+    /// For `std::string`, `unsigned int` and `long long` (to which an `int64_t` is cast, since it
+    /// may be a `long`); any other type does not compile.
     template <typename T>
     void bind(const std::string& name, const T& value) = delete;
 

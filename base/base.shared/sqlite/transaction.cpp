@@ -1,6 +1,7 @@
 #include "base/base.shared/sqlite/transaction.h"
 
 #include "base/base.shared/sqlite/detail.h"
+#include "base/base.shared/sqlite/error.h"
 
 #include <sqlite3.h>
 
@@ -21,8 +22,9 @@ transaction::transaction(database& db)
       m_rollback(db.create_statement("ROLLBACK")),
       m_rollback_to_savepoint(m_nested ? db.create_statement("ROLLBACK TO nested_transaction")
                                        : nullptr) {
-    const bool read_only = sqlite3_db_readonly(db.db, "main") == 1;
-    db.execute(m_nested ? "SAVEPOINT nested_transaction" : read_only ? "BEGIN" : "BEGIN IMMEDIATE");
+    db.execute(m_nested ? "SAVEPOINT nested_transaction" : "BEGIN IMMEDIATE");
+    m_level = ++db.m_depth;
+    db.m_in_trans = true;
     m_changes_before = changes();
 }
 
@@ -31,22 +33,32 @@ transaction::~transaction() {
 }
 
 void transaction::commit() {
+    if (!m_open || m_level != m_db.m_depth) {
+        throw error(SQLITE_MISUSE, m_open ? "cannot commit while an inner transaction is open"
+                                          : "cannot commit: the transaction is over");
+    }
+    m_db.require_intact_transaction();
     detail::step(m_commit.get());
-    m_open = false;
+    end();
 }
 
 void transaction::rollback() noexcept {
     if (!m_open) {
         return;
     }
-    m_open = false;
+    end();
     m_db.m_undone += changes();
     if (sqlite3_get_autocommit(m_db.db) != 0) {
         return;
     }
     if (!m_nested || !run(m_rollback_to_savepoint.get()) || !run(m_commit.get())) {
-        run(m_rollback.get());
+        m_db.m_rollback_owed = !run(m_rollback.get());
     }
+}
+
+void transaction::end() noexcept {
+    m_open = false;
+    m_db.m_in_trans = --m_db.m_depth > 0;
 }
 
 uint32_t transaction::changes() const {

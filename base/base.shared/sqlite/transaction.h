@@ -16,26 +16,33 @@ namespace sqlite {
 /// before the outer. What was not committed is rolled back.
 class transaction {
 public:
-    /// Begins, with the write lock unless the database is read-only. Throws `error`.
+    /// Begins, with the write lock unless the database is read-only. Throws `error` if it cannot,
+    /// and after SQLite has rolled back the transaction around it.
     explicit transaction(database& db);
     transaction(const transaction&) = delete;
     transaction& operator=(const transaction&) = delete;
     ~transaction();
 
-    /// Throws `error` if SQLite cannot commit; the transaction is still open then, unless SQLite
-    /// has rolled it back.
+    /// Throws `error` if SQLite cannot commit or has rolled back already, if the transaction is
+    /// over, or if one that was begun inside it is still open. What could not be committed is
+    /// rolled back by the destructor.
     void commit();
     /// Undoes everything inside. Does nothing after it, or after a commit, or if SQLite has rolled
-    /// back by itself. A savepoint that SQLite cannot undo takes the whole transaction with it.
+    /// back by itself. A savepoint that SQLite cannot undo takes the whole transaction with it. If
+    /// SQLite lacks even the memory for that, the connection rolls back before it runs anything
+    /// else.
     void rollback() noexcept;
 
     /// Rows inserted, updated and deleted inside so far, less those that nested ones rolled back.
     [[nodiscard]] uint32_t changes() const;
 
 private:
+    void end() noexcept;
+
     std::unique_lock<database> m_lock;
     database& m_db;
     bool m_nested;
+    uint32_t m_level = 0; // 1 for the outermost object
     bool m_open = true;
     uint32_t m_changes_before = 0;
     // Compiled ahead, since rolling back must work when memory has run out.
