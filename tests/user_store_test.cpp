@@ -2,10 +2,11 @@
 #include "bll/bll.shared/db2/user_columns.h"
 #include "tests/support.h"
 
-#include <algorithm>
+#include <set>
 #include <sqlite3.h>
+#include <vector>
 
-using db::UserDataType;
+using db::DBUser;
 using db::UserRow;
 
 namespace {
@@ -60,46 +61,24 @@ class UserStore : public testing::Test {
 protected:
     std::string query(const std::string& sql) { return shown(connection->execute(sql)); }
 
-    UserRow store(const std::string& user_id, uint32_t source, uint32_t data_type = 0,
-                  const std::string& name = "") {
+    UserRow store(const std::string& user_id, uint32_t source) {
         UserRow row;
         row.user_id = user_id;
         row.user_source = source;
-        row.data_type = data_type;
-        row.user_name = name;
         EXPECT_EQ(users.InsertOrReplace(row), 1U);
         return row;
     }
 
-    /// The keys of records, in order.
-    static std::string keys(std::vector<UserRow> rows) {
-        std::string all;
-        std::ranges::sort(rows, {}, &UserRow::local_user_id);
-        for (const UserRow& row : rows) {
-            all += row.local_user_id + " ";
-        }
-        return all;
-    }
-
     std::shared_ptr<sqlite::database> connection =
         std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
-    db::DBUser users{{"me", 1}, connection};
+    DBUser users{{"me", 1}, connection};
 };
 
 TEST_F(UserStore, CreatesTheTableOnce) {
     const std::string schema = query("SELECT sql FROM sqlite_schema WHERE name = 'users'");
     EXPECT_EQ(schema.size(), 2038U);
-    EXPECT_EQ(query("SELECT group_concat(name || ' ' || type || ' ' || \"notnull\" || ' ' ||"
-                    " coalesce(dflt_value, '-') || ' ' || pk) FROM pragma_table_info('users')"),
-              "local_user_id TEXT 0 - 1,user_id TEXT 1 - 0,device_id TEXT 0 - 0,avatar TEXT 0 - 0,"
-              "user_name TEXT 0 - 0,name_spell TEXT 0 - 0,remark TEXT 0 - 0,extra TEXT 0 - 0,"
-              "custom TEXT 0 - 0,user_extension TEXT 0 - 0,contact_extension TEXT 0 - 0,"
-              "is_anonymous INTEGER 1 0 0,is_star INTEGER 1 0 0,is_attention INTEGER 1 0 0,"
-              "user_type INTEGER 1 0 0,user_version INTEGER 1 0 0,user_source INTEGER 1 0 0,"
-              "gender INTEGER 1 0 0,data_type INTEGER 1 0 0,group_info TEXT 0 '0' 0,"
-              "msg_set TEXT 0 '0' 0,in_black_list INTEGER 1 0 0,is_blacked INTEGER 1 0 0");
     store("a", 1);
-    const db::DBUser second({"you", 1}, connection);
+    const DBUser second({"you", 1}, connection);
     users.CreateTable();
     EXPECT_EQ(query("SELECT sql FROM sqlite_schema WHERE name = 'users'"), schema);
     EXPECT_EQ(users.GetAll().size(), 1U);
@@ -121,6 +100,19 @@ TEST_F(UserStore, RecordsMeetTheirColumns) {
     EXPECT_TRUE(users.GetAll().at(0) == expected);
     EXPECT_EQ(users.InsertOrReplace(expected), 1U);
     EXPECT_EQ(query("SELECT quote(custom) FROM users"), "NULL") << "a replaced row loses it";
+}
+
+TEST_F(UserStore, UpdateLeavesTheIdentity) {
+    connection->execute("INSERT INTO users (local_user_id, user_id, user_source, device_id,"
+                        " is_anonymous, custom) VALUES ('key', 'id', 8, 'mine', 2, 'custom'),"
+                        " ('other', 'id', 9, '', 0, '')");
+    UserRow row = full_record();
+    EXPECT_EQ(users.Update(row), 1U);
+    EXPECT_EQ(query(see_record + " WHERE user_source = 8"),
+              "key|id|mine|avatar|name|spell|remark|2|4|5|6|1099511627783|8|9|extra|group|msg|10|"
+              "4294967295|12|user ext|contact ext|custom");
+    EXPECT_EQ(query(see_record + " WHERE user_source = 9"),
+              "other|id||NULL|NULL|NULL|NULL|0|0|0|0|0|9|0|NULL|0|0|0|0|0|NULL|NULL|");
 }
 
 TEST_F(UserStore, DefaultsMatchTheColumns) {
@@ -149,84 +141,26 @@ TEST_F(UserStore, ComparesEveryField) {
     EXPECT_EQ(compared, 22);
 }
 
-TEST_F(UserStore, InsertsDifferInAConflictOnly) {
-    UserRow first = store("a", 1, 2, "first");
-    UserRow second = first;
-    second.user_name = "second";
-    second.local_user_id.clear();
-    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "users.local_user_id", [&] { users.Insert(second); });
-    EXPECT_EQ(second.local_user_id, first.local_user_id) << "the key is formed before the insert";
-    EXPECT_EQ(users.InsertOrIgnore(second), 0U);
-    EXPECT_EQ(query("SELECT group_concat(user_name) FROM users"), "first");
-    EXPECT_EQ(users.InsertOrReplace(second), 1U);
-    EXPECT_EQ(query("SELECT group_concat(user_name) FROM users"), "second");
-    second.user_source = 4294967295U;
-    EXPECT_EQ(users.InsertOrIgnore(second), 1U);
-    EXPECT_EQ(second.local_user_id, users.make_local_user_id("a", -1));
-}
-
-TEST_F(UserStore, FindsAndDeletesByKey) {
-    store("a", 1, 3, "one");
-    store("a", 2147483648U, 0, "high");
-    UserRow row = full_record();
-    UserRow untouched = row;
-    EXPECT_EQ(users.GetUserByUserIdAndSource("a", 2, row), 0U);
-    EXPECT_EQ(users.GetUserByUserIdAndSource("A", 1, row), 0U);
-    for (const uint32_t mask : {0U, 4U, 8U}) {
-        EXPECT_EQ(users.GetUserByIdSourceAndDataType("a", 1, UserDataType{int(mask)}, row), 0U)
-            << mask;
-    }
-    EXPECT_TRUE(row == untouched);
-    for (const int mask : {1, 2, 3, 6}) {
-        row = untouched;
-        EXPECT_EQ(users.GetUserByIdSourceAndDataType("a", 1, UserDataType{mask}, row), 1U) << mask;
-        EXPECT_EQ(row.user_name, "one");
-    }
-    EXPECT_EQ(users.GetUserByUserIdAndSource("a", 2147483648U, row), 1U);
-    EXPECT_EQ(row.user_name, "high");
-    EXPECT_EQ(row.user_source, 2147483648U);
-
-    EXPECT_EQ(users.DelUserByUserIdAndSource("a", 1), 1U);
-    EXPECT_EQ(users.DelUserByUserIdAndSource("a", 1), 0U);
-    EXPECT_EQ(keys(users.GetAll()), "a:-2147483648 ");
-}
-
-TEST_F(UserStore, ListsByKindAndSource) {
-    EXPECT_TRUE(users.GetAll().empty() && users.GetUsersByDataType(UserDataType{7}).empty());
-    store("none", 1, 0);
-    store("user", 1, 1);
-    store("both", 2, 6);
-    store("contact", 4294967295U, 2);
-    struct {
-        int mask;
-        const char* any_source;
-        const char* source_2;
-    } const cases[] = {{0, "", ""},
-                       {1, "user:1 ", ""},
-                       {2, "both:2 contact:-1 ", "both:2 "},
-                       {4, "both:2 ", "both:2 "},
-                       {7, "both:2 contact:-1 user:1 ", "both:2 "}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.mask);
-        EXPECT_EQ(keys(users.GetUsersByDataType(UserDataType{c.mask})), c.any_source);
-        EXPECT_EQ(keys(users.GetUsersByDataTypeAndSource(UserDataType{c.mask}, 2)), c.source_2);
-    }
-    EXPECT_EQ(keys(users.GetUsersByDataTypeAndSource(UserDataType{2}, 4294967295U)), "contact:-1 ");
-    EXPECT_EQ(keys(users.GetAll()), "both:2 contact:-1 none:1 user:1 ");
+TEST_F(UserStore, FormsTheKeyBeforeAnInsertThatFails) {
+    UserRow first = store("a", 4294967295U);
+    EXPECT_EQ(first.local_user_id, users.make_local_user_id("a", -1));
+    first.local_user_id = "stale";
+    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "users.local_user_id", [&] { users.Insert(first); });
+    EXPECT_EQ(first.local_user_id, users.make_local_user_id("a", -1));
 }
 
 TEST_F(UserStore, AStrangeTableFailsClearly) {
     auto other = std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
     other->execute("CREATE TABLE users (local_user_id TEXT PRIMARY KEY, user_name TEXT)");
     other->execute("INSERT INTO users VALUES ('a:1', 'Ann')");
-    db::DBUser strange({"me", 1}, other);
+    DBUser strange({"me", 1}, other);
     UserRow row = full_record();
     UserRow untouched = row;
     fails(SQLITE_RANGE, "'user_id'", [&] { strange.GetUserByUserIdAndSource("a", 1, row); });
     fails(SQLITE_RANGE, "'user_id'", [&] { strange.GetAll(); });
     EXPECT_TRUE(row == untouched);
     fails(SQLITE_ERROR, "no column named user_id", [&] { strange.InsertOrReplace(row); });
-    fails(SQLITE_MISUSE, "no database", [] { db::DBUser({"me", 1}, nullptr); });
+    fails(SQLITE_MISUSE, "no database", [] { DBUser({"me", 1}, nullptr); });
 }
 
 TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
@@ -236,13 +170,69 @@ TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
         EXPECT_TRUE(contains(tag, "bll/bll.shared/db2/db_handler_user.cpp:"));
         seen += text + ";";
     });
-    { const db::DBUser logged({"me", 1}, connection); }
+    { const DBUser logged({"me", 1}, connection); }
     EXPECT_EQ(seen, "CreateTable;~DBUser;");
     logInited = false;
-    { const db::DBUser silent({"me", 1}, connection); }
+    { const DBUser silent({"me", 1}, connection); }
     EXPECT_EQ(seen, "CreateTable;~DBUser;");
     base::log::set_sink({});
     logInited = false;
+}
+
+TEST_F(UserStore, UpdatesOfOneFieldWorkThroughAnyHandlerAndLog) {
+    store("u", 1);
+    store("u", 2);
+    std::string log;
+    base::log::set_sink([&](auto, auto&, const std::string& text) { log += text + ";"; });
+    db::DBBase handler({"me", 1}, connection);
+    EXPECT_EQ(DBUser::UpdateIsStartByIdAndSource(true, "u", 1, handler), 1U);
+    EXPECT_EQ(DBUser::UpdateIsAttentionByIdAndSource(true, "u", 1, handler), 1U);
+    EXPECT_EQ(DBUser::UpdateDataTypeByIdAndSource(0, "nobody", 1, handler), 0U);
+    connection->execute(
+        "CREATE TRIGGER t BEFORE UPDATE ON users BEGIN SELECT RAISE(ABORT, 'no'); END");
+    fails(SQLITE_CONSTRAINT_TRIGGER, "cannot execute: no, in: UPDATE users SET remark\t= :remark,",
+          [&] { DBUser::UpdateRemarkByIdAndSource("", "u", 1, handler); });
+    base::log::set_sink({});
+    logInited = false;
+    EXPECT_EQ(log,
+              "UpdateSingleFieldByIdAndSource field_name:is_star field_value:1 user_id:u;"
+              "UpdateSingleFieldByIdAndSource field_name:is_attention field_value:1 user_id:u;"
+              "UpdateSingleFieldByIdAndSource field_name:data_type field_value:0 user_id:nobody;"
+              "UpdateSingleFieldByIdAndSource field_name:remark field_value: user_id:u;");
+    EXPECT_EQ(shown(connection->execute("SELECT is_star, is_attention, user_version FROM users")),
+              "1|1|2;0|0|0");
+    db::DBBase lonely({"me", 1}, nullptr);
+    fails(SQLITE_MISUSE, "no database",
+          [&] { DBUser::UpdateIsStartByIdAndSource(true, "u", 1, lonely); });
+}
+
+TEST_F(UserStore, SetParameterListsAndTheirLimit) {
+    std::vector<unsigned int> items;
+    EXPECT_EQ(db::_prepare_bind(items), "(  ) ");
+    items = {7};
+    EXPECT_EQ(db::_prepare_bind(items), "( :param0  ) ");
+    items = {2, 4, 8};
+    EXPECT_EQ(db::_prepare_bind(items), "( :param0, :param1, :param2  ) ");
+    items.resize(11, 16);
+    EXPECT_TRUE(db::_prepare_bind(items).ends_with(":param9, :param10  ) "));
+    auto stmt = connection->prepare_statement("SELECT :param10 - :param2 WHERE 4 in " +
+                                              db::_prepare_bind(items));
+    db::_bind(stmt, items);
+    EXPECT_EQ(shown(connection->execute(stmt)), "8");
+    items.push_back(1);
+    fails(SQLITE_RANGE, "':param11'", [&] { db::_bind(stmt, items); });
+
+    store("u", 1);
+    store("u", 2);
+    EXPECT_TRUE(users.GetUserRowsByUserIds({}).empty());
+    EXPECT_EQ(users.GetUserRowsByUserIds({{"u", 1}, {"u", 2}, {"u", 3}, {"v", 1}}).size(), 2U);
+    const size_t limit = sqlite::parameter_limit(*connection);
+    std::set<std::pair<std::string, int>> many;
+    for (size_t i = 0; i <= limit; ++i) {
+        many.emplace("u", static_cast<int>(i));
+    }
+    fails(SQLITE_ERROR, std::to_string(limit) + " parameters",
+          [&] { users.GetUserRowsByUserIds(many); });
 }
 
 } // namespace

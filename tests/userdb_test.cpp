@@ -1,5 +1,6 @@
 #include "tests/support.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -9,25 +10,38 @@ using namespace std::string_literals;
 
 namespace {
 
+/// One run of userdb: its arguments, its exit status, and a part of what it writes.
+struct step {
+    std::string arguments;
+    int status;
+    std::string said;
+    std::string input = {};
+};
+
 class Program : public testing::Test {
 protected:
-    /// Runs userdb on the test's database; fills `out` and `err`, and gives the exit status.
-    int userdb(const std::string& arguments, const std::string& input = "") {
-        write("in", input);
-        const std::string command = "'"s + USERDB_PROGRAM + "' --db '" +
-                                    directory.file("users.db") + "' " + arguments + " <'" +
-                                    directory.file("in") + "' >'" + directory.file("out") +
-                                    "' 2>'" + directory.file("err") + "'";
+    /// Runs userdb on the test's database; gives what it wrote, to either stream.
+    std::string userdb(const step& run) {
+        write("in", run.input);
+        const std::string command = USERDB_PROGRAM " --db '" + database + "' " + run.arguments +
+                                    " <'" + directory.file("in") + "' >'" + directory.file("out") +
+                                    "' 2>&1";
         const int status = std::system(command.c_str());
-        out = read("out");
-        err = read("err");
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        const std::string said = read("out");
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == run.status)
+            << run.arguments << said;
+        EXPECT_TRUE(contains(said, run.said)) << run.arguments << "\n" << said;
+        return said;
+    }
+    void session(const std::vector<step>& runs) {
+        for (const step& run : runs) {
+            userdb(run);
+        }
     }
 
     void write(const std::string& name, const std::string& content) const {
         std::ofstream(directory.file(name), std::ios::binary) << content;
     }
-
     [[nodiscard]] std::string read(const std::string& name) const {
         std::ostringstream content;
         content << std::ifstream(directory.file(name), std::ios::binary).rdbuf();
@@ -35,59 +49,59 @@ protected:
     }
 
     scratch_directory directory;
-    std::string out;
-    std::string err;
+    std::string database = directory.file("users.db");
+    std::string import_examples = "import "s + EXAMPLE_CONTACTS;
 };
 
-TEST_F(Program, StoresTheExampleContactsAndFindsThem) {
-    ASSERT_EQ(userdb("import "s + EXAMPLE_CONTACTS), 0) << err;
-    EXPECT_EQ(out, "stored 21, ignored 0, read 21\n");
-    EXPECT_EQ(err, "") << "no progress where no terminal is";
-    struct {
-        const char* key_word;
-        const char* user_id;
-    } const searches[] = {{"winterbourne", "u1001"},
-                          {"plumber", "u1014"},
-                          {"captain", "u1004"},
-                          {"小雨", "u1003"},
-                          {"\"o'malley\"", "u1015"}};
-    for (const auto& search : searches) {
-        EXPECT_EQ(userdb("search "s + search.key_word), 0);
-        EXPECT_TRUE(contains(out, search.user_id)) << out;
-        EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2) << "the heading and one user";
-    }
-    EXPECT_EQ(userdb("search nobody"), 1);
-    EXPECT_EQ(out, "");
-    EXPECT_EQ(userdb("list --type user --type public-account --json"), 0);
-    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 3);
-    EXPECT_EQ(userdb("list --source 3 --type contact --json"), 0);
-    EXPECT_TRUE(out.starts_with(R"({"user_id":"p2002",)")) << out;
-    EXPECT_EQ(userdb("list --source 7"), 1);
-    EXPECT_EQ(userdb("get u1001 1 --type user"), 1);
-    EXPECT_EQ(userdb("get u1001 1 --type user --type contact"), 0);
-    EXPECT_EQ(userdb("delete u1001 1"), 0);
-    EXPECT_EQ(userdb("delete u1001 1"), 1);
-    EXPECT_EQ(userdb("get u1001 1"), 1);
+TEST_F(Program, ShowsAndChangesTheExampleContacts) {
+    session({
+        {import_examples, 0, "stored 21, ignored 0, read 21\n"},
+        {"search winterbourne", 0, "NICK NAMES\nu1001  "},
+        {"search plumber", 0, "NICK NAMES\nu1014  "},
+        {"search captain", 0, "NICK NAMES\nu1004  "},
+        {"search 小雨", 0, "NICK NAMES\nu1003  "},
+        {"search \"o'malley\"", 0, "NICK NAMES\nu1015  "},
+        {"search nobody", 1, "nothing found"},
+        {"list --type user --type public-account", 0, "p2001    3       public-account "},
+        {"list --source 3 --type contact --json", 0, R"({"user_id":"p2002",)"},
+        {"list --source 7", 1, ""},
+        {"list --source 2", 0, "NICK NAMES\nu1016    2 "},
+        {"get u1001 1 --type user", 1, ""},
+        {"get u1001 1 --type user --type contact", 0, "u1001  "},
+        {"get me:1 x:2 u1016:2", 0, "not found: x:2\nUSER ID"},
+        {"get me:1 u1016:2", 0, "\nu1016  "},
+        {"get x:2", 1, "not found: x:2"},
+        {"set star me 1 1", 0, "changed 1"},
+        {"set attention me 1 1", 0, ""},
+        {"set data-type me 1 contact,user", 0, ""},
+        {"set remark me 1 '{\"remark_name\":\"myself\"}'", 0, ""},
+        {"search myself --json", 0,
+         R"("is_star":1,"is_attention":1,"user_type":0,"user_version":16)"},
+        {"set star nobody 1 1", 1, ""},
+        {"update -", 2, "standard input:2: key 'x': unknown",
+         "{\"user_id\":\"me\",\"user_source\":1}\n{\"x\":1}"},
+        {"update -", 0, "input:1: not found: q:0\nupdated 1, not found 1, read 2",
+         "{\"user_id\":\"q\"}\n{\"user_id\":\"me\",\"user_source\":1}"},
+        {"update -", 1, "updated 0", R"({"user_id":"q"})"},
+        {"get me 1 --json", 0, R"("user_name":"","name_spell":"")"},
+        {"delete me 1", 0, "deleted 1"},
+        {"delete me 1", 1, ""},
+        {"get me 1", 1, ""},
+    });
+    EXPECT_EQ(std::ranges::count(userdb({"search noodle", 0, ""}), '\n'), 4) << "a line a user";
 }
 
-TEST_F(Program, JsonGoesInAsItCameOut) {
-    ASSERT_EQ(userdb("import "s + EXAMPLE_CONTACTS), 0);
-    ASSERT_EQ(userdb("import -",
-                     R"({"user_id":"\u0000\"\ud83d\ude00","user_source":4294967295,)"
-                     R"("user_version":-9223372036854775808,"remark":[ {"b" : 1, "a":[]} ],)"
-                     R"("group_info":" kept "})"),
-              0)
-        << err;
-    ASSERT_EQ(userdb("list --json"), 0);
-    const std::string all = out;
-    EXPECT_TRUE(contains(all, R"("user_id":"\u0000\"😀")")) << all;
-    EXPECT_TRUE(contains(all, R"("remark":"[{\"b\":1,\"a\":[]}]")"));
-    EXPECT_TRUE(contains(all, R"("group_info":" kept ")"));
-    write("all.jsonl", all);
-    std::filesystem::remove(directory.file("users.db"));
-    ASSERT_EQ(userdb("import '" + directory.file("all.jsonl") + "'"), 0);
-    ASSERT_EQ(userdb("list --json"), 0);
-    EXPECT_EQ(out, all);
+TEST_F(Program, WhatIsExportedGoesInAgain) {
+    const std::string odd = R"({"user_id":"\u0000\"\ud83d\ude00","user_source":4294967295,)"
+                            R"("user_version":-9223372036854775808,"group_info":" kept ",)"
+                            R"("remark":[ {"b" : 1, "a":[]} ]})";
+    session({{import_examples, 0, ""}, {"import -", 0, "", odd}});
+    const std::string all = userdb({"export", 0, R"("remark":"[{\"b\":1,\"a\":[]}]")"});
+    EXPECT_TRUE(contains(all, R"("user_id":"\u0000\"😀")") && contains(all, R"(":" kept ")"));
+    EXPECT_EQ(userdb({"list --json", 0, ""}), all);
+    std::filesystem::remove(database);
+    userdb({"import -", 0, "stored 22", all});
+    EXPECT_EQ(userdb({"export", 0, ""}), all);
 }
 
 TEST_F(Program, ABadLineStoresNothing) {
@@ -97,77 +111,70 @@ TEST_F(Program, ABadLineStoresNothing) {
     } const cases[] = {
         {"", "no JSON"},
         {"{\"user_id\":", "no JSON"},
+        {"{\"user_id\":\"\xff\"}", "no JSON"},
         {"[1]", "no JSON object"},
         {"{}", "key 'user_id': missing"},
         {R"({"user_id":"a","name":"x"})", "key 'name': unknown"},
         {R"({"user_id":7})", "key 'user_id': must be a text"},
         {R"({"user_id":"a","user_id":"b"})", "key 'user_id': given twice"},
-        {R"({"user_id":"a","gender":"1"})", "key 'gender': must be a whole number"},
-        {R"({"user_id":"a","gender":-1})", "key 'gender': must be a whole number"},
-        {R"({"user_id":"a","gender":1.0})", "key 'gender': must be a whole number"},
-        {R"({"user_id":"a","gender":4294967296})", "from 0 to 4294967295"},
-        {R"({"user_id":"a","user_version":9223372036854775808})", "to 9223372036854775807"},
+        {R"({"user_id":"a","gender":"1"})", "key 'gender': must be a whole number from 0"},
+        {R"({"user_id":"a","gender":-1})", "key 'gender': must be a whole number from 0"},
+        {R"({"user_id":"a","gender":1.0})", "key 'gender': must be a whole number from 0"},
+        {R"({"user_id":"a","gender":4294967296})",
+         "key 'gender': must be a whole number from 0 to 4294967295"},
+        {R"({"user_id":"a","user_version":9223372036854775808})",
+         "key 'user_version': must be a whole number from -9"},
         {R"({"user_id":"a","remark":null})", "key 'remark': must be a text, an object"},
         {R"({"user_id":"a","extra":{}})", "key 'extra': must be a text"},
         {R"({"user_id":"a","remark":)" + std::string(200, '['), "nested more than"},
-        {"{\"user_id\":\"\xff\"}", "no JSON"},
     };
+    const std::string file = directory.file("bad.jsonl");
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.line);
         write("bad.jsonl", "{\"user_id\":\"good\"}\n" + c.line + "\n");
-        EXPECT_EQ(userdb("import '" + directory.file("bad.jsonl") + "'"), 2);
-        EXPECT_TRUE(contains(err, "bad.jsonl:2: ") && contains(err, c.complaint)) << err;
-        EXPECT_EQ(userdb("list"), 1) << "nothing of the file is stored";
+        userdb({"import " + file, 2, file + ":2: " + c.complaint});
+        userdb({"list", 1, "nothing found"});
     }
 }
 
 TEST_F(Program, ConflictsGoAsTold) {
-    const auto name_after = [&](const std::string& policy, int status) {
-        std::filesystem::remove(directory.file("users.db"));
-        userdb("import -", R"({"user_id":"a","user_name":"old"})");
-        EXPECT_EQ(userdb("import - " + policy,
-                         "{\"user_id\":\"b\"}\n{\"user_id\":\"a\",\"user_name\":\"new\"}"),
-                  status);
-        const std::string said = out + err;
-        userdb("list --json");
-        return said + out;
-    };
-    const std::string replaced = name_after("", 0);
-    EXPECT_TRUE(contains(replaced, "stored 2, ignored 0, read 2\n") &&
-                contains(replaced, "\"new\""));
-    const std::string ignored = name_after("--on-conflict ignore", 0);
-    EXPECT_TRUE(contains(ignored, "stored 1, ignored 1, read 2\n") && contains(ignored, "\"old\""));
-    const std::string failed = name_after("--on-conflict fail", 2);
-    EXPECT_TRUE(contains(failed, "standard input:2: key 'user_id'") && contains(failed, "\"old\""));
-    EXPECT_FALSE(contains(failed, "\"b\"")) << "the whole file is one transaction";
+    const std::string old = R"({"user_id":"a","user_name":"old"})";
+    const std::string both = "{\"user_id\":\"b\"}\n{\"user_id\":\"a\",\"user_name\":\"new\"}";
+    session({
+        {"import -", 0, "", old},
+        {"import - --on-conflict fail", 2, "standard input:2: key 'user_id'", both},
+        {"get b 0", 1, ""},
+        {"import - --on-conflict ignore", 0, "stored 1, ignored 1, read 2\n", both},
+        {"get a 0", 0, "old"},
+        {"import -", 0, "stored 2, ignored 0, read 2\n", both},
+        {"get a 0", 0, "new"},
+    });
 }
 
 TEST_F(Program, AlignsWideCharactersAndHidesControls) {
-    userdb("import -",
-           "{\"user_id\":\"a\",\"user_name\":\"\u5c0f\u96e8\",\"remark\":{\"remark_name\":\"x\"}}\n"
-           "{\"user_id\":\"b\",\"user_name\":\"e\u0301\\u001b[2J\\n\",\"remark\":{\"remark_name\":"
-           "\"y\"}}");
-    ASSERT_EQ(userdb("list"), 0);
-    EXPECT_EQ(out, "USER ID  SOURCE  KIND  NAME    REMARK NAME  NICK NAMES\n"
-                   "a        0             \u5c0f\u96e8    x\n"
-                   "b        0             e\u0301\ufffd[2J\ufffd  y\n");
+    const std::string users =
+        "{\"user_id\":\"a\",\"user_name\":\"小雨\",\"remark\":{\"remark_name\":\"x\"}}\n"
+        "{\"user_id\":\"b\",\"user_name\":\"e\u0301\\u001b[\\n\",\"remark\":{\"remark_name\":\"y\"}"
+        "}";
+    session({{"import -", 0, "", users},
+             {"list", 0,
+              "USER ID  SOURCE  KIND  NAME  REMARK NAME  NICK NAMES\n"
+              "a        0             小雨  x\n"
+              "b        0             e\u0301\ufffd[\ufffd  y\n"}});
 }
 
 TEST_F(Program, TellsUsageFromDatabaseTrouble) {
-    EXPECT_EQ(userdb("list"), 3);
-    EXPECT_TRUE(contains(err, "users.db")) << err;
-    EXPECT_FALSE(std::filesystem::exists(directory.file("users.db"))) << "reading creates no file";
+    userdb({"list", 3, "users.db"});
+    EXPECT_FALSE(std::filesystem::exists(database)) << "reading creates no file";
     write("users.db", std::string(5000, 'x'));
-    EXPECT_EQ(userdb("import -", "{\"user_id\":\"a\"}"), 3);
-    std::filesystem::remove(directory.file("users.db"));
+    userdb({"import -", 3, "not a database", R"({"user_id":"a"})"});
+    std::filesystem::remove(database);
     for (const char* arguments :
-         {"", "serach x", "get a", "get a -1", "get a 4294967296", "list --type x",
-          "import /no/such/file", "import /", "import - --on-conflict x"}) {
-        EXPECT_EQ(userdb(arguments), 2) << arguments;
-        EXPECT_FALSE(err.empty());
+         {"", "serach x", "get a", "get a -1", "get a 4294967296", "get a 1 b:1", "list --type x",
+          "import /no/such/file", "import /", "import - --on-conflict x", "set star a 1 2",
+          "set data-type a 1 friend", "set name a 1 x", "list --source 0x1"}) {
+        EXPECT_NE(userdb({arguments, 2, ""}), "");
     }
-    EXPECT_EQ(userdb("--help"), 0);
-    EXPECT_TRUE(contains(out, "--on-conflict") && contains(out, "Exit status")) << out;
+    userdb({"--help", 0, "Exit status"});
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "apps/userdb/commands.h"
 
+#include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
 #include "base/base.shared/sqlite/error.h"
@@ -9,8 +10,11 @@
 #include <chrono>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <map>
 #include <memory>
+#include <set>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -99,6 +103,35 @@ private:
     size_t m_number = 0;
 };
 
+/// Calls `work` with each record of a file of JSON lines inside one transaction. Returns the number
+/// of lines; what `work` does not take names its line.
+size_t for_each_record(db::DBUser& users, line_reader& lines,
+                       const std::function<void(db::UserRow&)>& work) {
+    size_t read = 0;
+    users.as_transaction([&] {
+        progress counter("lines read:");
+        for (std::string line; lines.next(line);) {
+            try {
+                db::UserRow user_row = from_json(line);
+                work(user_row);
+            } catch (const bad_input& failure) {
+                throw bad_input(lines.place() + ": " + failure.what());
+            }
+            counter.show(++read);
+        }
+    });
+    return read;
+}
+
+status say_changed(const char* what, uint32_t count) {
+    if (count == 0) {
+        std::cerr << "userdb: nothing found\n";
+        return status::nothing_found;
+    }
+    std::cout << what << ' ' << count << '\n';
+    return status::done;
+}
+
 /// The number of rows stored, 0 or 1.
 uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
     switch (policy) {
@@ -124,20 +157,9 @@ uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
 status import_contacts(const options& common, const std::string& file, on_conflict policy) {
     line_reader lines(file);
     db::DBUser users = open_store(common, sqlite::read_write_create);
-    size_t read = 0;
     size_t stored = 0;
-    users.as_transaction([&] {
-        progress counter("lines read:");
-        for (std::string line; lines.next(line);) {
-            try {
-                db::UserRow user_row = from_json(line);
-                stored += store(users, user_row, policy);
-            } catch (const bad_input& failure) {
-                throw bad_input(lines.place() + ": " + failure.what());
-            }
-            counter.show(++read);
-        }
-    });
+    const size_t read = for_each_record(
+        users, lines, [&](db::UserRow& row) { stored += store(users, row, policy); });
     std::cout << "stored " << stored << ", ignored " << read - stored << ", read " << read << '\n';
     return status::done;
 }
@@ -174,11 +196,84 @@ status get(const options& common, const user_key& key, uint32_t data_type) {
 
 status remove(const options& common, const user_key& key) {
     db::DBUser users = open_store(common, sqlite::read_write);
-    if (users.DelUserByUserIdAndSource(key.user_id, key.source) == 0) {
-        return show(common, {});
+    return say_changed("deleted", users.DelUserByUserIdAndSource(key.user_id, key.source));
+}
+
+status get_all_of(const options& common, const std::vector<user_key>& keys) {
+    db::DBUser users = open_store(common, sqlite::read_only);
+    std::set<std::pair<std::string, int>> asked;
+    std::map<std::string, const user_key*> missing;
+    for (const user_key& key : keys) {
+        const auto source = static_cast<int>(key.source);
+        asked.emplace(key.user_id, source);
+        missing.emplace(users.make_local_user_id(key.user_id, source), &key);
     }
-    std::cout << "deleted 1\n";
+    const std::vector<db::UserRow> found = users.GetUserRowsByUserIds(asked);
+    for (const db::UserRow& user : found) {
+        missing.erase(user.local_user_id);
+    }
+    for (const auto& [local_user_id, key] : missing) {
+        std::cerr << "userdb: not found: " << key->text() << '\n';
+    }
+    return found.empty() ? status::nothing_found : show(common, found);
+}
+
+status export_users(const options& common) {
+    for (const db::UserRow& user_row : open_store(common, sqlite::read_only).GetAll()) {
+        std::cout << to_json(user_row) << '\n';
+    }
     return status::done;
+}
+
+status update(const options& common, const std::string& file) {
+    line_reader lines(file);
+    db::DBUser users = open_store(common, sqlite::read_write);
+    std::vector<std::string> missing;
+    const size_t read = for_each_record(users, lines, [&](db::UserRow& row) {
+        if (users.Update(row) == 0) {
+            missing.push_back(lines.place() +
+                              ": not found: " + user_key{row.user_id, row.user_source}.text());
+        }
+    });
+    for (const std::string& line : missing) {
+        std::cerr << "userdb: " << line << '\n';
+    }
+    const size_t updated = read - missing.size();
+    std::cout << "updated " << updated << ", not found " << missing.size() << ", read " << read
+              << '\n';
+    return updated == 0 ? status::nothing_found : status::done;
+}
+
+status set(const options& common, const std::string& field, const user_key& key,
+           const std::string& value) {
+    const bool is_flag = field == "star" || field == "attention";
+    if (is_flag && value != "0" && value != "1") {
+        throw bad_input("the value of " + field + " must be 0 or 1");
+    }
+    const uint32_t data_type = field == "data-type" ? data_type_of(value) : 0;
+    db::DBUser users = open_store(common, sqlite::read_write);
+    const std::map<std::string, std::function<uint32_t()>> updates{
+        {"star",
+         [&] {
+             return db::DBUser::UpdateIsStartByIdAndSource(value == "1", key.user_id, key.source,
+                                                           users);
+         }},
+        {"attention",
+         [&] {
+             return db::DBUser::UpdateIsAttentionByIdAndSource(value == "1", key.user_id,
+                                                               key.source, users);
+         }},
+        {"remark",
+         [&] {
+             return db::DBUser::UpdateRemarkByIdAndSource(value, key.user_id, key.source, users);
+         }},
+        {"data-type",
+         [&] {
+             return db::DBUser::UpdateDataTypeByIdAndSource(data_type, key.user_id, key.source,
+                                                            users);
+         }},
+    };
+    return say_changed("changed", updates.at(field)());
 }
 
 } // namespace userdb

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace userdb {
 
@@ -15,6 +16,8 @@ enum class on_conflict { replace, ignore, fail };
 struct user_key {
     std::string user_id;
     uint32_t source = 0;
+
+    [[nodiscard]] std::string text() const { return user_id + ":" + std::to_string(source); }
 };
 
 /// What all commands are given.
@@ -31,6 +34,16 @@ status search(const options& common, const std::string& key_word);
 /// `data_type` is a mask of `db::UserDataType`, 0 for any; no `source` means any as well.
 status list(const options& common, uint32_t data_type, std::optional<uint32_t> source);
 status get(const options& common, const user_key& key, uint32_t data_type);
+/// Prints the stored ones among several users, and says which are not stored.
+status get_all_of(const options& common, const std::vector<user_key>& keys);
+/// Prints every user as a JSON line.
+status export_users(const options& common);
+/// Rewrites the stored records of the users in a file, like the one `import_contacts` reads, all of
+/// them or none, and says which users are not stored.
+status update(const options& common, const std::string& file);
+/// Changes one of the fields star, attention (0 or 1), remark and data-type (see `data_type_of`).
+status set(const options& common, const std::string& field, const user_key& key,
+           const std::string& value);
 status remove(const options& common, const user_key& key);
 
 } // namespace userdb

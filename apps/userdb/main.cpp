@@ -1,8 +1,9 @@
 #include "apps/userdb/commands.h"
+#include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
-#include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -12,10 +13,38 @@
 
 namespace {
 
-const std::map<std::string, uint32_t> kinds{
-    {"user", static_cast<uint32_t>(db::UserDataType::USERDATA_USER)},
-    {"contact", static_cast<uint32_t>(db::UserDataType::USERDATA_CONTACT)},
-    {"public-account", static_cast<uint32_t>(db::UserDataType::USERDATA_PUBLIC_ACCOUNT)},
+uint32_t source_of(const std::string& text) {
+    uint32_t source = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, failure] = std::from_chars(text.data(), end, source);
+    if (failure != std::errc() || stop != end) {
+        throw userdb::bad_input("the source '" + text +
+                                "' must be a whole number from 0 to 4294967295");
+    }
+    return source;
+}
+
+/// What the command line said.
+struct arguments {
+    userdb::options common;
+    std::string input;
+    std::string policy = "replace";
+    std::string key_word;
+    std::string field;
+    std::string value;
+    std::string user_id;
+    std::string source;
+    std::vector<std::string> users;
+    std::vector<std::string> types;
+
+    [[nodiscard]] uint32_t data_type() const {
+        uint32_t mask = 0;
+        for (const std::string& type : types) {
+            mask |= userdb::data_type_of(type);
+        }
+        return mask;
+    }
+    [[nodiscard]] userdb::user_key key() const { return {user_id, source_of(source)}; }
 };
 
 const std::map<std::string, userdb::on_conflict> policies{
@@ -24,24 +53,25 @@ const std::map<std::string, userdb::on_conflict> policies{
     {"fail", userdb::on_conflict::fail},
 };
 
-/// What the command line said.
-struct arguments {
-    userdb::options common;
-    std::string input;
-    std::string policy = "replace";
-    std::string key_word;
-    userdb::user_key key;
-    std::vector<std::string> types;
-    std::optional<uint32_t> source;
-
-    [[nodiscard]] uint32_t data_type() const {
-        uint32_t mask = 0;
-        for (const std::string& type : types) {
-            mask |= kinds.at(type);
-        }
-        return mask;
+/// Two arguments without a colon in the second are one user, else each is one.
+userdb::status get(const arguments& args) {
+    const std::vector<std::string>& users = args.users;
+    if (users.size() == 2 && users[1].find(':') == std::string::npos) {
+        return userdb::get(args.common, {users[0], source_of(users[1])}, args.data_type());
     }
-};
+    if (!args.types.empty()) {
+        throw userdb::bad_input("--type goes with one USER_ID SOURCE");
+    }
+    std::vector<userdb::user_key> keys;
+    for (const std::string& user : users) {
+        const size_t colon = user.rfind(':');
+        if (colon == std::string::npos) {
+            throw userdb::bad_input("'" + user + "' must be USER_ID:SOURCE");
+        }
+        keys.push_back({user.substr(0, colon), source_of(user.substr(colon + 1))});
+    }
+    return userdb::get_all_of(args.common, keys);
+}
 
 using command = std::function<userdb::status()>;
 
@@ -67,48 +97,75 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     };
     const auto add_type = [&](CLI::App* sub) {
         sub->add_option("--type", args.types, "Only users of this kind; repeated, of any of them")
-            ->check(CLI::IsMember(kinds))
+            ->check(CLI::IsMember({"user", "contact", "public-account"}))
             ->allow_extra_args(false);
     };
     const auto add_key = [&](CLI::App* sub) {
-        sub->add_option("USER_ID", args.key.user_id)->required();
-        sub->add_option("SOURCE", args.key.source, "The numeric source of the user id")->required();
+        sub->add_option("USER_ID", args.user_id)->required();
+        sub->add_option("SOURCE", args.source, "The numeric source of the user id")->required();
+    };
+    const auto add_input = [&](CLI::App* sub) {
+        sub->add_option("CONTACTS.jsonl", args.input,
+                        "One JSON object a line, keys named as the fields of a record; - for "
+                        "standard input. Only user_id must be there, other missing keys take their "
+                        "defaults. remark and group_info may be JSON objects or arrays instead of "
+                        "texts. local_user_id is formed anew")
+            ->required();
     };
 
     CLI::App* import =
         add("import", "Store contacts: the whole file, or nothing if a line is bad", [&] {
             return userdb::import_contacts(args.common, args.input, policies.at(args.policy));
         });
-    import
-        ->add_option("CONTACTS.jsonl", args.input,
-                     "One JSON object a line, keys named as the fields of a record; - for standard "
-                     "input. Only user_id must be there. remark and group_info may be JSON objects "
-                     "or arrays instead of texts. local_user_id is formed anew")
-        ->required();
+    add_input(import);
     import
         ->add_option("--on-conflict", args.policy, "What to do about a user that is stored already")
         ->check(CLI::IsMember(policies))
         ->capture_default_str();
+
+    add("export", "Print every user as one JSON object a line, as import takes it",
+        [&] { return userdb::export_users(args.common); });
 
     CLI::App* search = add("search", "Find contacts by name, remark name or group nick name",
                            [&] { return userdb::search(args.common, args.key_word); });
     search->add_option("KEYWORD", args.key_word, "A POSIX extended regular expression")->required();
     add_json(search);
 
-    CLI::App* list = add("list", "List users",
-                         [&] { return userdb::list(args.common, args.data_type(), args.source); });
+    CLI::App* list = add("list", "List users", [&] {
+        const auto source =
+            args.source.empty() ? std::nullopt : std::optional(source_of(args.source));
+        return userdb::list(args.common, args.data_type(), source);
+    });
     add_type(list);
     list->add_option("--source", args.source, "Only users of this source");
     add_json(list);
 
-    CLI::App* get = add("get", "Print one user",
-                        [&] { return userdb::get(args.common, args.key, args.data_type()); });
-    add_key(get);
-    add_type(get);
-    add_json(get);
+    CLI::App* get_users = add("get", "Print one user, or many and say which are not stored",
+                              [&] { return get(args); });
+    get_users->add_option("USER", args.users, "USER_ID SOURCE, or any number of USER_ID:SOURCE")
+        ->required();
+    add_type(get_users);
+    add_json(get_users);
+
+    add_input(add("update",
+                  "Rewrite the stored record of each user in a file, but for device_id and "
+                  "is_anonymous: the whole file, or nothing if a line is bad",
+                  [&] { return userdb::update(args.common, args.input); }));
+
+    CLI::App* set = add("set", "Change one field of one user and raise user_version by 1", [&] {
+        return userdb::set(args.common, args.field, args.key(), args.value);
+    });
+    set->add_option("FIELD", args.field)
+        ->required()
+        ->check(CLI::IsMember({"star", "attention", "remark", "data-type"}));
+    add_key(set);
+    set->add_option("VALUE", args.value,
+                    "0 or 1 for star and attention, a text for remark, a number or kinds joined by "
+                    "commas (contact,user) for data-type")
+        ->required();
 
     add_key(
-        add("delete", "Delete one user", [&] { return userdb::remove(args.common, args.key); }));
+        add("delete", "Delete one user", [&] { return userdb::remove(args.common, args.key()); }));
 }
 
 userdb::status run(const command& chosen, const arguments& args) {

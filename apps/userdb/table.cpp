@@ -1,5 +1,6 @@
 #include "apps/userdb/table.h"
 
+#include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
 
 #include <algorithm>
@@ -64,25 +65,12 @@ std::string joined(const std::vector<std::string>& texts) {
     return all;
 }
 
-std::string kinds(uint32_t data_type) {
-    std::vector<std::string> names;
-    const auto add = [&](db::UserDataType bit, const char* name) {
-        if ((data_type & static_cast<uint32_t>(bit)) != 0) {
-            names.emplace_back(name);
-        }
-    };
-    add(db::UserDataType::USERDATA_USER, "user");
-    add(db::UserDataType::USERDATA_CONTACT, "contact");
-    add(db::UserDataType::USERDATA_PUBLIC_ACCOUNT, "public-account");
-    return joined(names);
-}
-
 using line = std::array<cell, 6>;
 
 line cells(const db::UserRow& user) {
     return {printable(user.user_id),
             printable(std::to_string(user.user_source)),
-            printable(kinds(user.data_type)),
+            printable(kinds_in(user.data_type)),
             printable(user.user_name),
             printable(joined(member_texts(user.remark, "remark_name"))),
             printable(joined(member_texts(user.group_info, "nick_name")))};

@@ -122,11 +122,18 @@ bool DBBase::is_in_transaction() {
 }
 
 void DBBase::as_transaction(std::function<void()> body) {
+    const size_t before = m_transactions.size();
     begin_transaction();
     try {
         body();
+        if (m_transactions.size() != before + 1) {
+            throw sqlite::error(SQLITE_MISUSE, "the body must end the transactions that it begins, "
+                                               "and no others");
+        }
     } catch (...) {
-        rollback_transaction();
+        while (m_transactions.size() > before) {
+            rollback_transaction();
+        }
         throw;
     }
     commit_transaction();

@@ -16,7 +16,8 @@ namespace db {
 /// handlers, and the helpers around both.
 ///
 /// A user is a pair of a user id and the numeric source of that id. What the connection throws, a
-/// `sqlite::error`, passes through every operation. A handler serves one thread at a time.
+/// `sqlite::error`, passes through every operation. A handler serves one thread at a time, and one
+/// with an open transaction only the thread that began it.
 class DBBase : public std::enable_shared_from_this<DBBase> {
 public:
     /// Both are kept unchanged for the handler's life. Without a connection only the operations
@@ -47,7 +48,7 @@ public:
     /// The text as it stands in a single-quoted SQL literal: every single quote doubled.
     std::string convert_quotation_mark(std::string text);
     /// Replaces every `from` in `text`, from left to right, not looking into what it has put there.
-    /// An empty `from` replaces nothing. Linear in the size of the texts.
+    /// An empty `from` replaces nothing.
     void replace_all_in_string(std::string& text, const std::string& from, const std::string& to);
 
 private:
@@ -60,7 +61,8 @@ public:
     void db_set_user_data_version(std::string version);
 
     /// Opens a transaction, inside an open one a savepoint, and holds the connection for this
-    /// thread until it is committed or rolled back: other threads wait. See `sqlite::transaction`.
+    /// thread until it is committed or rolled back: other threads wait. Handlers that share the
+    /// connection end their transactions in the opposite order. See `sqlite::transaction`.
     void begin_transaction();
     /// Undoes what the innermost transaction of this handler did. Does nothing if none is open.
     void rollback_transaction();
@@ -70,7 +72,8 @@ public:
     /// Whether a transaction begun through this handler is open.
     bool is_in_transaction();
     /// Runs `body` inside a transaction: commits after it, or rolls back if it throws, and lets
-    /// that exception through.
+    /// that exception through. Throws SQLITE_MISUSE, with everything rolled back, if `body` leaves
+    /// a transaction of its own open or ends this one.
     void as_transaction(std::function<void()> body);
 
     /// The very connection given at construction.
@@ -87,6 +90,27 @@ protected:
 private:
     std::vector<std::unique_ptr<sqlite::transaction>> m_transactions; // the innermost last
 };
+
+/// The list of numbered parameters that an SQL `in` test of these items takes:
+/// "( :param0, :param1  ) ". The values are not read.
+template <typename T>
+std::string _prepare_bind(T& items) {
+    std::string prepare_smt = "( ";
+    for (size_t i = 0; i < items.size(); ++i) {
+        prepare_smt += ":param" + std::to_string(i) + (i + 1 != items.size() ? ", " : " ");
+    }
+    return prepare_smt + " ) ";
+}
+
+/// Binds the items in their order to the parameters of a statement that was prepared with
+/// `_prepare_bind` of the same, unchanged items.
+template <typename T>
+void _bind(sqlite::statement& stmt, T& items) {
+    size_t index = 0;
+    for (auto it = items.begin(); it != items.end(); ++it, ++index) {
+        stmt.bind(":param" + std::to_string(index), *it);
+    }
+}
 
 /// The connection, or `sqlite::error` if there is none.
 sqlite::database& require_connection(const std::shared_ptr<sqlite::database>& db);

@@ -6,6 +6,7 @@
 
 #include <new>
 #include <sqlite3.h>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 
@@ -52,6 +53,30 @@ const std::string user_field_list =
     " :extra, :data_type, :group_info, :msg_set, :in_black_list, :is_blacked, :user_extension,"
     " :contact_extension)";
 
+// clang-format off
+constexpr const char* update_sql =
+    "UPDATE users SET "
+    " data_type\t\t\t\t= :data_type, "
+    " avatar\t\t\t\t= :avatar, "
+    " user_name\t\t\t\t= :user_name, "
+    " name_spell\t\t\t= :name_spell, "
+    " remark\t\t\t\t= :remark, "
+    " is_star\t\t\t\t= :is_star, "
+    " is_attention\t\t\t= :is_attention, "
+    " user_type\t\t\t\t= :user_type, "
+    " user_version          = :user_version, "
+    " gender\t\t\t\t= :gender, "
+    " extra\t\t\t\t\t= :extra, "
+    " group_info            = :group_info, "
+    " msg_set\t\t\t\t= :msg_set, "
+    " in_black_list\t\t\t= :in_black_list, "
+    " is_blacked\t\t\t= :is_blacked, "
+    "user_extension\t\t= :user_extension, "
+    "contact_extension\t\t= :contact_extension "
+    "WHERE user_id\t\t\t= :user_id "
+    " AND user_source\t\t= :user_source;";
+// clang-format on
+
 /// The type through which the access layer binds and reads a field.
 template <typename T>
 using sql_type = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
@@ -73,11 +98,18 @@ UserRow Load(const sqlite::row& row) {
     return user_row;
 }
 
+template <typename T>
+void bind_field(const UserRow& user_row, const UserColumn<T>& column, sqlite::statement& stmt) {
+    stmt.bind<sql_type<T>>(std::string(":") + column.name, user_row.*column.field);
+}
+
 void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
-    for_each_user_column([&](const auto& column) {
-        const auto& value = user_row.*column.field;
-        stmt.bind<sql_type<std::decay_t<decltype(value)>>>(std::string(":") + column.name, value);
-    });
+    for_each_user_column([&](const auto& column) { bind_field(user_row, column, stmt); });
+}
+
+/// Whether the full update has a parameter for a column.
+bool is_updated(std::string_view column) {
+    return column != "local_user_id" && column != "device_id" && column != "is_anonymous";
 }
 
 void bind_key(sqlite::statement& stmt, DBUser& store, std::string user_id, uint32_t user_source) {
@@ -138,16 +170,36 @@ uint32_t insert(DBUser& store, const char* head, UserRow& user_row) {
                   [&](sqlite::statement& stmt) { BindAllField(user_row, stmt); });
 }
 
+/// Rewrites one column of one user.
+template <typename ValueType>
+uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_value,
+                                        std::string user_id, uint32_t user_source, db::DBBase& db) {
+    const std::string sql = "UPDATE users SET " + field_name + "\t= :" + field_name +
+                            ",user_version = (user_version+1) WHERE user_id\t\t= :user_id "
+                            " AND user_source\t= :user_source;";
+    const std::shared_ptr<sqlite::database> connection = db.GetDB();
+    return change(require_connection(connection), sql, [&](sqlite::statement& stmt) {
+        stmt.bind<ValueType>(":" + field_name, field_value);
+        stmt.bind<std::string>(":user_id", user_id);
+        stmt.bind<unsigned int>(":user_source", user_source);
+        if (logInited) {
+            base::log::printer(base::log::level::DBG, __FILE__, __LINE__)
+                << "UpdateSingleFieldByIdAndSource field_name:" << field_name
+                << " field_value:" << field_value << " user_id:" << user_id << std::endl;
+        }
+    });
+}
+
 /// An argument of an SQL function up to its first NUL; SQL NULL as an empty text.
 std::string text_of(sqlite3_value* value) {
-    const unsigned char* text = sqlite3_value_text(value);
-    if (text != nullptr) {
-        return reinterpret_cast<const char*>(text);
+    if (sqlite3_value_type(value) == SQLITE_NULL) { // asked before a conversion can leave NULL
+        return {};
     }
-    if (sqlite3_value_type(value) != SQLITE_NULL) {
+    const unsigned char* text = sqlite3_value_text(value);
+    if (text == nullptr) {
         throw std::bad_alloc(); // SQLite found no memory for the conversion
     }
-    return {};
+    return reinterpret_cast<const char*>(text);
 }
 
 /// The container, made first if there is none yet.
@@ -214,6 +266,25 @@ uint32_t DBUser::GetUserByUserIdAndSource(std::string user_id, uint32_t user_sou
         user_row);
 }
 
+std::vector<db::UserRow>
+DBUser::GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids) {
+    std::set<std::string> local_user_ids;
+    for (const auto& [user_id, source] : userids) {
+        local_user_ids.insert(make_local_user_id(user_id, source));
+    }
+    const size_t limit = sqlite::parameter_limit(*m_db);
+    if (local_user_ids.size() > limit) {
+        // SQLite would say so too, without the number and after reading the whole list.
+        throw sqlite::error(SQLITE_ERROR, "cannot look up " +
+                                              std::to_string(local_user_ids.size()) +
+                                              " users at once: SQLite allows " +
+                                              std::to_string(limit) + " parameters in a statement");
+    }
+    return list(*m_db,
+                "SELECT * FROM users WHERE local_user_id in " + _prepare_bind(local_user_ids),
+                [&](sqlite::statement& stmt) { _bind(stmt, local_user_ids); });
+}
+
 uint32_t DBUser::GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
                                               db::UserDataType data_type, db::UserRow& user_row) {
     return fetch(
@@ -257,6 +328,40 @@ std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word)
                 " USER_REGEX(user_name,remark,group_info,'" +
                     convert_quotation_mark(std::move(key_word)) + "');",
                 [](sqlite::statement& stmt) { bind_mask(stmt, UserDataType::USERDATA_CONTACT); });
+}
+
+uint32_t DBUser::Update(db::UserRow& user_row) {
+    return change(*m_db, update_sql, [&](sqlite::statement& stmt) {
+        for_each_user_column([&](const auto& column) {
+            if (is_updated(column.name)) {
+                bind_field(user_row, column, stmt);
+            }
+        });
+    });
+}
+
+uint32_t DBUser::UpdateDataTypeByIdAndSource(uint32_t data_type, std::string user_id,
+                                             uint32_t user_source, db::DBBase& db) {
+    return UpdateSingleFieldByIdAndSource<unsigned int>("data_type", data_type, std::move(user_id),
+                                                        user_source, db);
+}
+
+uint32_t DBUser::UpdateIsStartByIdAndSource(bool is_start, std::string user_id,
+                                            uint32_t user_source, db::DBBase& db) {
+    return UpdateSingleFieldByIdAndSource<unsigned int>("is_star", is_start ? 1 : 0,
+                                                        std::move(user_id), user_source, db);
+}
+
+uint32_t DBUser::UpdateIsAttentionByIdAndSource(bool is_attention, std::string user_id,
+                                                uint32_t user_source, db::DBBase& db) {
+    return UpdateSingleFieldByIdAndSource<unsigned int>("is_attention", is_attention ? 1 : 0,
+                                                        std::move(user_id), user_source, db);
+}
+
+uint32_t DBUser::UpdateRemarkByIdAndSource(std::string remark, std::string user_id,
+                                           uint32_t user_source, db::DBBase& db) {
+    return UpdateSingleFieldByIdAndSource<std::string>("remark", std::move(remark),
+                                                       std::move(user_id), user_source, db);
 }
 
 void DBUser::create_custom_function() {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,7 +84,13 @@ public:
     /// NULL give empty texts and zeros.
     uint32_t GetUserByUserIdAndSource(std::string user_id, uint32_t user_source,
                                       db::UserRow& user_row);
-    /// The same for a user whose `data_type` shares a bit with the mask; others count as missing.
+    /// The stored ones among many users, named by user id and source, in SQLite's order; users that
+    /// are not stored are left out. One statement with a parameter a user: up to some hundred users
+    /// the cost grows with their number, from a thousand on with its square, so split a larger set.
+    /// Throws at once for more users than SQLite allows parameters in a statement.
+    std::vector<db::UserRow> GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids);
+    /// Like `GetUserByUserIdAndSource`, for a user whose `data_type` shares a bit with the mask;
+    /// others count as missing.
     uint32_t GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
                                           db::UserDataType data_type, db::UserRow& user_row);
     /// Returns the number of rows deleted: 1, or 0 if the user is not stored.
@@ -101,6 +108,24 @@ public:
     /// matches every contact that has any of the three. Reads the whole table.
     /// A keyword with a NUL byte in it throws, since no SQL text can hold it.
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
+
+    /// Rewrites the stored record of the user with this user id and source, `user_version` as the
+    /// record has it; all but `device_id`, `is_anonymous` and `local_user_id`. Only reads the
+    /// record. Returns the number of rows changed, 0 if the user is not stored. Reads the whole
+    /// table, as the updates below do: they find the user by columns that have no index.
+    uint32_t Update(db::UserRow& user_row);
+
+    /// Each changes one column of one user, and adds 1 to `user_version`, also if the column held
+    /// that value already. They work on the connection of any handler. Return the number of rows
+    /// changed, 0 if the user is not stored. Log one line, the value included, before they run.
+    static uint32_t UpdateDataTypeByIdAndSource(uint32_t data_type, std::string user_id,
+                                                uint32_t user_source, db::DBBase& db);
+    static uint32_t UpdateIsStartByIdAndSource(bool is_start, std::string user_id,
+                                               uint32_t user_source, db::DBBase& db);
+    static uint32_t UpdateIsAttentionByIdAndSource(bool is_attention, std::string user_id,
+                                                   uint32_t user_source, db::DBBase& db);
+    static uint32_t UpdateRemarkByIdAndSource(std::string remark, std::string user_id,
+                                              uint32_t user_source, db::DBBase& db);
 
 private:
     void create_custom_function();
