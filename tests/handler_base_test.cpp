@@ -47,7 +47,7 @@ TEST_F(HandlerBase, EscapedTextsDecodeToThemselves) {
     const std::string wildcard = base.convert_sql_keyword("%");
     for (const std::string& raw : {""s, "'"s, "O'Malley"s, "'' OR 1 --"s, "100%_\\'"s, "中'"s}) {
         auto stmt = connection->prepare_statement(
-            "SELECT '" + base.convert_quotation_mark(raw) + "', :raw LIKE '%" +
+            "SELECT '"s + base.convert_quotation_mark(raw) + "', :raw LIKE '%" +
             base.convert_sql_keyword(raw) + "%' ESCAPE '\\', 'x' LIKE '" + wildcard +
             "' ESCAPE '\\'");
         stmt.bind(":raw", "<" + raw + ">");

@@ -97,7 +97,8 @@ template <typename T>
 std::string _prepare_bind(T& items) {
     std::string prepare_smt = "( ";
     for (size_t i = 0; i < items.size(); ++i) {
-        prepare_smt += ":param" + std::to_string(i) + (i + 1 != items.size() ? ", " : " ");
+        prepare_smt.append(":param").append(std::to_string(i));
+        prepare_smt += i + 1 != items.size() ? ", " : " ";
     }
     return prepare_smt + " ) ";
 }
@@ -108,7 +109,7 @@ template <typename T>
 void _bind(sqlite::statement& stmt, T& items) {
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
-        stmt.bind(":param" + std::to_string(index), *it);
+        stmt.bind(std::string(":param").append(std::to_string(index)), *it);
     }
 }
 
