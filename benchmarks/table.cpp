@@ -1,0 +1,44 @@
+#include "benchmarks/table.h"
+
+#include <array>
+
+db::UserRow made_up_user(int number) {
+    static const std::array<std::string, 16> first{
+        "Alice", "Bruno", "Chen",  "Dmitri", "Elena", "Fatima", "George", "Hana",
+        "Ivan",  "Jun",   "Katya", "Liu",    "Maria", "Nadia",  "Omar",   "Piotr"};
+    static const std::array<std::string, 12> last{"Winterbourne", "Castagna", "Xiaoyu", "Petrov",
+                                                  "Rossi",        "Haddad",   "Miller", "Sato",
+                                                  "Novak",        "Kowalski", "Garcia", "Okafor"};
+    const auto n = static_cast<size_t>(number);
+    const std::string digits = std::to_string(number);
+    db::UserRow row;
+    row.user_id = "user" + digits;
+    row.user_source = 1;
+    row.user_name =
+        first[n % first.size()] + " " + last[n / first.size() % last.size()] + " " + digits;
+    row.name_spell = "spell " + digits;
+    row.avatar = "https://avatars.example/" + digits + ".png";
+    row.data_type = 2;
+    row.user_version = number;
+    row.remark = R"({"remark_name":"remark of )" + digits + R"(","phone":"555-)" + digits + R"("})";
+    row.group_info =
+        R"([{"group_id":"g)" + digits + R"(","nick_name":"nick of )" + digits + R"("}])";
+    return row;
+}
+
+tables::tables(int users)
+    : connection(std::make_shared<sqlite::database>(sqlite::special_t::in_memory)),
+      store({"me", 1}, connection), c(":memory:") {
+    const sqlite::result schema =
+        connection->execute("SELECT sql FROM sqlite_schema WHERE name = 'users'");
+    c.run((*schema.begin())[0].as<std::string>());
+    c.run("BEGIN");
+    store.as_transaction([&] {
+        for (int i = 0; i < users; ++i) {
+            db::UserRow row = made_up_user(i);
+            store.Insert(row);
+            c.insert_or_replace(row);
+        }
+    });
+    c.run("COMMIT");
+}
