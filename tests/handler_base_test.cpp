@@ -22,8 +22,10 @@ TEST_F(HandlerBase, KnowsTheAccountAndTheConnection) {
     EXPECT_EQ(base.get_current_user(), user("me", 1));
     EXPECT_TRUE(base.check_current_user({"me", 1}));
     EXPECT_FALSE(base.check_current_user({"me", 2}));
-    EXPECT_FALSE(base.check_same_user({"a", 1}, {"b", 1}));
+    EXPECT_TRUE(base.check_same_user({"a", 1}, {"a", 1}) &&
+                !base.check_same_user({"a", 1}, {"a", 2}));
     EXPECT_EQ(base.get_other({"me", 1}, {"you", 1}), user("you", 1));
+    EXPECT_EQ(base.get_other({"x", 1}, {"y", 1}), user("y", 1));
     EXPECT_EQ(base.get_other("you", 1, "me", 1), user("you", 1));
     EXPECT_TRUE(base.is_group("group_7", 0));
     EXPECT_FALSE(base.is_group({"me", 1}));

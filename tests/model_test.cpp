@@ -69,7 +69,8 @@ private:
     uint32_t number(uint32_t below) { return static_cast<uint32_t>(m_random() % below); }
 
     Key random_key() {
-        return {"u" + std::to_string(number(4)), number(3) == 0 ? 2147483648U : number(2)};
+        return {(number(4) == 0 ? "U" : "u") + std::to_string(number(3)),
+                number(3) == 0 ? 2147483648U : number(2)};
     }
 
     UserRow random_row(const Key& key) {

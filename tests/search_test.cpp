@@ -71,7 +71,13 @@ TEST_F(Search, MatchesNamesRemarkNamesAndNickNames) {
         {R"('', '', '[{"nick_name":"a","x":"cap"}]', 'cap')", "0"},
         {R"('', '', '0', '0')", "0"},
         {R"('', '{"nick_name":"a"}', '{"remark_name":"a"}', 'a')", "0"},
+        {R"('Ann', '{"remark_name":"x","phone":"keep"}', '[{"nick_name":"a"}]', 'keep')", "0"},
+        {R"('', '{"remark_name":"a, keep"}', '', 'keep')", "1"},
+        {R"('', '{"remark_name":"x"} keep', '', 'keep')", "0"},
+        {R"('', '', '"nick_name":"a"', 'a')", "1"},
         {"'abc', '', '', '^b|c$'", "1"},
+        {"'abc', '', '', '*c'", "1"},
+        {"x'0061', '', '', ''", "0"},
         {"'abc', '', '', 'x|b'", "1"},
         {"'a(b', '', '', 'a(b'", "0"},
         {"'a[b', '', '', '['", "0"},
@@ -96,10 +102,11 @@ TEST_F(Search, FindsContactsInTheirOrder) {
     store("d", "Noodle", "", "", 0);
     store("e", "Noodle", "", "", 1 | 4);
     store("f", "Noodle", "", "", 2 | 4);
-    store("g", "O'Malley; DROP");
+    store("g", "O'Malley; a.b");
     connection->execute("UPDATE users SET group_info = NULL, remark = NULL WHERE user_id = 'a'");
     EXPECT_EQ(found("noodle"), "abcf");
     EXPECT_EQ(found("o'm"), "g");
+    EXPECT_EQ(found("a\\.b"), "g");
     EXPECT_EQ(found("'); DROP TABLE users; --"), "");
     EXPECT_EQ(found("."), "abcfg");
     EXPECT_EQ(found(""), "abcfg");

@@ -77,6 +77,11 @@ protected:
 TEST_F(UserStore, CreatesTheTableOnce) {
     const std::string schema = query("SELECT sql FROM sqlite_schema WHERE name = 'users'");
     EXPECT_EQ(schema.size(), 2038U);
+    uint32_t checksum = 2166136261U; // FNV-1a, for each blank and tab
+    for (const char c : schema) {
+        checksum = (checksum ^ static_cast<unsigned char>(c)) * 16777619U;
+    }
+    EXPECT_EQ(checksum, 338868174U);
     store("a", 1);
     const DBUser second({"you", 1}, connection);
     users.CreateTable();
@@ -159,7 +164,8 @@ TEST_F(UserStore, AStrangeTableFailsClearly) {
     fails(SQLITE_RANGE, "'user_id'", [&] { strange.GetUserByUserIdAndSource("a", 1, row); });
     fails(SQLITE_RANGE, "'user_id'", [&] { strange.GetAll(); });
     EXPECT_TRUE(row == untouched);
-    fails(SQLITE_ERROR, "no column named user_id", [&] { strange.InsertOrReplace(row); });
+    fails(SQLITE_ERROR, "no column named user_id, in: REPLACE INTO users  ( local_user_id",
+          [&] { strange.InsertOrReplace(row); });
     fails(SQLITE_MISUSE, "no database", [] { DBUser({"me", 1}, nullptr); });
 }
 
@@ -168,13 +174,13 @@ TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
     base::log::set_sink([&](base::log::level lev, const std::string& tag, const std::string& text) {
         EXPECT_EQ(lev, base::log::level::DBG);
         EXPECT_TRUE(contains(tag, "bll/bll.shared/db2/db_handler_user.cpp:"));
-        seen += text + ";";
+        seen += text + ";" + query("SELECT USER_REGEX('n', '', '', 'n')") + ";";
     });
     { const DBUser logged({"me", 1}, connection); }
-    EXPECT_EQ(seen, "CreateTable;~DBUser;");
+    EXPECT_EQ(seen, "CreateTable;1;~DBUser;NULL;");
     logInited = false;
     { const DBUser silent({"me", 1}, connection); }
-    EXPECT_EQ(seen, "CreateTable;~DBUser;");
+    EXPECT_EQ(seen, "CreateTable;1;~DBUser;NULL;");
     base::log::set_sink({});
     logInited = false;
 }

@@ -23,9 +23,9 @@ protected:
     /// Runs userdb on the test's database; gives what it wrote, to either stream.
     std::string userdb(const step& run) {
         write("in", run.input);
-        const std::string command = USERDB_PROGRAM " --db '" + database + "' " + run.arguments +
-                                    " <'" + directory.file("in") + "' >'" + directory.file("out") +
-                                    "' 2>&1";
+        const std::string command = USERDB_PROGRAM " --db '" + database + "' <'" +
+                                    directory.file("in") + "' >'" + directory.file("out") +
+                                    "' 2>&1 " + run.arguments;
         const int status = std::system(command.c_str());
         const std::string said = read("out");
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == run.status)
@@ -59,6 +59,7 @@ TEST_F(Program, ShowsAndChangesTheExampleContacts) {
         {"search winterbourne", 0, "NICK NAMES\nu1001  "},
         {"search plumber", 0, "NICK NAMES\nu1014  "},
         {"search captain", 0, "NICK NAMES\nu1004  "},
+        {"search captain --json", 0, R"({"user_id":"u1004")"},
         {"search 小雨", 0, "NICK NAMES\nu1003  "},
         {"search \"o'malley\"", 0, "NICK NAMES\nu1015  "},
         {"search nobody", 1, "nothing found"},
@@ -67,7 +68,8 @@ TEST_F(Program, ShowsAndChangesTheExampleContacts) {
         {"list --source 7", 1, ""},
         {"list --source 2", 0, "NICK NAMES\nu1016    2 "},
         {"get u1001 1 --type user", 1, ""},
-        {"get u1001 1 --type user --type contact", 0, "u1001  "},
+        {"get --type user --type contact u1001 1 --json", 0, R"({"user_id":"u1001",)"},
+        {"list --source 0", 1, "nothing found"},
         {"get me:1 x:2 u1016:2", 0, "not found: x:2\nUSER ID"},
         {"get me:1 u1016:2", 0, "\nu1016  "},
         {"get x:2", 1, "not found: x:2"},
@@ -95,12 +97,21 @@ TEST_F(Program, WhatIsExportedGoesInAgain) {
     const std::string odd = R"({"user_id":"\u0000\"\ud83d\ude00","user_source":4294967295,)"
                             R"("user_version":-9223372036854775808,"group_info":" kept ",)"
                             R"("remark":[ {"b" : 1, "a":[]} ]})";
-    session({{import_examples, 0, ""}, {"import -", 0, "", odd}});
+    const std::string full =
+        R"({"user_id":"a","device_id":"b","avatar":"c","user_name":"d","name_spell":"e",)"
+        R"("remark":"f","is_anonymous":1,"is_star":2,"is_attention":3,"user_type":4,)"
+        R"("user_version":5,"user_source":6,"gender":7,"extra":"g","data_type":8,)"
+        R"("local_user_id":"a:6","group_info":"h","msg_set":"i","in_black_list":9,)"
+        R"("is_blacked":10,"user_extension":"j","contact_extension":"k"})";
+    session({{import_examples, 0, ""},
+             {"import -", 0, "", odd},
+             {"import -", 0, "", full},
+             {"get a 6 --json", 0, full}});
     const std::string all = userdb({"export", 0, R"("remark":"[{\"b\":1,\"a\":[]}]")"});
     EXPECT_TRUE(contains(all, R"("user_id":"\u0000\"😀")") && contains(all, R"(":" kept ")"));
     EXPECT_EQ(userdb({"list --json", 0, ""}), all);
     std::filesystem::remove(database);
-    userdb({"import -", 0, "stored 22", all});
+    userdb({"import -", 0, "stored 23", all});
     EXPECT_EQ(userdb({"export", 0, ""}), all);
 }
 
@@ -126,7 +137,9 @@ TEST_F(Program, ABadLineStoresNothing) {
          "key 'user_version': must be a whole number from -9"},
         {R"({"user_id":"a","remark":null})", "key 'remark': must be a text, an object"},
         {R"({"user_id":"a","extra":{}})", "key 'extra': must be a text"},
-        {R"({"user_id":"a","remark":)" + std::string(200, '['), "nested more than"},
+        {R"({"user_id":"a","remark":)" + std::string(200, '['), "key 'remark': nested more than"},
+        {R"({"user_id":"a","remark":{"x":1e400}})", "key 'remark': a number too large"},
+        {R"({"user_id":"a","\u001b[2J":1})", "key '\ufffd[2J': unknown"},
     };
     const std::string file = directory.file("bad.jsonl");
     for (const auto& c : cases) {
@@ -151,27 +164,43 @@ TEST_F(Program, ConflictsGoAsTold) {
 }
 
 TEST_F(Program, AlignsWideCharactersAndHidesControls) {
-    const std::string users =
-        "{\"user_id\":\"a\",\"user_name\":\"小雨\",\"remark\":{\"remark_name\":\"x\"}}\n"
-        "{\"user_id\":\"b\",\"user_name\":\"e\u0301\\u001b[\\n\",\"remark\":{\"remark_name\":\"y\"}"
-        "}";
-    session({{"import -", 0, "", users},
-             {"list", 0,
-              "USER ID  SOURCE  KIND  NAME  REMARK NAME  NICK NAMES\n"
-              "a        0             小雨  x\n"
-              "b        0             e\u0301\ufffd[\ufffd  y\n"}});
+    userdb({"import -", 0, "stored 3",
+            R"({"user_id":"a","user_source":7,"user_name":"小雨","data_type":3,)"
+            R"("remark":{"remark_name":"x","phone":"y"},)"
+            R"("group_info":[{"nick_name":"n"},"stray",{"nick_name":"m"}]})"
+            "\n"
+            R"({"user_id":"b","user_name":"é\u001b[\u0000","remark":"{broken"})"
+            "\n"
+            R"({"user_id":"c","remark":{"remark_name":"z"}})"});
+    sqlite::database(database).execute(
+        "UPDATE users SET user_name = CAST(x'63e5' AS TEXT) WHERE user_id = 'c'");
+    userdb({"list", 0,
+            "USER ID  SOURCE  KIND           NAME  REMARK NAME  NICK NAMES\n"
+            "a        7       contact, user  小雨  x            n, m\n"
+            "b        0                      é\ufffd[\ufffd\n"
+            "c        0                      c\ufffd    z\n"});
+    userdb({"export", 0, "c\ufffd\",\"name_spell"});
 }
 
 TEST_F(Program, TellsUsageFromDatabaseTrouble) {
-    userdb({"list", 3, "users.db"});
+    for (const char* arguments : {"list", "search x", "get a 1", "get a:1", "export", "delete a 1",
+                                  "set star a 1 1", "update -"}) {
+        userdb({arguments, 3, "users.db"});
+    }
+    userdb({"import /no/such/file", 2, "No such file"});
     EXPECT_FALSE(std::filesystem::exists(database)) << "reading creates no file";
+    userdb({"import - </", 2, "cannot read standard input"});
     write("users.db", std::string(5000, 'x'));
     userdb({"import -", 3, "not a database", R"({"user_id":"a"})"});
     std::filesystem::remove(database);
+    write("users.db", "");
+    userdb({"list", 3, "no table users"});
+    userdb({"--db '' list", 2, ""});
     for (const char* arguments :
          {"", "serach x", "get a", "get a -1", "get a 4294967296", "get a 1 b:1", "list --type x",
-          "import /no/such/file", "import /", "import - --on-conflict x", "set star a 1 2",
-          "set data-type a 1 friend", "set name a 1 x", "list --source 0x1"}) {
+          "import /", "delete a 0x1", "delete a ''", "list --source ''", "import - >/dev/full",
+          "import - --on-conflict x", "set star a 1 2", "set data-type a 1 friend",
+          "set name a 1 x", "list --source 0x1"}) {
         EXPECT_NE(userdb({arguments, 2, ""}), "");
     }
     userdb({"--help", 0, "Exit status"});

@@ -24,7 +24,24 @@ namespace {
 
 /// The store in a file. No operation used here asks for the current account.
 db::DBUser open_store(const options& common, sqlite::access_mode mode) {
-    return {{}, std::make_shared<sqlite::database>(common.database, mode)};
+    if (common.database.empty() || common.database == ":memory:") {
+        throw bad_input("--db must name a file");
+    }
+    try {
+        return {{}, std::make_shared<sqlite::database>(common.database, mode)};
+    } catch (const sqlite::error& failure) {
+        switch (failure.code()) {
+        case SQLITE_READONLY: // what creating the table comes to in a file that is only read
+            throw sqlite::error(failure.code(), "it has no table users");
+        case SQLITE_READONLY_ROLLBACK:
+        case SQLITE_READONLY_RECOVERY:
+            throw sqlite::error(failure.code(),
+                                "a program that wrote to it was interrupted; open it "
+                                "for writing once, by delete or set of a user");
+        default:
+            throw;
+        }
+    }
 }
 
 status show(const options& common, const std::vector<db::UserRow>& user_rows) {

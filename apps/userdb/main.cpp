@@ -1,6 +1,7 @@
 #include "apps/userdb/commands.h"
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
+#include "apps/userdb/table.h"
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -34,6 +35,7 @@ struct arguments {
     std::string value;
     std::string user_id;
     std::string source;
+    std::optional<std::string> only_source;
     std::vector<std::string> users;
     std::vector<std::string> types;
 
@@ -101,7 +103,8 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
             ->allow_extra_args(false);
     };
     const auto add_key = [&](CLI::App* sub) {
-        sub->add_option("USER_ID", args.user_id)->required();
+        sub->add_option("USER_ID", args.user_id, "Put -- before one that begins with -")
+            ->required();
         sub->add_option("SOURCE", args.source, "The numeric source of the user id")->required();
     };
     const auto add_input = [&](CLI::App* sub) {
@@ -109,7 +112,7 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
                         "One JSON object a line, keys named as the fields of a record; - for "
                         "standard input. Only user_id must be there, other missing keys take their "
                         "defaults. remark and group_info may be JSON objects or arrays instead of "
-                        "texts. local_user_id is formed anew")
+                        "texts, up to 100 levels deep. local_user_id is formed anew")
             ->required();
     };
 
@@ -119,7 +122,9 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
         });
     add_input(import);
     import
-        ->add_option("--on-conflict", args.policy, "What to do about a user that is stored already")
+        ->add_option("--on-conflict", args.policy,
+                     "What to do about a user that is stored already: replace the record, ignore "
+                     "the line, or store nothing of the file")
         ->check(CLI::IsMember(policies))
         ->capture_default_str();
 
@@ -133,11 +138,11 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
 
     CLI::App* list = add("list", "List users", [&] {
         const auto source =
-            args.source.empty() ? std::nullopt : std::optional(source_of(args.source));
+            args.only_source ? std::optional(source_of(*args.only_source)) : std::nullopt;
         return userdb::list(args.common, args.data_type(), source);
     });
     add_type(list);
-    list->add_option("--source", args.source, "Only users of this source");
+    list->add_option("--source", args.only_source, "Only users of this source");
     add_json(list);
 
     CLI::App* get_users = add("get", "Print one user, or many and say which are not stored",
@@ -170,12 +175,17 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
 
 userdb::status run(const command& chosen, const arguments& args) {
     try {
-        return chosen();
+        const userdb::status status = chosen();
+        if (!std::cout.flush()) {
+            throw userdb::bad_input("cannot write standard output");
+        }
+        return status;
     } catch (const userdb::bad_input& failure) {
-        std::cerr << "userdb: " << failure.what() << '\n';
+        std::cerr << "userdb: " << userdb::printable_text(failure.what()) << '\n';
         return userdb::status::bad_input;
     } catch (const std::exception& failure) {
-        std::cerr << "userdb: " << args.common.database << ": " << failure.what() << '\n';
+        std::cerr << "userdb: "
+                  << userdb::printable_text(args.common.database + ": " + failure.what()) << '\n';
         return userdb::status::database_failed;
     }
 }
@@ -183,6 +193,7 @@ userdb::status run(const command& chosen, const arguments& args) {
 } // namespace
 
 int main(int argc, char** argv) try {
+    std::ios::sync_with_stdio(false); // or a failed read of standard input looks like its end
     CLI::App app("Look into the table users of a messaging client's database.", "userdb");
     arguments args;
     command chosen;

@@ -26,12 +26,13 @@ std::string dump(const json& value) {
 /// Parses one object, and refuses what a plain parse would let pass.
 json parse_object(const std::string& text) {
     std::set<std::string> keys;
-    const auto check = [&keys](int depth, json::parse_event_t event, json& parsed) {
+    std::string key;
+    const auto check = [&](int depth, json::parse_event_t event, json& parsed) {
         if (depth > max_depth) {
-            throw bad_input("nested more than " + std::to_string(max_depth) + " levels deep");
+            refuse(key, "nested more than " + std::to_string(max_depth) + " levels deep");
         }
         if (event == json::parse_event_t::key && depth == 1) {
-            const auto key = parsed.get<std::string>();
+            key = parsed.get<std::string>();
             if (!keys.insert(key).second) {
                 refuse(key, "given twice");
             }
@@ -43,6 +44,8 @@ json parse_object(const std::string& text) {
         if (object.is_object()) {
             return object;
         }
+    } catch (const json::out_of_range&) {
+        refuse(key, "a number too large");
     } catch (const json::parse_error& failure) {
         throw bad_input("no JSON from byte " + std::to_string(failure.byte) + " on");
     }
@@ -108,15 +111,18 @@ std::vector<std::string> member_texts(const std::string& json_text, const std::s
     std::vector<std::string> texts;
     bool wanted = false;
     const auto collect = [&](int /*depth*/, json::parse_event_t event, json& parsed) {
-        if (event == json::parse_event_t::key) {
-            wanted = parsed == name;
-        } else if (event == json::parse_event_t::value && wanted && parsed.is_string()) {
+        if (event == json::parse_event_t::value && wanted && parsed.is_string()) {
             texts.push_back(parsed.get<std::string>());
         }
+        wanted = event == json::parse_event_t::key && parsed == name;
         return true;
     };
-    const bool is_json = !json::parse(json_text, collect, false).is_discarded();
-    return is_json ? texts : std::vector<std::string>();
+    try {
+        [[maybe_unused]] const json all = json::parse(json_text, collect);
+    } catch (const json::exception&) {
+        texts.clear();
+    }
+    return texts;
 }
 
 } // namespace userdb

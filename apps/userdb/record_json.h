@@ -19,7 +19,9 @@ public:
 std::string to_json(const db::UserRow& user_row);
 
 /// The record that a JSON object holds; missing keys keep their defaults. `remark` and `group_info`
-/// may be objects or arrays, which become compact JSON texts. Throws `bad_input` naming the key.
+/// may be objects or arrays, which become compact JSON texts, whole numbers beyond 64 bits and
+/// fractions rounded to doubles. Throws `bad_input`, which names the key unless the text is no
+/// JSON.
 db::UserRow from_json(const std::string& json);
 
 /// The texts of all members with this name in a JSON text, at any depth; none if it is no JSON.

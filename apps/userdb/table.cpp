@@ -78,6 +78,11 @@ line cells(const db::UserRow& user) {
 
 } // namespace
 
+std::string printable_text(const std::string& text) {
+    const utf8_locale utf8;
+    return printable(text).text;
+}
+
 void print_table(std::ostream& out, const std::vector<db::UserRow>& user_rows) {
     const utf8_locale utf8;
     std::vector<line> lines{{printable("USER ID"), printable("SOURCE"), printable("KIND"),

@@ -3,9 +3,13 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 namespace userdb {
+
+/// The text with control characters and bytes that are no UTF-8 shown as U+FFFD.
+std::string printable_text(const std::string& text);
 
 /// Writes records as a table with aligned columns, for people. Wide characters count two columns;
 /// control characters and bytes that are no UTF-8 are shown as U+FFFD, so that no text of a

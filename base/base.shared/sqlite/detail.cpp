@@ -47,6 +47,32 @@ std::string_view column_name(sqlite3_stmt* stmt, size_t index) {
     return name;
 }
 
+void read(sqlite3_stmt* stmt, int column, std::string& value) {
+    // One call that takes SQLite's mutex instead of two; the value is safe while that is held.
+    sqlite3_value* cell = sqlite3_column_value(stmt, column);
+    const int type = sqlite3_value_type(cell); // asked before a failed conversion can leave NULL
+    if (type == SQLITE_NULL) {
+        value.clear();
+        return;
+    }
+    const unsigned char* text = sqlite3_value_text(cell);
+    if (text == nullptr) {
+        fail(nullptr, SQLITE_NOMEM,
+             "read column '" + std::string(column_name(stmt, static_cast<size_t>(column))) + "'",
+             sql_of(stmt));
+    }
+    value.assign(reinterpret_cast<const char*>(text),
+                 static_cast<size_t>(sqlite3_value_bytes(cell)));
+}
+
+void read(sqlite3_stmt* stmt, int column, unsigned int& value) {
+    value = static_cast<unsigned int>(sqlite3_column_int64(stmt, column));
+}
+
+void read(sqlite3_stmt* stmt, int column, long long& value) {
+    value = sqlite3_column_int64(stmt, column);
+}
+
 bool step(sqlite3_stmt* stmt) {
     sqlite3* db = sqlite3_db_handle(stmt);
     const connection_hold hold(db);

@@ -37,11 +37,25 @@ private:
 /// The name of a column, counted from 0. Valid until the statement is finalised or compiled anew.
 [[nodiscard]] std::string_view column_name(sqlite3_stmt* stmt, size_t index);
 
+/// Reads a column of the current row, which must be there, as `field::as` promises. Hold the
+/// connection. Out parameters let a record keep the memory of its texts.
+void read(sqlite3_stmt* stmt, int column, std::string& value);
+void read(sqlite3_stmt* stmt, int column, unsigned int& value);
+void read(sqlite3_stmt* stmt, int column, long long& value);
+
 /// Steps a statement: true if there is a row. A run that ends or fails is reset at once, so that
 /// the statement holds no lock and can be bound again; a failure throws.
 bool step(sqlite3_stmt* stmt);
 
 /// Ends a run that was abandoned half way. Does nothing for a statement that is not running.
 void abandon_run(sqlite3_stmt* stmt) noexcept;
+
+/// The handle of an object of this layer, for callers that look positions up once for many rows.
+struct access {
+    template <typename T>
+    static sqlite3_stmt* handle(const T& object) {
+        return object.stmt.get();
+    }
+};
 
 } // namespace sqlite::detail

@@ -25,28 +25,26 @@ std::string field::column_name() const {
 
 template <>
 std::string field::as<std::string>() const {
-    if (is_null()) { // asked first: a conversion that finds no memory leaves NULL behind
-        return {};
-    }
-    const int column = static_cast<int>(index);
-    const unsigned char* text = sqlite3_column_text(stmt.get(), column);
-    if (text == nullptr) {
-        detail::fail(nullptr, SQLITE_NOMEM, "read column '" + column_name() + "'",
-                     detail::sql_of(stmt.get()));
-    }
-    const auto size = static_cast<size_t>(sqlite3_column_bytes(stmt.get(), column));
-    return {reinterpret_cast<const char*>(text), size};
+    return read<std::string>();
 }
 
 template <>
 unsigned int field::as<unsigned int>() const {
-    return static_cast<unsigned int>(as<long long>());
+    return read<unsigned int>();
 }
 
 template <>
 long long field::as<long long>() const {
+    return read<long long>();
+}
+
+template <typename T>
+T field::read() const {
     require_value();
-    return sqlite3_column_int64(stmt.get(), static_cast<int>(index));
+    const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
+    T value;
+    detail::read(stmt.get(), static_cast<int>(index), value);
+    return value;
 }
 
 void field::require_value() const {

@@ -34,6 +34,8 @@ public:
 
 private:
     void require_value() const;
+    template <typename T>
+    [[nodiscard]] T read() const;
 
     std::shared_ptr<sqlite3_stmt> stmt;
     const size_t index;

@@ -8,6 +8,10 @@
 
 struct sqlite3_stmt;
 
+namespace sqlite::detail {
+struct access;
+}
+
 namespace sqlite {
 
 /// The current row of a result.
@@ -34,6 +38,8 @@ public:
     void swap(row& other) noexcept;
 
 private:
+    friend struct detail::access;
+
     [[nodiscard]] bool is_valid_index(const size_t& index) const;
 
     std::shared_ptr<sqlite3_stmt> stmt;

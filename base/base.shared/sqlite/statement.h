@@ -6,6 +6,10 @@
 
 struct sqlite3_stmt;
 
+namespace sqlite::detail {
+struct access;
+}
+
 namespace sqlite {
 
 /// A compiled SQL statement, made by `database::prepare_statement`.
@@ -46,6 +50,7 @@ public:
 
 private:
     friend class database;
+    friend struct detail::access;
 
     void throw_on_bind_error(const int code, const std::string& name) const;
     [[nodiscard]] int parameter_index(const std::string& name) const;

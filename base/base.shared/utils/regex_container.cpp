@@ -1,5 +1,6 @@
 #include "base/base.shared/utils/regex_container.h"
 
+#include <new>
 #include <utility>
 
 namespace base {
@@ -24,7 +25,11 @@ void RegexContainer::build_reg(std::string key_word, std::string pattern) {
     release();
     m_key_word = std::move(key_word);
     m_pattern = std::move(pattern);
-    m_reg_is_ready = regcomp(&m_reg, m_pattern.c_str(), REG_EXTENDED | REG_ICASE) == 0;
+    const int code = regcomp(&m_reg, m_pattern.c_str(), REG_EXTENDED | REG_ICASE);
+    if (code == REG_ESPACE) {
+        throw std::bad_alloc();
+    }
+    m_reg_is_ready = code == 0;
 }
 
 bool RegexContainer::exec(const char* text) {

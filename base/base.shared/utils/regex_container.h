@@ -25,9 +25,10 @@ public:
     /// Makes the container not ready, with an empty pattern and keyword.
     void clear();
     /// Compiles `pattern` in place of the expression before. An invalid pattern leaves the
-    /// container not ready; nothing else tells of it.
+    /// container not ready; nothing else tells of it. Throws std::bad_alloc for want of memory.
     void build_reg(std::string key_word, std::string pattern);
-    /// Whether the expression matches anywhere in the text; false if the container is not ready.
+    /// Whether the expression matches anywhere in the text; false if the container is not ready,
+    /// and if the C library finds no memory to match with: it does not tell the two apart.
     [[nodiscard]] bool exec(const char* text);
 
 private:

@@ -1,9 +1,12 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include "base/base.shared/logging/logging.h"
+#include "base/base.shared/sqlite/detail.h"
 #include "base/base.shared/sqlite/error.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
+#include <algorithm>
+#include <array>
 #include <new>
 #include <sqlite3.h>
 #include <string_view>
@@ -81,7 +84,8 @@ constexpr const char* update_sql =
 template <typename T>
 using sql_type = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
 
-static_assert(std::tuple_size_v<decltype(user_columns)> == 22);
+constexpr size_t field_count = std::tuple_size_v<decltype(user_columns)>;
+static_assert(field_count == 22);
 
 /// Does not compile once UserRow has other than the 22 fields that `user_columns` lists.
 [[maybe_unused]] void count_fields(const UserRow& user_row) {
@@ -89,11 +93,43 @@ static_assert(std::tuple_size_v<decltype(user_columns)> == 22);
                                   f16, f17, f18, f19, f20, f21, f22] = user_row;
 }
 
-UserRow Load(const sqlite::row& row) {
-    UserRow user_row;
+using Positions = std::array<int, field_count>;
+
+/// Where a result has the columns of a record. They are looked up by name once for all its rows:
+/// another statement, or the same one after a change of the schema, may have them elsewhere.
+Positions column_positions(const sqlite::row& row) {
+    sqlite3_stmt* stmt = sqlite::detail::access::handle(row);
+    std::vector<std::string_view> names(row.column_count());
+    for (size_t i = 0; i < names.size(); ++i) {
+        names[i] = sqlite::detail::column_name(stmt, i);
+    }
+    Positions positions{};
+    auto next = positions.begin();
+    auto place = names.begin(); // most columns follow the one before
     for_each_user_column([&](const auto& column) {
-        auto& value = user_row.*column.field;
-        value = row[column.name].template as<sql_type<std::decay_t<decltype(value)>>>();
+        const std::string_view name = column.name;
+        place = std::find(place, names.end(), name);
+        if (place == names.end()) {
+            place = std::find(names.begin(), names.end(), name);
+        }
+        if (place == names.end()) {
+            (void)row[column.name]; // throws the error that names it
+        }
+        *next++ = static_cast<int>(place - names.begin());
+    });
+    return positions;
+}
+
+UserRow Load(const sqlite::row& row, const Positions& positions) {
+    sqlite3_stmt* stmt = sqlite::detail::access::handle(row);
+    const sqlite::detail::connection_hold hold(sqlite3_db_handle(stmt));
+    UserRow user_row;
+    auto position = positions.begin();
+    for_each_user_column([&](const auto& column) {
+        auto& field = user_row.*column.field;
+        sql_type<std::decay_t<decltype(field)>> value;
+        sqlite::detail::read(stmt, *position++, value);
+        field = std::move(value);
     });
     return user_row;
 }
@@ -147,7 +183,7 @@ uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind, UserRow&
     if (row == res.end()) {
         return 0;
     }
-    user_row = Load(*row);
+    user_row = Load(*row, column_positions(*row));
     return 1;
 }
 
@@ -156,8 +192,11 @@ template <typename Bind>
 std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bind) {
     const sqlite::result res = run(db, sql, bind);
     std::vector<UserRow> user_rows;
-    for (const sqlite::row& row : res) {
-        user_rows.push_back(Load(row));
+    if (res.begin() != res.end()) {
+        const Positions positions = column_positions(*res.begin());
+        for (const sqlite::row& row : res) {
+            user_rows.push_back(Load(row, positions));
+        }
     }
     return user_rows;
 }
@@ -414,7 +453,9 @@ bool DBUser::user_name_search(std::string user_name, std::string key_word) {
 
 bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     if (group_member_check_regex == nullptr) {
-        made(group_member_check_regex).build_reg(key_word, R"re(("nick_name":"([^"]+)"))re");
+        auto regex = std::make_unique<base::RegexContainer>();
+        regex->build_reg(key_word, R"re(("nick_name":"([^"]+)"))re");
+        group_member_check_regex = std::move(regex); // built once: kept only if that worked
     }
     if (!group_member_check_regex->exec(group_info.c_str())) {
         return false; // no nick name at all: the keyword's expression need not be built

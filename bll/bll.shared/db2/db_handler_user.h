@@ -54,10 +54,10 @@ struct UserRow {
 ///
 /// Creates the table if it is missing and registers the SQL function `USER_REGEX` on the shared
 /// connection. Each operation prepares its own statement and opens no transaction; wrap a sequence
-/// in `as_transaction`. All failures leave as `sqlite::error`, with nothing half done: a row is the
-/// old or the new one, a caller's record is filled whole or untouched, a list is whole or not
-/// there. One store serves one thread at a time, and is not destroyed while one of its searches
-/// runs.
+/// in `as_transaction`. All failures leave as `sqlite::error` or std::bad_alloc, with nothing half
+/// done: a row is the old or the new one, a caller's record is filled whole or untouched, a list is
+/// whole or not there. One store serves one thread at a time, and is not destroyed while one of its
+/// searches runs.
 ///
 /// Two stores on one connection: `USER_REGEX` belongs to the one that registered it last, and with
 /// that store's end searches find nothing until another store calls `CreateTable` again.
@@ -103,10 +103,11 @@ public:
     std::vector<db::UserRow> GetAll();
 
     /// The contacts whose name, remark name or group nick names contain the keyword, in SQLite's
-    /// order. The keyword is a POSIX extended regular expression, not a literal text, and ASCII
-    /// letters match in either case; one that is no valid expression matches nothing. An empty one
-    /// matches every contact that has any of the three. Reads the whole table.
-    /// A keyword with a NUL byte in it throws, since no SQL text can hold it.
+    /// order. The keyword is a POSIX extended regular expression, not a literal text, put inside
+    /// one expression for each of the three, where `^`, `$` and `|` act on the whole of that; ASCII
+    /// letters match in either case. Where the outcome is no valid expression, nothing matches. An
+    /// empty keyword matches every contact that has any of the three. Reads the whole table. A
+    /// keyword with a NUL byte in it throws, since no SQL text can hold it.
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
 
     /// Rewrites the stored record of the user with this user id and source, `user_version` as the
@@ -134,7 +135,7 @@ private:
     bool group_member_search(std::string group_info, std::string key_word);
 
     std::shared_ptr<bool> flag; // lives as long as the store may be called by USER_REGEX
-    // The compiled expressions of the last keyword; empty until first needed.
+    // Compiled expressions, of the last keyword but for the first stage; empty until first needed.
     std::unique_ptr<base::RegexContainer> m_remark_name_search_regex;
     std::unique_ptr<base::RegexContainer> m_user_name_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_search_regex;
