@@ -2,8 +2,10 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 #include "tests/support.h"
 
+#include <clocale>
 #include <memory>
 #include <optional>
+#include <random>
 #include <sqlite3.h>
 
 using namespace std::string_literals;
@@ -148,5 +150,53 @@ TEST(RegexContainer, KnowsWhatItWasBuiltFor) {
     regex.clear();
     EXPECT_FALSE(regex.check_key_word("") || regex.exec("x"));
 }
+
+/// Random keywords of letters, other characters and operators in random texts: what the filter
+/// rules out must be what plain regexec does not match.
+class Filter : public testing::TestWithParam<const char*> {
+protected:
+    Filter() { std::setlocale(LC_ALL, GetParam()); }
+    ~Filter() override { std::setlocale(LC_ALL, "C"); }
+
+    std::string random_text(size_t longest) {
+        static const std::vector<std::string> pieces{
+            "a",  "A",  "b",  "s", "i",     "I",  "é",   "É",  "ſ", "ı", "\xff",
+            "\"", ".",  "*",  "+", "?",     "^",  "$",   "|",  "(", ")", "[",
+            "]",  "[^", "a]", "{", "{1,2}", "\\", "\\.", "ab", "\n"};
+        std::string text;
+        for (size_t i = m_random() % longest; i > 0; --i) {
+            text += pieces[m_random() % (m_random() % 4 == 0 ? pieces.size() : 12)];
+        }
+        return text;
+    }
+
+    std::mt19937 m_random{std::random_device()()};
+};
+
+TEST_P(Filter, RulesOutOnlyWhatDoesNotMatch) {
+    int ruled_out = 0;
+    for (int i = 0; i < 20000; ++i) {
+        const std::string key_word = random_text(5);
+        const std::string json =
+            R"({"remark_name":")" + random_text(4) + R"(","x":")" + random_text(3);
+        const std::pair<std::string, std::string> cases[] = {
+            {".*" + key_word + ".*", random_text(6)},
+            {R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))", json}};
+        for (const auto& [pattern, text] : cases) {
+            base::RegexContainer regex;
+            regex.build_reg(key_word, pattern);
+            const bool rules_out = regex.rules_out(key_word, text);
+            ruled_out += rules_out ? 1 : 0;
+            ASSERT_FALSE(rules_out && regex.exec(text.c_str())) << pattern << " in " << text;
+        }
+    }
+    EXPECT_GT(ruled_out, 1000) << "or the filter is of no use";
+    base::RegexContainer empty;
+    EXPECT_FALSE(empty.rules_out("", "x"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Locales, Filter, testing::Values("C", "C.UTF-8"), [](const auto& test) {
+    return std::string(test.param) == "C" ? "C" : "UTF8";
+});
 
 } // namespace

@@ -47,6 +47,39 @@ std::string_view column_name(sqlite3_stmt* stmt, size_t index) {
     return name;
 }
 
+int bind(sqlite3_stmt* stmt, int index, const char* value) noexcept {
+    return sqlite3_bind_text(stmt, index, value, -1, SQLITE_TRANSIENT);
+}
+
+int bind(sqlite3_stmt* stmt, int index, const std::string& value) noexcept {
+    return sqlite3_bind_text64(stmt, index, value.data(), value.size(), SQLITE_TRANSIENT,
+                               SQLITE_UTF8);
+}
+
+int bind(sqlite3_stmt* stmt, int index, unsigned int value) noexcept {
+    return sqlite3_bind_int64(stmt, index, value);
+}
+
+int bind(sqlite3_stmt* stmt, int index, long long value) noexcept {
+    return sqlite3_bind_int64(stmt, index, value);
+}
+
+int bind_in_place(sqlite3_stmt* stmt, int index, const std::string& value) noexcept {
+    return sqlite3_bind_text64(stmt, index, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
+int first_of_numbered(sqlite3_stmt* stmt, size_t count) {
+    // Positions go by first appearance: a name that appeared before the list would shorten the run.
+    const std::string last_name = std::string(":param").append(std::to_string(count - 1));
+    const int first = sqlite3_bind_parameter_index(stmt, ":param0");
+    const int last = sqlite3_bind_parameter_index(stmt, last_name.c_str());
+    return last - first == static_cast<int>(count) - 1 ? first : 0;
+}
+
+void fail_bind(sqlite3_stmt* stmt, int code, const std::string& name) {
+    fail(nullptr, code, "bind '" + name + "'", sql_of(stmt));
+}
+
 void read(sqlite3_stmt* stmt, int column, std::string& value) {
     // One call that takes SQLite's mutex instead of two; the value is safe while that is held.
     sqlite3_value* cell = sqlite3_column_value(stmt, column);

@@ -37,6 +37,21 @@ private:
 /// The name of a column, counted from 0. Valid until the statement is finalised or compiled anew.
 [[nodiscard]] std::string_view column_name(sqlite3_stmt* stmt, size_t index);
 
+/// Bind to the parameter at a position, counted from 1, and give SQLite's result code. A text bound
+/// in place is not copied: it must stay as it is until the statement has run.
+int bind(sqlite3_stmt* stmt, int index, const char* value) noexcept;
+int bind(sqlite3_stmt* stmt, int index, const std::string& value) noexcept;
+int bind(sqlite3_stmt* stmt, int index, unsigned int value) noexcept;
+int bind(sqlite3_stmt* stmt, int index, long long value) noexcept;
+int bind_in_place(sqlite3_stmt* stmt, int index, const std::string& value) noexcept;
+
+/// The position of ":param0" if the parameters ":param0", ":param1" and so on, `count` of them,
+/// follow each other in the statement; else 0.
+int first_of_numbered(sqlite3_stmt* stmt, size_t count);
+
+/// Throws `error` for a failed bind.
+[[noreturn]] void fail_bind(sqlite3_stmt* stmt, int code, const std::string& name);
+
 /// Reads a column of the current row, which must be there, as `field::as` promises. Hold the
 /// connection. Out parameters let a record keep the memory of its texts.
 void read(sqlite3_stmt* stmt, int column, std::string& value);

@@ -15,27 +15,22 @@ size_t statement::parameter_count() const {
 }
 
 void statement::bind(const std::string& name, const char* value) {
-    const int index = parameter_index(name);
-    throw_on_bind_error(sqlite3_bind_text(stmt.get(), index, value, -1, SQLITE_TRANSIENT), name);
+    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
 }
 
 template <>
 void statement::bind(const std::string& name, const std::string& value) {
-    const int index = parameter_index(name);
-    throw_on_bind_error(sqlite3_bind_text64(stmt.get(), index, value.data(), value.size(),
-                                            SQLITE_TRANSIENT, SQLITE_UTF8),
-                        name);
+    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
 }
 
 template <>
 void statement::bind(const std::string& name, const unsigned int& value) {
-    bind(name, static_cast<long long>(value));
+    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
 }
 
 template <>
 void statement::bind(const std::string& name, const long long& value) {
-    const int index = parameter_index(name);
-    throw_on_bind_error(sqlite3_bind_int64(stmt.get(), index, value), name);
+    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
 }
 
 void statement::clear_bindings() {
@@ -51,7 +46,7 @@ void statement::swap(statement& other) noexcept {
 
 void statement::throw_on_bind_error(const int code, const std::string& name) const {
     if (code != SQLITE_OK) {
-        detail::fail(nullptr, code, "bind '" + name + "'", detail::sql_of(stmt.get()));
+        detail::fail_bind(stmt.get(), code, name);
     }
 }
 

@@ -30,10 +30,17 @@ void RegexContainer::build_reg(std::string key_word, std::string pattern) {
         throw std::bad_alloc();
     }
     m_reg_is_ready = code == 0;
+    if (m_reg_is_ready) {
+        m_filter.build(m_pattern.c_str());
+    }
 }
 
 bool RegexContainer::exec(const char* text) {
     return m_reg_is_ready && regexec(&m_reg, text, m_matched.size(), m_matched.data(), 0) == 0;
+}
+
+bool RegexContainer::rules_out(std::string_view key_word, std::string_view text) const {
+    return m_reg_is_ready && m_key_word == key_word && !m_filter.may_match(text);
 }
 
 void RegexContainer::release() {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "base/base.shared/sqlite/database.h"
+#include "base/base.shared/sqlite/detail.h"
 #include "base/base.shared/sqlite/transaction.h"
 
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -107,9 +109,18 @@ std::string _prepare_bind(T& items) {
 /// `_prepare_bind` of the same, unchanged items.
 template <typename T>
 void _bind(sqlite::statement& stmt, T& items) {
+    namespace detail = sqlite::detail;
+    sqlite3_stmt* handle = detail::access::handle(stmt);
+    const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
+    const int first = detail::first_of_numbered(handle, count);
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
-        stmt.bind(std::string(":param").append(std::to_string(index)), *it);
+        const std::string name = std::string(":param").append(std::to_string(index));
+        if (index == 0 || first == 0) {
+            stmt.bind(name, *it); // SQLite looks through all parameters for a name
+        } else if (const int code = detail::bind(handle, first + static_cast<int>(index), *it)) {
+            detail::fail_bind(handle, code, name);
+        }
     }
 }
 

@@ -99,6 +99,7 @@ using Positions = std::array<int, field_count>;
 /// another statement, or the same one after a change of the schema, may have them elsewhere.
 Positions column_positions(const sqlite::row& row) {
     sqlite3_stmt* stmt = sqlite::detail::access::handle(row);
+    const sqlite::detail::connection_hold hold(sqlite3_db_handle(stmt));
     std::vector<std::string_view> names(row.column_count());
     for (size_t i = 0; i < names.size(); ++i) {
         names[i] = sqlite::detail::column_name(stmt, i);
@@ -139,8 +140,35 @@ void bind_field(const UserRow& user_row, const UserColumn<T>& column, sqlite::st
     stmt.bind<sql_type<T>>(std::string(":") + column.name, user_row.*column.field);
 }
 
+/// Where the inserts, which share one list of parameters, have the parameters of the columns.
+Positions insert_positions(sqlite3_stmt* stmt) {
+    Positions positions{};
+    auto next = positions.begin();
+    for_each_user_column([&](const auto& column) {
+        *next++ = sqlite3_bind_parameter_index(stmt, (std::string(":") + column.name).c_str());
+    });
+    return positions;
+}
+
+/// Binds the texts in place: the record must stay as it is until the statement has run.
 void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
-    for_each_user_column([&](const auto& column) { bind_field(user_row, column, stmt); });
+    sqlite3_stmt* handle = sqlite::detail::access::handle(stmt);
+    static const Positions positions = insert_positions(handle);
+    const sqlite::detail::connection_hold hold(sqlite3_db_handle(handle));
+    auto position = positions.begin();
+    for_each_user_column([&](const auto& column) {
+        const auto& value = user_row.*column.field;
+        int code = SQLITE_OK;
+        if constexpr (std::is_same_v<decltype(value), const std::string&>) {
+            code = sqlite::detail::bind_in_place(handle, *position++, value);
+        } else {
+            using number = sql_type<std::decay_t<decltype(value)>>;
+            code = sqlite::detail::bind(handle, *position++, static_cast<number>(value));
+        }
+        if (code != SQLITE_OK) {
+            sqlite::detail::fail_bind(handle, code, std::string(":") + column.name);
+        }
+    });
 }
 
 /// Whether the full update has a parameter for a column.
@@ -229,8 +257,9 @@ uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_
     });
 }
 
-/// An argument of an SQL function up to its first NUL; SQL NULL as an empty text.
-std::string text_of(sqlite3_value* value) {
+/// An argument of an SQL function up to its first NUL, valid while the function runs; SQL NULL as
+/// an empty text.
+std::string_view text_of(sqlite3_value* value) {
     if (sqlite3_value_type(value) == SQLITE_NULL) { // asked before a conversion can leave NULL
         return {};
     }
@@ -414,20 +443,26 @@ void DBUser::create_custom_function() {
         if (strong_flag == nullptr) {
             return; // the store is gone; the result stays SQL NULL
         }
-        const std::string user_name = text_of(value[0]);
-        const std::string remark_json = text_of(value[1]);
-        const std::string group_json = text_of(value[2]);
-        const std::string key_word = text_of(value[3]);
+        const std::string_view user_name = text_of(value[0]);
+        const std::string_view remark_json = text_of(value[1]);
+        const std::string_view group_json = text_of(value[2]);
+        const std::string_view key_word = text_of(value[3]);
+        // A matcher whose expression is built already need not be asked about a text that it cannot
+        // match. All others are, also after a match: their expressions follow the keyword.
+        const auto may_match = [key_word](const auto& regex, std::string_view text) {
+            return regex == nullptr || !regex->rules_out(key_word, text);
+        };
         bool find = false;
-        if (!user_name.empty()) {
-            find = user_name_search(user_name, key_word);
+        if (!user_name.empty() && may_match(m_user_name_search_regex, user_name)) {
+            find = user_name_search(std::string(user_name), std::string(key_word));
         }
-        // Texts up to 2 bytes are "{}", "[]" and the default "0". The later matchers run after a
-        // match too, so that their expressions follow the keyword whatever the row.
-        if (remark_json.size() > 2 && remark_name_search(remark_json, key_word)) {
+        // Texts up to 2 bytes are "{}", "[]" and the default "0".
+        if (remark_json.size() > 2 && may_match(m_remark_name_search_regex, remark_json) &&
+            remark_name_search(std::string(remark_json), std::string(key_word))) {
             find = true;
         }
-        if (group_json.size() > 2 && group_member_search(group_json, key_word)) {
+        if (group_json.size() > 2 && may_match(group_member_search_regex, group_json) &&
+            group_member_search(std::string(group_json), std::string(key_word))) {
             find = true;
         }
         sqlite3_result_int(context, find ? 1 : 0);
