@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <regex.h>
 
 namespace {
@@ -155,19 +156,16 @@ void destroy_expressions(void* use) {
 
 } // namespace
 
-c_users::c_users(const std::string& path) {
-    sqlite3* handle = nullptr;
-    sqlite3_open(path.c_str(), &handle);
-    m_db.reset(handle);
-    sqlite3_create_function_v2(handle, "C_USER_REGEX", 4, SQLITE_UTF8, new expressions,
-                               c_user_regex, nullptr, nullptr, destroy_expressions);
+c_users::c_users(sqlite3* db) : m_db(db) {
+    sqlite3_create_function_v2(m_db, "C_USER_REGEX", 4, SQLITE_UTF8, new expressions, c_user_regex,
+                               nullptr, nullptr, destroy_expressions);
 }
 
 uint32_t c_users::insert_or_replace(db::UserRow& user_row) {
     user_row.local_user_id =
         user_row.user_id + ":" + std::to_string(static_cast<int32_t>(user_row.user_source));
     const statement stmt = prepare(
-        m_db.get(),
+        m_db,
         "REPLACE INTO users  ( local_user_id, user_id, device_id, avatar,  user_name,  name_spell, "
         " remark, is_anonymous, is_star,  is_attention,  user_type, user_version,  user_source, "
         " gender,  extra,  data_type, group_info, msg_set, in_black_list, is_blacked,"
@@ -197,25 +195,25 @@ uint32_t c_users::insert_or_replace(db::UserRow& user_row) {
     put(stmt, 20, user_row.is_blacked);
     put(stmt, 21, user_row.user_extension);
     put(stmt, 22, user_row.contact_extension);
-    return change(m_db.get(), stmt);
+    return change(m_db, stmt);
 }
 
 uint32_t c_users::get(const std::string& user_id, uint32_t source, db::UserRow& user_row) {
     const std::string key = user_id + ":" + std::to_string(static_cast<int32_t>(source));
     const statement stmt =
-        prepare(m_db.get(), "SELECT * from users WHERE local_user_id = :local_user_id ;");
+        prepare(m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;");
     put(stmt, 1, key);
     const int code = sqlite3_step(stmt.get());
     if (code == SQLITE_ROW) {
         read_row(stmt.get(), user_row);
         return 1;
     }
-    require(code == SQLITE_DONE, m_db.get());
+    require(code == SQLITE_DONE, m_db);
     return 0;
 }
 
 std::vector<db::UserRow> c_users::get_all() {
-    return read_rows(m_db.get(), prepare(m_db.get(), "SELECT * from users;"));
+    return read_rows(m_db, prepare(m_db, "SELECT * from users;"));
 }
 
 std::vector<db::UserRow> c_users::get_many(const std::vector<std::string>& local_user_ids) {
@@ -223,43 +221,41 @@ std::vector<db::UserRow> c_users::get_many(const std::vector<std::string>& local
     for (size_t i = 0; i < local_user_ids.size(); ++i) {
         sql += (i == 0 ? ":param" : ", :param") + std::to_string(i);
     }
-    const statement stmt = prepare(m_db.get(), sql + "  ) ");
+    const statement stmt = prepare(m_db, sql + "  ) ");
     for (size_t i = 0; i < local_user_ids.size(); ++i) {
         put(stmt, static_cast<int>(i) + 1, local_user_ids[i]);
     }
-    return read_rows(m_db.get(), stmt);
+    return read_rows(m_db, stmt);
 }
 
 uint32_t c_users::set_star(uint32_t is_star, const std::string& user_id, uint32_t source) {
     const statement stmt =
-        prepare(m_db.get(), "UPDATE users SET is_star\t= :is_star,user_version = (user_version+1) "
-                            "WHERE user_id\t\t= :user_id  AND user_source\t= :user_source;");
+        prepare(m_db, "UPDATE users SET is_star\t= :is_star,user_version = (user_version+1) "
+                      "WHERE user_id\t\t= :user_id  AND user_source\t= :user_source;");
     put(stmt, 1, is_star);
     put(stmt, 2, user_id);
     put(stmt, 3, source);
-    return change(m_db.get(), stmt);
+    return change(m_db, stmt);
 }
 
 std::vector<db::UserRow> c_users::search_like(const std::string& key_word) {
     const std::string pattern = "%" + key_word + "%";
     const statement stmt =
-        prepare(m_db.get(), "SELECT * from users where data_type & :data_type and (user_name LIKE "
-                            ":like OR remark LIKE :like OR group_info LIKE :like);");
+        prepare(m_db, "SELECT * from users where data_type & :data_type and (user_name LIKE "
+                      ":like OR remark LIKE :like OR group_info LIKE :like);");
     put(stmt, 1, 2);
     put(stmt, 2, pattern);
-    return read_rows(m_db.get(), stmt);
+    return read_rows(m_db, stmt);
 }
 
 std::vector<db::UserRow> c_users::search_regexec(const std::string& key_word) {
-    const statement stmt =
-        prepare(m_db.get(), "SELECT * from users where data_type & :data_type and  "
-                            "C_USER_REGEX(user_name,remark,group_info,'" +
-                                key_word + "');");
+    const statement stmt = prepare(m_db, "SELECT * from users where data_type & :data_type and  "
+                                         "C_USER_REGEX(user_name,remark,group_info,'" +
+                                             key_word + "');");
     put(stmt, 1, 2);
-    return read_rows(m_db.get(), stmt);
+    return read_rows(m_db, stmt);
 }
 
 void c_users::run(const std::string& sql) {
-    require(sqlite3_exec(m_db.get(), sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK,
-            m_db.get());
+    require(sqlite3_exec(m_db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK, m_db);
 }

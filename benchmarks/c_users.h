@@ -2,7 +2,6 @@
 
 #include "bll/bll.shared/db2/db_handler_user.h"
 
-#include <memory>
 #include <sqlite3.h>
 #include <string>
 #include <vector>
@@ -11,7 +10,7 @@
 /// prepared for each call, parameters bound and columns read by position.
 class c_users {
 public:
-    explicit c_users(const std::string& path);
+    explicit c_users(sqlite3* db);
 
     void run(const std::string& sql);
     uint32_t insert_or_replace(db::UserRow& user_row);
@@ -25,5 +24,5 @@ public:
     std::vector<db::UserRow> search_regexec(const std::string& key_word);
 
 private:
-    std::unique_ptr<sqlite3, decltype(&sqlite3_close)> m_db{nullptr, sqlite3_close};
+    sqlite3* m_db; // not owned
 };

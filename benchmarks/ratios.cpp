@@ -1,13 +1,11 @@
-// The store beside hand-written C code that runs the same SQL texts. Prints a table of ratios, each
-// the median of the store's repetitions over that of the C code's. All repetitions run interleaved
-// in random order, so that whatever else the machine does meets both sides alike.
+// The store beside hand-written C code that runs the same SQL texts: a table of ratios, each the
+// median of many repetitions.
+#include "benchmarks/collector.h"
 #include "benchmarks/table.h"
 
-#include <algorithm>
-#include <benchmark/benchmark.h>
 #include <functional>
+#include <iomanip>
 #include <iostream>
-#include <map>
 #include <set>
 #include <vector>
 
@@ -25,32 +23,7 @@ struct pair_of_benchmarks {
     std::function<void()> c;
 };
 
-/// Collects the time of each repetition by benchmark.
-class collector : public benchmark::BenchmarkReporter {
-public:
-    bool ReportContext(const Context& /*context*/) override { return true; }
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) {
-                m_times[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
-            }
-        }
-    }
-    /// 0 for a benchmark that the command line left out.
-    double median(const std::string& name) {
-        std::vector<double>& times = m_times[name];
-        if (times.empty()) {
-            return 0;
-        }
-        std::ranges::sort(times);
-        return times[times.size() / 2];
-    }
-
-private:
-    std::map<std::string, std::vector<double>> m_times;
-};
-
-std::vector<pair_of_benchmarks> pairs(tables& both) {
+std::vector<pair_of_benchmarks> pairs(table& both) {
     std::set<std::pair<std::string, int>> batch;
     std::vector<std::string> batch_keys;
     for (int i = 0; i < users_in_batch; ++i) {
@@ -109,40 +82,17 @@ std::vector<pair_of_benchmarks> pairs(tables& both) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Interleaving, and enough repetitions for a median, unless the command line says otherwise.
-    std::vector<char*> arguments(argv, argv + argc);
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
-    std::string repetitions = "--benchmark_repetitions=15";
-    std::string min_time = "--benchmark_min_time=0.05";
-    arguments.insert(arguments.begin() + 1,
-                     {interleave.data(), repetitions.data(), min_time.data()});
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-
-    tables both(users_in_table);
+    table both(users_in_table);
     const std::vector<pair_of_benchmarks> all = pairs(both);
     for (const pair_of_benchmarks& pair : all) {
-        const auto repeat = [](const std::function<void()>& work) {
-            return [work](benchmark::State& state) {
-                for (auto _ : state) {
-                    work();
-                }
-            };
-        };
-        benchmark::RegisterBenchmark((std::string(pair.name) + "/store").c_str(),
-                                     repeat(pair.store));
-        benchmark::RegisterBenchmark((std::string(pair.name) + "/c").c_str(), repeat(pair.c));
+        add_ratio(pair.name, pair.store, pair.c);
     }
-    collector times;
-    benchmark::RunSpecifiedBenchmarks(&times);
+    collector ratios = run_benchmarks(argc, argv);
 
-    std::cout << "| work | store / C code |\n|---|---|\n";
-    std::cout.setf(std::ios::fixed);
-    std::cout.precision(2);
+    std::cout << "| work | store / C code |\n|---|---|\n" << std::fixed << std::setprecision(2);
     for (const pair_of_benchmarks& pair : all) {
-        const std::string name = pair.name;
-        if (const double c = times.median(name + "/c"); c > 0) {
-            std::cout << "| " << name << " | " << times.median(name + "/store") / c << " |\n";
+        if (const double ratio = ratios.median_of(pair.name); ratio > 0) {
+            std::cout << "| " << pair.name << " | " << ratio << " |\n";
         }
     }
 }

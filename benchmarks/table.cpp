@@ -26,19 +26,28 @@ db::UserRow made_up_user(int number) {
     return row;
 }
 
-tables::tables(int users)
+namespace {
+
+/// The handle of a connection, as a function that SQL calls on it sees it.
+sqlite3* handle_of(sqlite::database& connection) {
+    sqlite3* handle = nullptr;
+    connection.add_custom_function(
+        {"handle", 0, [&](sqlite3_context* context, int, sqlite3_value**) {
+             handle = sqlite3_context_db_handle(context);
+         }});
+    connection.execute("SELECT handle()");
+    return handle;
+}
+
+} // namespace
+
+table::table(int users)
     : connection(std::make_shared<sqlite::database>(sqlite::special_t::in_memory)),
-      store({"me", 1}, connection), c(":memory:") {
-    const sqlite::result schema =
-        connection->execute("SELECT sql FROM sqlite_schema WHERE name = 'users'");
-    c.run((*schema.begin())[0].as<std::string>());
-    c.run("BEGIN");
+      store({"me", 1}, connection), c(handle_of(*connection)) {
     store.as_transaction([&] {
         for (int i = 0; i < users; ++i) {
             db::UserRow row = made_up_user(i);
             store.Insert(row);
-            c.insert_or_replace(row);
         }
     });
-    c.run("COMMIT");
 }

@@ -8,9 +8,9 @@
 /// A made-up contact: real-looking names, a remark and a group, all different by number.
 db::UserRow made_up_user(int number);
 
-/// The same users in two databases in memory, one behind the store, one behind the C code.
-struct tables {
-    explicit tables(int users);
+/// A table in memory, reached by the store and by C code on the same connection.
+struct table {
+    explicit table(int users);
 
     std::shared_ptr<sqlite::database> connection;
     db::DBUser store;

@@ -1,0 +1,68 @@
+// How the cost grows with the table: the time per row of a list and of a search that finds one
+// user, relative to the smallest table, and the memory that a list takes over that of its rows
+// alone.
+#include "benchmarks/collector.h"
+#include "benchmarks/table.h"
+
+#include <iomanip>
+#include <iostream>
+#include <malloc.h>
+#include <memory>
+
+namespace {
+
+constexpr int sizes[] = {1000, 10000, 100000, 1000000};
+
+size_t heap_in_use() {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+/// What holding a list takes from the heap, over what a copy of exactly its rows takes.
+double memory_ratio(db::DBUser& store) {
+    const size_t before = heap_in_use();
+    const std::vector<db::UserRow> rows = store.GetAll();
+    const size_t with_list = heap_in_use();
+    const std::vector<db::UserRow> copy(rows);
+    return static_cast<double>(with_list - before) / static_cast<double>(heap_in_use() - with_list);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::unique_ptr<table>> tables;
+    for (const int users : sizes) {
+        tables.push_back(std::make_unique<table>(users));
+    }
+    // Takes as many turns of the small table as one of the large one has rows for.
+    const auto repeated = [&](size_t i, auto work) {
+        return [&tables, times = sizes[i] / sizes[0], work] {
+            for (int turn = 0; turn < times; ++turn) {
+                work(tables[0]->store);
+            }
+        };
+    };
+    const auto list = [](db::DBUser& store) { store.GetAll(); };
+    const auto search = [](db::DBUser& store) {
+        store.SearchUserRowsWithKeyWord("Chen Castagna 18");
+    };
+    for (size_t i = 0; i < tables.size(); ++i) {
+        db::DBUser& store = tables[i]->store;
+        const std::string size = std::to_string(sizes[i]);
+        add_ratio(
+            "list" + size, [&store, list] { list(store); }, repeated(i, list));
+        add_ratio(
+            "search" + size, [&store, search] { search(store); }, repeated(i, search));
+    }
+    collector ratios = run_benchmarks(argc, argv);
+
+    std::cout
+        << "| users | list, per row | search, per row | memory of a list |\n|---|---|---|---|\n"
+        << std::fixed << std::setprecision(2);
+    for (size_t i = 0; i < tables.size(); ++i) {
+        const std::string size = std::to_string(sizes[i]);
+        std::cout << "| " << size << " | " << ratios.median_of("list" + size) << " | "
+                  << ratios.median_of("search" + size) << " | " << memory_ratio(tables[i]->store)
+                  << " |\n";
+    }
+}
