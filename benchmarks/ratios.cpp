@@ -1,96 +1,21 @@
 // The store beside hand-written C code that runs the same SQL texts: a table of ratios, each the
 // median of many repetitions.
 #include "benchmarks/collector.h"
-#include "benchmarks/table.h"
+#include "benchmarks/works.h"
 
-#include <functional>
 #include <iomanip>
 #include <iostream>
-#include <set>
-#include <vector>
-
-namespace {
-
-constexpr int users_in_table = 20000;
-constexpr int users_in_batch = 500;
-
-const std::string rare_keyword = "1234";
-const std::string common_keyword = "a";
-
-struct pair_of_benchmarks {
-    const char* name;
-    std::function<void()> store;
-    std::function<void()> c;
-};
-
-std::vector<pair_of_benchmarks> pairs(table& both) {
-    std::set<std::pair<std::string, int>> batch;
-    std::vector<std::string> batch_keys;
-    for (int i = 0; i < users_in_batch; ++i) {
-        const std::string user_id = made_up_user(i * 37).user_id;
-        batch.emplace(user_id, 1);
-        batch_keys.push_back(user_id + ":1");
-    }
-    auto next = [number = 0]() mutable { return number = (number + 7919) % users_in_table; };
-    const auto insert_1000 = [](auto insert) {
-        for (int i = 0; i < 1000; ++i) {
-            db::UserRow row = made_up_user(i);
-            insert(row);
-        }
-    };
-    return {
-        {"`GetAll`", [&] { both.store.GetAll(); }, [&] { both.c.get_all(); }},
-        {"batch lookup of 500", [&both, batch] { both.store.GetUserRowsByUserIds(batch); },
-         [&both, batch_keys] { both.c.get_many(batch_keys); }},
-        {"`GetUserByUserIdAndSource`",
-         [&both, next]() mutable {
-             db::UserRow row;
-             both.store.GetUserByUserIdAndSource("user" + std::to_string(next()), 1, row);
-         },
-         [&both, next]() mutable {
-             db::UserRow row;
-             both.c.get("user" + std::to_string(next()), 1, row);
-         }},
-        {"`InsertOrReplace` in one transaction",
-         [&both, insert_1000] {
-             both.store.as_transaction(
-                 [&] { insert_1000([&](db::UserRow& row) { both.store.InsertOrReplace(row); }); });
-         },
-         [&both, insert_1000] {
-             both.c.run("BEGIN");
-             insert_1000([&](db::UserRow& row) { both.c.insert_or_replace(row); });
-             both.c.run("COMMIT");
-         }},
-        {"single-field update",
-         [&both, next]() mutable {
-             db::DBUser::UpdateIsStartByIdAndSource(true, "user" + std::to_string(next()), 1,
-                                                    both.store);
-         },
-         [&both, next]() mutable { both.c.set_star(1, "user" + std::to_string(next()), 1); }},
-        {"search, keyword in few rows, over three LIKEs",
-         [&] { both.store.SearchUserRowsWithKeyWord(rare_keyword); },
-         [&] { both.c.search_like(rare_keyword); }},
-        {"search, keyword in few rows, over regexec",
-         [&] { both.store.SearchUserRowsWithKeyWord(rare_keyword); },
-         [&] { both.c.search_regexec(rare_keyword); }},
-        {"search, keyword in most rows, over regexec",
-         [&] { both.store.SearchUserRowsWithKeyWord(common_keyword); },
-         [&] { both.c.search_regexec(common_keyword); }},
-    };
-}
-
-} // namespace
 
 int main(int argc, char** argv) {
     table both(users_in_table);
-    const std::vector<pair_of_benchmarks> all = pairs(both);
-    for (const pair_of_benchmarks& pair : all) {
+    const std::vector<pair_of_works> all = pairs(both);
+    for (const pair_of_works& pair : all) {
         add_ratio(pair.name, pair.store, pair.c);
     }
     collector ratios = run_benchmarks(argc, argv);
 
     std::cout << "| work | store / C code |\n|---|---|\n" << std::fixed << std::setprecision(2);
-    for (const pair_of_benchmarks& pair : all) {
+    for (const pair_of_works& pair : all) {
         if (const double ratio = ratios.median_of(pair.name); ratio > 0) {
             std::cout << "| " << pair.name << " | " << ratio << " |\n";
         }

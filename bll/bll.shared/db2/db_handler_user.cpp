@@ -128,9 +128,14 @@ UserRow Load(const sqlite::row& row, const Positions& positions) {
     auto position = positions.begin();
     for_each_user_column([&](const auto& column) {
         auto& field = user_row.*column.field;
-        sql_type<std::decay_t<decltype(field)>> value;
-        sqlite::detail::read(stmt, *position++, value);
-        field = std::move(value);
+        using stored = sql_type<std::decay_t<decltype(field)>>;
+        if constexpr (std::is_same_v<decltype(field), stored&>) {
+            sqlite::detail::read(stmt, *position++, field);
+        } else {
+            stored value = 0;
+            sqlite::detail::read(stmt, *position++, value);
+            field = value;
+        }
     });
     return user_row;
 }

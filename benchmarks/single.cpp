@@ -1,0 +1,25 @@
+// Does one work a number of times, for tools that count instructions: bench_single WORK store|c
+// TIMES
+#include "benchmarks/works.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+int main(int argc, char** argv) {
+    table both(users_in_table);
+    const std::vector<pair_of_works> all = pairs(both);
+    if (argc != 4) {
+        for (const pair_of_works& pair : all) {
+            std::cout << pair.name << '\n';
+        }
+        return 2;
+    }
+    for (const pair_of_works& pair : all) {
+        if (pair.name == std::string(argv[1])) {
+            for (int left = std::atoi(argv[3]); left > 0; --left) {
+                (argv[2] == std::string("c") ? pair.c : pair.store)();
+            }
+        }
+    }
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "benchmarks/table.h"
+
+#include <functional>
+#include <vector>
+
+constexpr int users_in_table = 20000;
+
+/// A piece of work as the store does it and as C code does.
+struct pair_of_works {
+    const char* name;
+    std::function<void()> store;
+    std::function<void()> c;
+};
+
+/// All that is compared, on a table of `users_in_table` users, which must outlive them.
+std::vector<pair_of_works> pairs(table& both);
