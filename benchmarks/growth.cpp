@@ -1,6 +1,6 @@
 // How the cost grows with the table: the time per row of a list and of a search that finds one
-// user, relative to the smallest table, and the memory that a list takes over that of its rows
-// alone.
+// user,// relative to the smallest table, and the memory that a list takes over that of its rows
+// alone. And how the cost of a batch lookup grows with the number of users asked for.
 #include "benchmarks/collector.h"
 #include "benchmarks/table.h"
 
@@ -8,14 +8,24 @@
 #include <iostream>
 #include <malloc.h>
 #include <memory>
+#include <set>
 
 namespace {
 
 constexpr int sizes[] = {1000, 10000, 100000, 1000000};
+constexpr int batch_sizes[] = {100, 500, 1000, 2000, 4000, 8000};
 
 size_t heap_in_use() {
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
+}
+
+std::set<std::pair<std::string, int>> batch(int size) {
+    std::set<std::pair<std::string, int>> users;
+    for (int i = 0; i < size; ++i) {
+        users.emplace(made_up_user(i).user_id, 1);
+    }
+    return users;
 }
 
 /// What holding a list takes from the heap, over what a copy of exactly its rows takes.
@@ -51,6 +61,18 @@ int main(int argc, char** argv) {
         add("c_list", c_list);
         add("search", search);
     }
+    db::DBUser& store = tables.back()->store;
+    const std::set<std::pair<std::string, int>> small_batch = batch(batch_sizes[0]);
+    for (const int size : batch_sizes) {
+        add_ratio(
+            "batch" + std::to_string(size),
+            [&store, all = batch(size)] { store.GetUserRowsByUserIds(all); },
+            [&store, &small_batch, size] { // the same number of users, in small batches
+                for (int turn = size / batch_sizes[0]; turn > 0; --turn) {
+                    store.GetUserRowsByUserIds(small_batch);
+                }
+            });
+    }
     collector ratios = run_benchmarks(argc, argv);
 
     std::cout << "| users | list, per row | list by C code, per row | search, per row | memory of "
@@ -61,5 +83,10 @@ int main(int argc, char** argv) {
         std::cout << "| " << size << " | " << ratios.median_of("list" + size) << " | "
                   << ratios.median_of("c_list" + size) << " | " << ratios.median_of("search" + size)
                   << " | " << memory_ratio(tables[i]->store) << " |\n";
+    }
+    std::cout << "\n| users in a batch | batch lookup, per user |\n|---|---|\n";
+    for (const int size : batch_sizes) {
+        std::cout << "| " << size << " | " << ratios.median_of("batch" + std::to_string(size))
+                  << " |\n";
     }
 }

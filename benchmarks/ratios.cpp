@@ -7,8 +7,9 @@
 #include <iostream>
 
 int main(int argc, char** argv) {
-    table both(users_in_table);
-    const std::vector<pair_of_works> all = pairs(both);
+    constexpr int users = 20000;
+    table both(users);
+    const std::vector<pair_of_works> all = pairs(both, users);
     for (const pair_of_works& pair : all) {
         add_ratio(pair.name, pair.store, pair.c);
     }

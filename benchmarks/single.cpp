@@ -7,8 +7,9 @@
 #include <string>
 
 int main(int argc, char** argv) {
-    table both(users_in_table);
-    const std::vector<pair_of_works> all = pairs(both);
+    constexpr int users = 1000; // counting is slow
+    table both(users);
+    const std::vector<pair_of_works> all = pairs(both, users);
     if (argc != 4) {
         for (const pair_of_works& pair : all) {
             std::cout << pair.name << '\n';

@@ -12,15 +12,15 @@ const std::string common_keyword = "a";
 
 } // namespace
 
-std::vector<pair_of_works> pairs(table& both) {
+std::vector<pair_of_works> pairs(table& both, int users) {
     std::set<std::pair<std::string, int>> batch;
     std::vector<std::string> batch_keys;
     for (int i = 0; i < users_in_batch; ++i) {
-        const std::string user_id = made_up_user(i * 37).user_id;
+        const std::string user_id = made_up_user(i * 37 % users).user_id;
         batch.emplace(user_id, 1);
         batch_keys.push_back(user_id + ":1");
     }
-    auto next = [number = 0]() mutable { return number = (number + 7919) % users_in_table; };
+    auto next = [users, number = 0]() mutable { return number = (number + 7919) % users; };
     const auto insert_1000 = [](auto insert) {
         for (int i = 0; i < 1000; ++i) {
             db::UserRow row = made_up_user(i);

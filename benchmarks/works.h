@@ -5,8 +5,6 @@
 #include <functional>
 #include <vector>
 
-constexpr int users_in_table = 20000;
-
 /// A piece of work as the store does it and as C code does.
 struct pair_of_works {
     const char* name;
@@ -14,5 +12,5 @@ struct pair_of_works {
     std::function<void()> c;
 };
 
-/// All that is compared, on a table of `users_in_table` users, which must outlive them.
-std::vector<pair_of_works> pairs(table& both);
+/// All that is compared, on a table of so many users (at least 1000), which must outlive them.
+std::vector<pair_of_works> pairs(table& both, int users);
