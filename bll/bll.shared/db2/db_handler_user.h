@@ -85,9 +85,10 @@ public:
     uint32_t GetUserByUserIdAndSource(std::string user_id, uint32_t user_source,
                                       db::UserRow& user_row);
     /// The stored ones among many users, named by user id and source, in SQLite's order; users that
-    /// are not stored are left out. One statement with a parameter a user: up to some hundred users
-    /// the cost grows with their number, from a thousand on with its square, so split a larger set.
-    /// Throws at once for more users than SQLite allows parameters in a statement.
+    /// are not stored are left out. One statement with a parameter a user, whose cost SQLite lets
+    /// grow with their number: a user of 1,000 costs twice, one of 8,000 nine times what one of 100
+    /// does, so split a set of more than some hundred. Throws at once, naming the limit, for more
+    /// users than SQLite allows parameters in a statement.
     std::vector<db::UserRow> GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids);
     /// Like `GetUserByUserIdAndSource`, for a user whose `data_type` shares a bit with the mask;
     /// others count as missing.
