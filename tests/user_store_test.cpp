@@ -11,30 +11,19 @@ using db::UserRow;
 
 namespace {
 
-/// A record whose 22 fields all differ, as it is once stored.
+/// A record whose 22 fields all differ, in the order of their declaration, as it is once stored.
 UserRow full_record() {
-    return {.local_user_id = "id:8",
-            .user_id = "id",
-            .device_id = "device",
-            .avatar = "avatar",
-            .user_name = "name",
-            .name_spell = "spell",
-            .remark = "remark",
-            .is_anonymous = 3,
-            .is_star = 4,
-            .is_attention = 5,
-            .user_type = 6,
-            .user_version = (1LL << 40) + 7,
-            .user_source = 8,
-            .gender = 9,
-            .extra = "extra",
-            .group_info = "group",
-            .msg_set = "msg",
-            .in_black_list = 10,
-            .is_blacked = 4294967295U,
-            .data_type = 12,
-            .user_extension = "user ext",
-            .contact_extension = "contact ext"};
+    return {"id:8",      "id",
+            "device",    "avatar",
+            "name",      "spell",
+            "remark",    3,
+            4,           5,
+            6,           (1LL << 40) + 7,
+            8,           9,
+            "extra",     "group",
+            "msg",       10,
+            4294967295U, 12,
+            "user ext",  "contact ext"};
 }
 
 /// The same record as a person would write it in SQL, with `custom` set besides.
