@@ -214,8 +214,12 @@ TEST_F(UserStore, SetParameterListsAndTheirLimit) {
                                               db::_prepare_bind(items));
     db::_bind(stmt, items);
     EXPECT_EQ(shown(connection->execute(stmt)), "8");
+    stmt = connection->prepare_statement("SELECT :param0 || :x || :param2"); // not in a row
+    items.resize(3);
+    fails(SQLITE_RANGE, "':param1'", [&] { db::_bind(stmt, items); });
+    stmt = connection->prepare_statement("SELECT 1 WHERE 4 in " + db::_prepare_bind(items));
     items.push_back(1);
-    fails(SQLITE_RANGE, "':param11'", [&] { db::_bind(stmt, items); });
+    fails(SQLITE_RANGE, "':param3'", [&] { db::_bind(stmt, items); });
 
     store("u", 1);
     store("u", 2);

@@ -179,7 +179,7 @@ TEST_F(Program, AlignsWideCharactersAndHidesControls) {
             "a        7       contact, user  小雨  x            n, m\n"
             "b        0                      é\ufffd[\ufffd\n"
             "c        0                      c\ufffd    z\n"});
-    userdb({"export", 0, "c\ufffd\",\"name_spell"});
+    userdb({"export", 0, "written as U+FFFD: c:0"});
 }
 
 TEST_F(Program, TellsUsageFromDatabaseTrouble) {
@@ -200,7 +200,8 @@ TEST_F(Program, TellsUsageFromDatabaseTrouble) {
          {"", "serach x", "get a", "get a -1", "get a 4294967296", "get a 1 b:1", "list --type x",
           "import /", "delete a 0x1", "delete a ''", "list --source ''", "import - >/dev/full",
           "import - --on-conflict x", "set star a 1 2", "set data-type a 1 friend",
-          "set name a 1 x", "list --source 0x1"}) {
+          "set data-type a 1 ''", "set data-type a 1 user,", "set name a 1 x",
+          "list --source 0x1"}) {
         EXPECT_NE(userdb({arguments, 2, ""}), "");
     }
     userdb({"--help", 0, "Exit status"});

@@ -44,6 +44,16 @@ db::DBUser open_store(const options& common, sqlite::access_mode mode) {
     }
 }
 
+void print_json(const db::UserRow& user_row) {
+    bool is_utf8 = true;
+    std::cout << to_json(user_row, is_utf8) << '\n';
+    if (!is_utf8) {
+        const user_key key{user_row.user_id, user_row.user_source};
+        std::cerr << "userdb: has bytes that are no UTF-8, written as U+FFFD: "
+                  << printable_text(key.text()) << '\n';
+    }
+}
+
 status show(const options& common, const std::vector<db::UserRow>& user_rows) {
     if (user_rows.empty()) {
         std::cerr << "userdb: nothing found\n";
@@ -51,7 +61,7 @@ status show(const options& common, const std::vector<db::UserRow>& user_rows) {
     }
     if (common.json) {
         for (const db::UserRow& user_row : user_rows) {
-            std::cout << to_json(user_row) << '\n';
+            print_json(user_row);
         }
     } else {
         print_table(std::cout, user_rows);
@@ -230,14 +240,14 @@ status get_all_of(const options& common, const std::vector<user_key>& keys) {
         missing.erase(user.local_user_id);
     }
     for (const auto& [local_user_id, key] : missing) {
-        std::cerr << "userdb: not found: " << key->text() << '\n';
+        std::cerr << "userdb: not found: " << printable_text(key->text()) << '\n';
     }
     return found.empty() ? status::nothing_found : show(common, found);
 }
 
 status export_users(const options& common) {
     for (const db::UserRow& user_row : open_store(common, sqlite::read_only).GetAll()) {
-        std::cout << to_json(user_row) << '\n';
+        print_json(user_row);
     }
     return status::done;
 }
@@ -253,7 +263,7 @@ status update(const options& common, const std::string& file) {
         }
     });
     for (const std::string& line : missing) {
-        std::cerr << "userdb: " << line << '\n';
+        std::cerr << "userdb: " << printable_text(line) << '\n';
     }
     const size_t updated = read - missing.size();
     std::cout << "updated " << updated << ", not found " << missing.size() << ", read " << read

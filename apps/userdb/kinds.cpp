@@ -37,7 +37,7 @@ uint32_t data_type_of(const std::string& text) {
         return number;
     }
     uint32_t mask = 0;
-    std::istringstream names(text);
+    std::istringstream names(text + ','); // so that an empty last name is seen too
     for (std::string name; std::getline(names, name, ',');) {
         const auto kind = kinds.find(name);
         if (kind == kinds.end()) {

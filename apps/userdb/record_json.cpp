@@ -78,11 +78,17 @@ void assign(Integer& field, const json& value, const std::string& key) {
 
 } // namespace
 
-std::string to_json(const db::UserRow& user_row) {
+std::string to_json(const db::UserRow& user_row, bool& is_utf8) {
     json object;
     db::for_each_user_column(
         [&](const auto& column) { object[column.name] = user_row.*column.field; });
-    return dump(object);
+    try {
+        is_utf8 = true;
+        return object.dump();
+    } catch (const json::type_error&) {
+        is_utf8 = false;
+        return dump(object);
+    }
 }
 
 db::UserRow from_json(const std::string& json_text) {

@@ -15,8 +15,8 @@ public:
 };
 
 /// The record as one JSON object without a newline, keys named as the fields. Bytes that are no
-/// UTF-8 become U+FFFD.
-std::string to_json(const db::UserRow& user_row);
+/// UTF-8 become U+FFFD; `is_utf8` tells that there were none.
+std::string to_json(const db::UserRow& user_row, bool& is_utf8);
 
 /// The record that a JSON object holds; missing keys keep their defaults. `remark` and `group_info`
 /// may be objects or arrays, which become compact JSON texts, whole numbers beyond 64 bits and

@@ -68,8 +68,14 @@ int bind_in_place(sqlite3_stmt* stmt, int index, const std::string& value) noexc
     return sqlite3_bind_text64(stmt, index, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
-int first_of_numbered(sqlite3_stmt* stmt, size_t count) {
-    // Positions go by first appearance: a name that appeared before the list would shorten the run.
+int first_of_numbered(sqlite3_stmt* stmt, std::string_view list, size_t count) {
+    // Positions go by first appearance: none of the names may stand in the text before the list.
+    const std::string_view sql = sql_of(stmt);
+    const size_t first_name = sql.find(":param");
+    if (first_name == std::string_view::npos || first_name < 2 ||
+        !sql.substr(first_name - 2).starts_with(list)) {
+        return 0;
+    }
     const std::string last_name = std::string(":param").append(std::to_string(count - 1));
     const int first = sqlite3_bind_parameter_index(stmt, ":param0");
     const int last = sqlite3_bind_parameter_index(stmt, last_name.c_str());
@@ -90,6 +96,7 @@ void read(sqlite3_stmt* stmt, int column, std::string& value) {
     }
     const unsigned char* text = sqlite3_value_text(cell);
     if (text == nullptr) {
+        (void)sqlite3_column_type(stmt, column); // SQLite gives no name before it notes the failure
         fail(nullptr, SQLITE_NOMEM,
              "read column '" + std::string(column_name(stmt, static_cast<size_t>(column))) + "'",
              sql_of(stmt));

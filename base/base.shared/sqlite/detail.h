@@ -46,8 +46,9 @@ int bind(sqlite3_stmt* stmt, int index, long long value) noexcept;
 int bind_in_place(sqlite3_stmt* stmt, int index, const std::string& value) noexcept;
 
 /// The position of ":param0" if the parameters ":param0", ":param1" and so on, `count` of them,
-/// follow each other in the statement; else 0.
-int first_of_numbered(sqlite3_stmt* stmt, size_t count);
+/// follow each other in the statement because its text holds `list`, where they first appear; else
+/// 0.
+int first_of_numbered(sqlite3_stmt* stmt, std::string_view list, size_t count);
 
 /// Throws `error` for a failed bind.
 [[noreturn]] void fail_bind(sqlite3_stmt* stmt, int code, const std::string& name);

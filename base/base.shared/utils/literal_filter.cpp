@@ -38,7 +38,7 @@ bool locale_is_plain() {
 /// Reads a pattern for the literals that every match must hold, in their order.
 class Reader {
 public:
-    Reader(std::string_view pattern, bool all_bytes) : m_rest(pattern), m_all_bytes(all_bytes) {}
+    explicit Reader(std::string_view pattern) : m_rest(pattern) {}
 
     /// No literals at all if there is an operator that is not understood.
     std::vector<std::string> literals() {
@@ -129,13 +129,7 @@ private:
         return true;
     }
 
-    void add(char c) {
-        if (is_ascii(c) || m_all_bytes) {
-            m_literals.back() += static_cast<char>(lower(c));
-        } else {
-            end_piece();
-        }
-    }
+    void add(char c) { m_literals.back() += static_cast<char>(lower(c)); }
 
     void end_piece() {
         if (!m_literals.back().empty()) {
@@ -147,7 +141,6 @@ private:
     static constexpr int max_depth = 100; // of groups, each of which takes stack
 
     std::string_view m_rest;
-    bool m_all_bytes;
     int m_depth = 0;
     std::vector<std::string> m_literals{""}; // the last one may still grow
 };
@@ -157,7 +150,10 @@ private:
 void LiteralFilter::build(std::string_view pattern) {
     m_all_bytes = locale_is_plain();
     m_pieces.clear();
-    for (std::string& literal : Reader(pattern, m_all_bytes).literals()) {
+    if (!m_all_bytes && !std::ranges::all_of(pattern, is_ascii)) {
+        return; // in some encodings the bytes of a character look like operators
+    }
+    for (std::string& literal : Reader(pattern).literals()) {
         Piece piece{std::move(literal), {}};
         const auto bound = [](size_t size) {
             return static_cast<unsigned char>(std::min<size_t>(size, 255));

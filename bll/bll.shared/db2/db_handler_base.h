@@ -112,7 +112,7 @@ void _bind(sqlite::statement& stmt, T& items) {
     namespace detail = sqlite::detail;
     sqlite3_stmt* handle = detail::access::handle(stmt);
     const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
-    const int first = detail::first_of_numbered(handle, count);
+    const int first = detail::first_of_numbered(handle, _prepare_bind(items), count);
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
         const std::string name = std::string(":param").append(std::to_string(index));
