@@ -7,15 +7,13 @@
 
 namespace base {
 
-/// Tells quickly that a text cannot match a POSIX extended regular expression, compiled with
-/// REG_ICASE: a match holds the expression's literal pieces one after the other, and looking for
-/// those is far cheaper than matching. It never rules out a text that matches; where it does not
-/// understand an operator or the locale, it rules out nothing.
+/// Tells quickly that a text does not hold some literals one after the other, ASCII letters in
+/// either case.
 class LiteralFilter {
 public:
-    /// Takes the pieces from a pattern that the C library has compiled in the present locale.
-    void build(std::string_view pattern);
-    /// False only if the text cannot match.
+    /// Takes the literals in lower case.
+    void build(const std::vector<std::string>& literals);
+    /// False only if the text does not hold them.
     [[nodiscard]] bool may_match(std::string_view text) const;
 
 private:
@@ -29,7 +27,6 @@ private:
     static size_t find_end(const Piece& piece, std::string_view text);
 
     std::vector<Piece> m_pieces;
-    bool m_all_bytes = false; // else only texts of ASCII can be ruled out
 };
 
 } // namespace base

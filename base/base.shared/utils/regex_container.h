@@ -2,7 +2,6 @@
 
 #include "base/base.shared/utils/literal_filter.h"
 
-#include <array>
 #include <regex.h>
 #include <string>
 #include <string_view>
@@ -12,9 +11,16 @@ namespace base {
 /// A compiled POSIX extended regular expression and the keyword that it was made for.
 ///
 /// Matches ignore the case of ASCII letters; a newline is a character like any other. Texts are
-/// matched as the C locale of the process reads them: byte by byte in "C", and in a UTF-8 locale
-/// by whole characters, the case of other letters ignored too. One container serves one thread at a
+/// matched byte by byte, whatever the locale of the process. One container serves one thread at a
 /// time.
+///
+/// Cost is bounded: what might take the C library over 0.1 s or 64 MB to compile, or 50 ms to match
+/// with 1 KB of text, is refused as an invalid pattern is. Refused are patterns with
+/// - back-references, anchors in repetitions, repetitions of what may be empty in one another, or
+///   more than 20 groups and repetitions in one another or 70,000 bytes;
+/// - over 1,000 points, intervals written out: sets times different sets and literals, a quarter of
+///   the characters in alternatives and repetitions, all fourfold if there are anchors.
+/// Plain text is never refused. For exactly how points count see `regex_outline.cpp`.
 class RegexContainer {
 public:
     /// Not ready, with an empty pattern and keyword.
@@ -27,26 +33,32 @@ public:
     [[nodiscard]] bool check_key_word(std::string key_word);
     /// Makes the container not ready, with an empty pattern and keyword.
     void clear();
-    /// Compiles `pattern` in place of the expression before. An invalid pattern leaves the
-    /// container not ready; nothing else tells of it. Throws std::bad_alloc for want of memory.
+    /// Compiles `pattern` in place of the expression before. An invalid or refused pattern leaves
+    /// the container not ready; nothing else tells of it. Throws std::bad_alloc for want of memory.
     void build_reg(std::string key_word, std::string pattern);
     /// Whether the expression matches anywhere in the text; false if the container is not ready,
-    /// and if the C library finds no memory to match with: it does not tell the two apart.
+    /// and if the C library finds no memory to match with: it does not tell the two apart. A text
+    /// of more than 8 KB may be matched in pieces, which hides matches longer than 4 KB from
+    /// expressions of more than some ten sets. Throws std::bad_alloc like `build_reg`.
     [[nodiscard]] bool exec(const char* text);
-    /// True only if the container is ready, was last built for exactly this keyword, and `exec`
-    /// would find no match in the text, which has no NUL byte. Far cheaper than `exec`, but not
-    /// always sure.
+    /// True only if the container was last built for exactly this keyword and `exec` would find no
+    /// match in the text, which has no NUL byte. Far cheaper than `exec`, but not always sure; also
+    /// tells that a refused pattern need not be built again.
     [[nodiscard]] bool rules_out(std::string_view key_word, std::string_view text) const;
 
 private:
+    void compile();
     void release();
 
     regex_t m_reg;
     bool m_reg_is_ready = false;
     std::string m_pattern;
     std::string m_key_word;
-    std::array<regmatch_t, 10> m_matched;
-    LiteralFilter m_filter; // of m_reg
+    bool m_is_refused = false; // the last pattern, by the syntax or the bound
+    std::string m_search;      // what m_reg is compiled from
+    bool m_is_wide = false;
+    size_t m_matched_bytes = 0; // since m_reg was compiled, if it is wide
+    LiteralFilter m_filter;     // of m_reg
 };
 
 } // namespace base

@@ -106,9 +106,10 @@ public:
     /// The contacts whose name, remark name or group nick names contain the keyword, in SQLite's
     /// order. The keyword is a POSIX extended regular expression, not a literal text, put inside
     /// one expression for each of the three, where `^`, `$` and `|` act on the whole of that; ASCII
-    /// letters match in either case. Where the outcome is no valid expression, nothing matches. An
-    /// empty keyword matches every contact that has any of the three. Reads the whole table. A
-    /// keyword with a NUL byte in it throws, since no SQL text can hold it.
+    /// letters match in either case. Where the outcome is no valid expression, or one that
+    /// `base::RegexContainer` refuses for its cost, nothing matches. An empty keyword matches every
+    /// contact that has any of the three. Reads the whole table. A keyword with a NUL byte in it
+    /// throws, since no SQL text can hold it.
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
 
     /// Rewrites the stored record of the user with this user id and source, `user_version` as the
