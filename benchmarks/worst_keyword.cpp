@@ -74,10 +74,10 @@ private:
     std::string random_set() {
         std::string set = number(2) == 0 ? "[" : "[^";
         for (unsigned i = 1 + number(3); i > 0; --i) {
-            const char from = static_cast<char>('a' + number(26));
-            set += from;
+            const unsigned from = number(26);
+            set += static_cast<char>('a' + from);
             if (number(2) == 0) {
-                set += std::string("-") + static_cast<char>(from + number('z' - from + 1U));
+                set += std::string("-") + static_cast<char>('a' + from + number(26 - from));
             }
         }
         return set + "]";
