@@ -145,10 +145,10 @@ TEST_F(AccessLayer, AFailedStepEndsTheWalk) {
             throw std::runtime_error("third row");
         }
     });
-    const auto res = run("SELECT fail_at(column1, 3) FROM (VALUES (1), (2), (3), (4))");
+    const auto res = run("WITH n(x) AS (VALUES (1), (2), (3), (4)) SELECT fail_at(x, 3) FROM n");
     auto it = res.begin();
     ++it;
-    fails(SQLITE_ERROR, "third row, in: SELECT fail_at", [&] { ++it; });
+    fails(SQLITE_ERROR, "third row, in: WITH n", [&] { ++it; });
     EXPECT_TRUE(it == res.end());
     EXPECT_NO_THROW(++it);
 }

@@ -64,7 +64,7 @@ protected:
 };
 
 TEST_F(UserStore, CreatesTheTableOnce) {
-    const std::string schema = query("SELECT sql FROM sqlite_schema WHERE name = 'users'");
+    const std::string schema = query("SELECT sql FROM sqlite_master WHERE name = 'users'");
     EXPECT_EQ(schema.size(), 2038U);
     uint32_t checksum = 2166136261U; // FNV-1a, for each blank and tab
     for (const char c : schema) {
@@ -74,7 +74,7 @@ TEST_F(UserStore, CreatesTheTableOnce) {
     store("a", 1);
     const DBUser second({"you", 1}, connection);
     users.CreateTable();
-    EXPECT_EQ(query("SELECT sql FROM sqlite_schema WHERE name = 'users'"), schema);
+    EXPECT_EQ(query("SELECT sql FROM sqlite_master WHERE name = 'users'"), schema);
     EXPECT_EQ(users.GetAll().size(), 1U);
 }
 

@@ -22,7 +22,10 @@ transaction::transaction(database& db)
       m_rollback(db.create_statement("ROLLBACK")),
       m_rollback_to_savepoint(m_nested ? db.create_statement("ROLLBACK TO nested_transaction")
                                        : nullptr) {
-    db.execute(m_nested ? "SAVEPOINT nested_transaction" : "BEGIN IMMEDIATE");
+    const bool may_write = sqlite3_db_readonly(db.db, "main") == 0;
+    db.execute(m_nested    ? "SAVEPOINT nested_transaction"
+               : may_write ? "BEGIN IMMEDIATE"
+                           : "BEGIN"); // older versions of SQLite refuse the other one
     m_level = ++db.m_depth;
     db.m_in_trans = true;
     m_changes_before = changes();
