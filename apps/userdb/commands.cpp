@@ -1,5 +1,6 @@
 #include "apps/userdb/commands.h"
 
+#include "apps/userdb/interruption.h"
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
@@ -8,8 +9,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -64,7 +66,9 @@ status show(const options& common, const std::vector<db::UserRow>& user_rows) {
             print_json(user_row);
         }
     } else {
-        print_table(std::cout, user_rows);
+        const char* no_color = std::getenv("NO_COLOR");
+        const bool is_plain = no_color != nullptr && *no_color != '\0';
+        print_table(std::cout, user_rows, isatty(STDOUT_FILENO) != 0 && !is_plain);
     }
     return status::done;
 }
@@ -100,19 +104,34 @@ private:
 /// The lines of a file, "-" for standard input.
 class line_reader {
 public:
-    explicit line_reader(const std::string& file) : m_name(file == "-" ? "standard input" : file) {
-        if (file != "-") {
-            m_file.open(file);
-            require(m_file.is_open());
+    explicit line_reader(const std::string& file)
+        : m_name(file == "-" ? "standard input" : file),
+          m_file(file == "-" ? stdin : std::fopen(file.c_str(), "r")) {
+        require(m_file != nullptr);
+    }
+    ~line_reader() {
+        std::free(m_line);
+        if (m_file != stdin) {
+            std::fclose(m_file);
         }
     }
+    line_reader(const line_reader&) = delete;
+    line_reader& operator=(const line_reader&) = delete;
 
+    /// False at the end. Throws `interrupted` if a signal came before or while waiting.
     bool next(std::string& line) {
-        std::istream& in = m_file.is_open() ? m_file : std::cin;
         ++m_number;
-        const bool read = static_cast<bool>(std::getline(in, line));
-        require(!in.bad());
-        return read;
+        const ssize_t size = getline(&m_line, &m_capacity, m_file);
+        interruption::check();
+        require(size >= 0 || std::feof(m_file) != 0);
+        if (size < 0) {
+            return false;
+        }
+        line.assign(m_line, static_cast<size_t>(size));
+        if (line.ends_with('\n')) {
+            line.pop_back();
+        }
+        return true;
     }
 
     /// Where the line read last stands.
@@ -126,14 +145,17 @@ private:
     }
 
     std::string m_name;
-    std::ifstream m_file;
+    std::FILE* m_file;
+    char* m_line = nullptr; // what getline allocates
+    size_t m_capacity = 0;
     size_t m_number = 0;
 };
 
-/// Calls `work` with each record of a file of JSON lines inside one transaction. Returns the number
-/// of lines; what `work` does not take names its line.
+/// Calls `work` with each record of a file of JSON lines inside one transaction, which a signal
+/// rolls back. Returns the number of lines; what `work` does not take names its line.
 size_t for_each_record(db::DBUser& users, line_reader& lines,
                        const std::function<void(db::UserRow&)>& work) {
+    const interruption until_rolled_back;
     size_t read = 0;
     users.as_transaction([&] {
         progress counter("lines read:");

@@ -1,10 +1,12 @@
 #include "apps/userdb/commands.h"
+#include "apps/userdb/interruption.h"
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <csignal>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -81,6 +83,7 @@ using command = std::function<userdb::status()>;
 void describe(CLI::App& app, arguments& args, command& chosen) {
     app.set_help_flag("");
     app.set_help_all_flag("-h,--help", "Print this help and exit");
+    app.set_version_flag("--version", "userdb " USERDB_VERSION);
     app.require_subcommand(1);
     app.fallthrough();
     app.add_option("--db", args.common.database, "The SQLite file that holds the table users")
@@ -180,6 +183,10 @@ userdb::status run(const command& chosen, const arguments& args) {
             throw userdb::bad_input("cannot write standard output");
         }
         return status;
+    } catch (const userdb::interrupted& interruption) {
+        std::cerr << "userdb: interrupted, nothing was stored\n";
+        std::raise(interruption.signal()); // ends the process, and tells the shell why
+        return userdb::status::bad_input;
     } catch (const userdb::bad_input& failure) {
         std::cerr << "userdb: " << userdb::printable_text(failure.what()) << '\n';
         return userdb::status::bad_input;
@@ -193,7 +200,7 @@ userdb::status run(const command& chosen, const arguments& args) {
 } // namespace
 
 int main(int argc, char** argv) try {
-    std::ios::sync_with_stdio(false); // or a failed read of standard input looks like its end
+    std::signal(SIGPIPE, SIG_DFL); // a reader that has enough ends the program quietly
     CLI::App app("Look into the table users of a messaging client's database.", "userdb");
     arguments args;
     command chosen;

@@ -83,7 +83,7 @@ std::string printable_text(const std::string& text) {
     return printable(text).text;
 }
 
-void print_table(std::ostream& out, const std::vector<db::UserRow>& user_rows) {
+void print_table(std::ostream& out, const std::vector<db::UserRow>& user_rows, bool bold_head) {
     const utf8_locale utf8;
     std::vector<line> lines{{printable("USER ID"), printable("SOURCE"), printable("KIND"),
                              printable("NAME"), printable("REMARK NAME"), printable("NICK NAMES")}};
@@ -100,7 +100,8 @@ void print_table(std::ostream& out, const std::vector<db::UserRow>& user_rows) {
             text += cells[i].text + std::string(widths[i] - cells[i].width + 2, ' ');
         }
         text.erase(text.find_last_not_of(' ') + 1);
-        out << text << '\n';
+        const bool is_bold = bold_head && &cells == &lines.front();
+        out << (is_bold ? "\033[1m" : "") << text << (is_bold ? "\033[m" : "") << '\n';
     }
 }
 

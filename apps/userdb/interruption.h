@@ -1,0 +1,36 @@
+#pragma once
+
+#include <array>
+#include <csignal>
+#include <exception>
+
+namespace userdb {
+
+/// Work was stopped by a signal.
+class interrupted : public std::exception {
+public:
+    explicit interrupted(int signal) : m_signal(signal) {}
+    [[nodiscard]] const char* what() const noexcept override { return "interrupted"; }
+    [[nodiscard]] int signal() const { return m_signal; }
+
+private:
+    int m_signal;
+};
+
+/// While it lives SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and blocked
+/// reads return. One at a time.
+class interruption {
+public:
+    interruption();
+    ~interruption();
+    interruption(const interruption&) = delete;
+    interruption& operator=(const interruption&) = delete;
+
+    /// Throws `interrupted` if a signal has come.
+    static void check();
+
+private:
+    std::array<struct sigaction, 3> m_before;
+};
+
+} // namespace userdb
