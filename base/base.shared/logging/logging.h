@@ -29,11 +29,13 @@ using sink = std::function<void(level lev, const std::string& tag, const std::st
 
 /// Sends all messages to `target` from now on and sets `logInited`. Before the first call, and
 /// after one with an empty sink, they go to standard error, a line each: "2026-01-31 23:59:59.123 D
-/// path/file.cpp:12 text" in UTC, newlines inside the text as "\n".
+/// path/file.cpp:12 text" in UTC, newlines inside the text as "\n". Threads may log meanwhile, once
+/// `logInited` is set: a message that is under way still reaches the sink before.
 void set_sink(sink target);
 
 /// One message: gathered by `<<`, handed to the sink by the destructor. Written as one statement
-/// behind a test of `logInited`, so that logging costs nothing else while it is off:
+/// behind a test of `logInited`, so that logging costs nothing else while it is off. A printer is
+/// its thread's own; any number of threads may have one.
 ///
 ///     if (logInited) {
 ///         printer(level::DBG, __FILE__, __LINE__) << "stored " << count << std::endl;

@@ -15,7 +15,9 @@ struct sqlite3_context;
 struct sqlite3_stmt;
 struct sqlite3_value;
 
-/// A scalar SQL function to be registered with `sqlite::database::add_custom_function`.
+/// A scalar SQL function to be registered with `sqlite::database::add_custom_function`. It runs on
+/// the thread that steps the statement and holds the connection: of one connection, never on two
+/// threads at once.
 struct SqliteCustomFunction {
     std::string name;  ///< the name under which SQL calls it
     int32_t argc = -1; ///< the number of arguments, -1 for any number
@@ -48,9 +50,11 @@ enum class special_t {
 ///
 /// Opened in SQLite's serialized mode, with a busy time-out of 5 seconds and extended result codes:
 /// any thread may use it, and each call holds the connection while it lasts. What needs several
-/// calls to belong together, `execute` and then `changes` for one, takes `lock` around them.
-/// Statements, results, rows and fields may outlive the database; SQLite then closes the connection
-/// with the last of them. All failures are thrown as `sqlite::error`.
+/// calls to belong together, `execute` and then `changes` for one, takes `lock` around them. A
+/// write waits for other connections only while no result of its own connection is half walked:
+/// then SQLite throws SQLITE_BUSY at once, since the two could wait for each other. Statements,
+/// results, rows and fields may outlive the database; SQLite then closes the connection with the
+/// last of them. All failures are thrown as `sqlite::error`.
 class database {
 public:
     /// Opens a file. Throws if that fails; a file that is no database is only found out by the

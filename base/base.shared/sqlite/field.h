@@ -12,7 +12,7 @@ namespace sqlite {
 ///
 /// A field holds no value: it reads the row that is current at the moment of the read, and shows
 /// the next row's value once an iterator of the result has advanced. Reading it while there is no
-/// current row throws `error`.
+/// current row throws `error`. Serves the thread that its result serves.
 class field {
 public:
     /// `index` counts columns from 0.

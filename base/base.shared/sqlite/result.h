@@ -14,7 +14,8 @@ namespace sqlite {
 ///
 /// No size and no way back: SQLite does not know them either. Binding the statement again ends its
 /// results; once it is executed again, results that had not ended show the new run. A result that
-/// is dropped half way keeps SQLite's read lock until the statement goes or runs again.
+/// is dropped half way keeps SQLite's read lock until the statement goes or runs again. With its
+/// statement and iterators it serves one thread at a time; others may use the connection meanwhile.
 class result {
 public:
     /// An input iterator. It must not outlive the result that made it. All iterators of a result

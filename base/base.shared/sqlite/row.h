@@ -17,7 +17,8 @@ namespace sqlite {
 /// The current row of a result.
 ///
 /// A row holds no values: it shows whatever row is current, so read all that is needed of it before
-/// an iterator of the result advances. Copies show the same row.
+/// an iterator of the result advances. Copies show the same row. Serves the thread that its result
+/// serves.
 class row {
 public:
     explicit row(const std::shared_ptr<sqlite3_stmt>& stmt);

@@ -20,7 +20,8 @@ enum class UserDataType {
     USERDATA_PUBLIC_ACCOUNT = 4,
 };
 
-/// One user: the in-memory form of one row of the table `users`.
+/// One user: the in-memory form of one row of the table `users`. A plain value, for one thread at a
+/// time.
 struct UserRow {
     std::string local_user_id; ///< the primary key, formed from `user_id` and `user_source`
     std::string user_id;       ///< unique within its source
@@ -57,7 +58,9 @@ struct UserRow {
 /// in `as_transaction`. All failures leave as `sqlite::error` or std::bad_alloc, with nothing half
 /// done: a row is the old or the new one, a caller's record is filled whole or untouched, a list is
 /// whole or not there. One store serves one thread at a time, and is not destroyed while one of its
-/// searches runs.
+/// searches runs. An operation is several calls on the connection: hold `sqlite::database::lock`
+/// around it where another thread uses the connection too, or it may return that one's change count
+/// and list rows that changed half way.
 ///
 /// Two stores on one connection: `USER_REGEX` belongs to the one that registered it last, and with
 /// that store's end searches find nothing until another store calls `CreateTable` again.
