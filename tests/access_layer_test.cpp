@@ -2,14 +2,11 @@
 #include "tests/support.h"
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <fstream>
 #include <limits>
 #include <numeric>
 #include <optional>
 #include <sqlite3.h>
-#include <thread>
 
 using namespace std::string_literals;
 using sqlite::database;
@@ -355,42 +352,6 @@ TEST_F(Transactions, EndInnerBeforeOuter) {
     }
     outer.commit();
     EXPECT_EQ(stored(), "1");
-}
-
-TEST_F(Transactions, OfTwoConnectionsWaitForEachOther) {
-    const scratch_directory directory;
-    database own(directory.file("a.db"));
-    own.execute("CREATE TABLE t (i)");
-    const auto count_up = [&] {
-        database mine(directory.file("a.db"));
-        for (int i = 0; i < 20; ++i) {
-            mine.as_transaction([](database& db) { // reads first: a late write lock would fail
-                const std::string seen = shown(db.execute("SELECT count(*) FROM t"));
-                db.execute("INSERT INTO t VALUES (" + seen + ")");
-            });
-        }
-    };
-    std::thread other(count_up);
-    count_up();
-    other.join();
-    EXPECT_EQ(shown(own.execute("SELECT count(DISTINCT i) FROM t")), "40");
-}
-
-TEST_F(AccessLayer, LockKeepsOtherThreadsOffEverything) {
-    const auto res = numbers(2);
-    auto it = res.begin();
-    std::atomic<int> passed = 0;
-    db.lock();
-    db.lock();
-    std::thread caller([&] { db.changes(), ++passed; });
-    std::thread walker([&] { ++it, ++passed; });
-    db.unlock();
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(passed, 0);
-    db.unlock();
-    caller.join();
-    walker.join();
-    EXPECT_EQ(passed, 2);
 }
 
 } // namespace

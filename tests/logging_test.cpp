@@ -1,11 +1,8 @@
 #include "base/base.shared/logging/logging.h"
 
 #include <gtest/gtest.h>
-#include <mutex>
-#include <regex>
-#include <sstream>
-#include <thread>
-#include <vector>
+#include <stdexcept>
+#include <string>
 
 using base::log::level;
 using base::log::printer;
@@ -33,30 +30,6 @@ TEST_F(Logging, HandsEachMessageToTheSink) {
 
     base::log::set_sink([](auto&&...) { throw std::runtime_error("a broken sink"); });
     printer(level::ERR, "x", 1) << "does not end the process";
-}
-
-TEST_F(Logging, WritesWholeLinesToStandardError) {
-    base::log::set_sink({});
-    testing::internal::CaptureStderr();
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([] {
-            for (int i = 0; i < 100; ++i) {
-                printer(level::INFO, "some/file.cpp", 7) << "two\nlines" << std::endl;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    std::istringstream written(testing::internal::GetCapturedStderr());
-    const std::regex format(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} I some/file.cpp:7 two\\nlines)");
-    int count = 0;
-    for (std::string line; std::getline(written, line); ++count) {
-        ASSERT_TRUE(std::regex_match(line, format)) << line;
-    }
-    EXPECT_EQ(count, 400);
 }
 
 } // namespace

@@ -1,0 +1,154 @@
+#include "base/base.shared/logging/logging.h"
+#include "bll/bll.shared/db2/db_handler_user.h"
+#include "tests/support.h"
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <list>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+using db::DBUser;
+using sqlite::database;
+
+namespace {
+
+constexpr int thread_count = 4;
+
+/// Runs `work(0)`, `work(1)` and so on, each on a thread of its own.
+void on_threads(const std::function<void(int)>& work) {
+    std::list<std::thread> threads;
+    for (int t = 0; t < thread_count; ++t) {
+        threads.emplace_back([&work, t] { EXPECT_NO_THROW(work(t)) << "thread " << t; });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+/// Through one handler: stores users of this thread, and changes one whom all threads change. Holds
+/// the lock around each operation.
+template <typename Lock>
+void work_on_users(DBUser& users, int thread, int rounds, Lock& lock) {
+    for (int i = 0; i < rounds; ++i) {
+        db::UserRow row;
+        row.user_id = std::to_string(thread) + "." + std::to_string(i);
+        row.user_name = "<" + row.user_id + ">";
+        row.data_type = 2;
+        const auto hold = [&](auto run) { return std::lock_guard(lock), run(); };
+        EXPECT_EQ(hold([&] { return users.Insert(row); }), 1U);
+        EXPECT_EQ(hold([&] { return users.SearchUserRowsWithKeyWord(row.user_name); }).size(), 1U);
+        EXPECT_EQ(hold([&] { return users.DelUserByUserIdAndSource("nobody", 0); }), 0U);
+        EXPECT_EQ(hold([&] { return DBUser::UpdateIsStartByIdAndSource(true, "all", 0, users); }),
+                  1U);
+        users.as_transaction([&] { // reads first: a late write lock would fail
+            EXPECT_EQ(users.GetUserByUserIdAndSource("all", 0, row), 1U);
+            row.gender += 1;
+            EXPECT_EQ(users.Update(row), 1U);
+        });
+    }
+}
+
+/// Makes the user whom all threads change, lets `work` run, and counts what is there after it.
+void nothing_is_lost(const std::shared_ptr<database>& db, int rounds,
+                     const std::function<void(int)>& work) {
+    db->execute("INSERT INTO users (local_user_id, user_id) VALUES ('all:0', 'all')");
+    on_threads(work);
+    const std::string all = std::to_string(thread_count * rounds);
+    EXPECT_EQ(shown(db->execute("SELECT (SELECT count(*) - 1 FROM users), user_version, gender"
+                                " FROM users WHERE user_id = 'all'")),
+              all + "|" + all + "|" + all);
+}
+
+TEST(Threads, StoresOnConnectionsOfTheirOwnWaitForEachOther) {
+    for (const std::string mode : {"DELETE", "WAL"}) {
+        SCOPED_TRACE(mode);
+        const scratch_directory directory;
+        const auto open = [&] { return std::make_shared<database>(directory.file("users.db")); };
+        shown(open()->execute("PRAGMA journal_mode = " + mode));
+        on_threads([&](int) { DBUser({"me", 1}, open()); }); // one of them makes the table
+        nothing_is_lost(open(), 10, [&](int thread) {
+            DBUser users({"me", 1}, open());
+            std::mutex unshared;
+            work_on_users(users, thread, 10, unshared);
+        });
+    }
+}
+
+TEST(Threads, StoresShareAConnectionUnderItsLock) {
+    const auto shared = std::make_shared<database>(sqlite::special_t::in_memory);
+    std::list<DBUser> stores; // all live until the end: USER_REGEX is the last one's
+    for (int t = 0; t < thread_count; ++t) {
+        stores.emplace_back(std::pair<std::string, int>("me", 1), shared);
+    }
+    nothing_is_lost(shared, 40, [&](int thread) {
+        work_on_users(*std::next(stores.begin(), thread), thread, 40, *shared);
+    });
+}
+
+TEST(Threads, LockKeepsOthersOffEverything) {
+    database db(sqlite::special_t::in_memory);
+    const auto res = db.execute("VALUES (1), (2)");
+    auto it = res.begin();
+    std::atomic<int> passed = 0;
+    db.lock();
+    db.lock();
+    std::thread caller([&] { db.changes(), ++passed; });
+    std::thread walker([&] { ++it, ++passed; });
+    db.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(passed, 0);
+    db.unlock();
+    caller.join();
+    walker.join();
+    EXPECT_EQ(passed, 2);
+}
+
+/// Each thread logs a hundred messages.
+void log_on_threads() {
+    using base::log::printer;
+    on_threads([](int) {
+        for (int i = 0; i < 100; ++i) {
+            printer(base::log::level::INFO, "some/file.cpp", 7) << "two\nlines" << std::endl;
+        }
+    });
+}
+
+TEST(Threads, LogWholeLinesToStandardError) {
+    base::log::set_sink({});
+    testing::internal::CaptureStderr();
+    log_on_threads();
+    std::istringstream written(testing::internal::GetCapturedStderr());
+    const std::regex format(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} I some/file.cpp:7 two\\nlines)");
+    int count = 0;
+    for (std::string line; std::getline(written, line); ++count) {
+        ASSERT_TRUE(std::regex_match(line, format)) << line;
+    }
+    EXPECT_EQ(count, thread_count * 100);
+    logInited = false;
+}
+
+TEST(Threads, LogEveryMessageWhileTheSinkIsReplaced) {
+    std::atomic<int> seen = 0;
+    std::atomic<bool> over = false;
+    const auto replace = [&] {
+        base::log::set_sink([&seen, one = std::make_shared<int>(1)](auto&&...) { seen += *one; });
+    };
+    replace();
+    std::thread replacer([&] {
+        while (!over) {
+            replace();
+        }
+    });
+    log_on_threads();
+    over = true;
+    replacer.join();
+    EXPECT_EQ(seen, thread_count * 100);
+    base::log::set_sink({});
+    logInited = false;
+}
+
+} // namespace
