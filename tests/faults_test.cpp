@@ -56,7 +56,7 @@ TEST_F(Faults, FailTheirOperationAndLoseNothing) {
         {other, "BEGIN IMMEDIATE", "COMMIT", SQLITE_BUSY, locked + "REPLACE"s},
         {other, "BEGIN EXCLUSIVE", "COMMIT", SQLITE_BUSY, locked + "REPLACE"s, SQLITE_BUSY,
          locked + "SELECT"s},
-        {*own, on_insert + "interrupt() FROM main.sqlite_schema; END", "DROP TRIGGER t",
+        {*own, on_insert + "interrupt() FROM main.sqlite_master; END", "DROP TRIGGER t",
          SQLITE_INTERRUPT, "interrupted, in: REPLACE"},
         {*own, on_insert + "RAISE(ABORT, 'not now'); END", "DROP TRIGGER t",
          SQLITE_CONSTRAINT_TRIGGER, "not now, in: REPLACE"},
