@@ -1,0 +1,308 @@
+#include "base/base.shared/logging/logging.h"
+#include "bll/bll.shared/db2/user_columns.h"
+#include "tests/support.h"
+
+#include <cstdlib>
+#include <dlfcn.h>
+#include <new>
+#include <optional>
+#include <regex.h>
+#include <sqlite3.h>
+#include <sstream>
+
+using db::DBUser;
+using db::UserRow;
+using sqlite::database;
+
+namespace {
+
+/// Who asks for memory, as bits.
+enum source { of_sqlite = 1, of_cpp = 2, of_expressions = 4, of_all = 7 };
+
+/// Which allocation fails, and how many blocks of SQLite and C++ are alive. Allocates nothing.
+struct {
+    bool refuses(source asking) {
+        if ((targets & asking) == 0) {
+            return false;
+        }
+        const bool now = left > 0 ? --left == 0 : for_ever;
+        hit = hit || now;
+        return now;
+    }
+    void* counted(void* block) {
+        alive += block != nullptr ? 1 : 0;
+        return block;
+    }
+
+    int targets = 0;
+    int left = 0; // allocations of the targets up to the one that fails
+    bool for_ever = false;
+    bool hit = false;
+    long alive = 0;
+} constinit memory;
+
+sqlite3_mem_methods original;
+
+/// Before SQLite's first use, and without the cache that would hide most allocations.
+const bool sqlite_is_counted = [] {
+    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &original);
+    sqlite3_mem_methods methods = original;
+    methods.xMalloc = [](int size) {
+        return memory.refuses(of_sqlite) ? nullptr : memory.counted(original.xMalloc(size));
+    };
+    methods.xRealloc = [](void* block, int size) {
+        return memory.refuses(of_sqlite) ? nullptr : original.xRealloc(block, size);
+    };
+    methods.xFree = [](void* block) { original.xFree(block), --memory.alive; };
+    return sqlite3_config(SQLITE_CONFIG_MALLOC, &methods) == SQLITE_OK &&
+           sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK;
+}();
+
+} // namespace
+
+// Inlined, these look to GCC like memory of malloc that is deleted.
+// clang-format off
+[[gnu::noinline]] void* operator new(size_t size) {
+    void* block = memory.refuses(of_cpp) ? nullptr : memory.counted(std::malloc(size));
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    memory.alive -= block != nullptr ? 1 : 0;
+    std::free(block);
+}
+void* operator new[](size_t size) { return operator new(size); }
+void operator delete(void* block, size_t /*size*/) noexcept { operator delete(block); }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }
+// clang-format on
+
+/// No hook reaches the memory of expressions: the call itself fails.
+extern "C" int regcomp(regex_t* expression, const char* pattern, int flags) {
+    static const auto real = reinterpret_cast<decltype(&regcomp)>(dlsym(RTLD_NEXT, "regcomp"));
+    return memory.refuses(of_expressions) ? REG_ESPACE : real(expression, pattern, flags);
+}
+
+namespace {
+
+/// A store in a file, and what an operation gave.
+struct World {
+    explicit World(const std::string& file) : path(file), db(std::make_shared<database>(file)) {
+        // UTF-16 must be converted, which takes memory, wherever a text is read.
+        run("PRAGMA encoding = 'UTF-16'"), run("PRAGMA synchronous = OFF");
+        users.emplace(std::pair("me", 1), db);
+        kept.emplace(db->prepare_statement("SELECT upper(remark) FROM users WHERE :a > 0"));
+    }
+    sqlite::result run(const std::string& sql) { return db->execute(sql); }
+    sqlite3* handle() { return sqlite3_db_handle(sqlite::detail::access::handle(*kept)); }
+    /// A contact whose key is formed already and whose texts own memory.
+    UserRow& contact(const std::string& id, const std::string& name = "the user name of ") {
+        UserRow& row = given.emplace();
+        row.user_id = id, row.user_source = 1, row.local_user_id = id + ":1";
+        row.user_name = name + id, row.data_type = 2;
+        row.remark = R"({"remark_name":"the remark name of )" + id + R"("})";
+        row.group_info = R"([{"nick_name":"the nick name of )" + id + R"("}])";
+        return row;
+    }
+    uint32_t add(const std::string& id) { return users->Insert(contact(id)); }
+    /// All that is stored, and what the operation gave.
+    std::string told() {
+        std::ostringstream all;
+        all << number << text;
+        for (UserRow& row : rows) {
+            db::for_each_user_column([&](auto& column) { all << row.*column.field << '|'; });
+        }
+        all << shown(run("SELECT * FROM users")) << shown(run("PRAGMA user_version"));
+        all << shown(run("SELECT name FROM sqlite_schema"));
+        return all.str();
+    }
+
+    std::string path, text;
+    std::shared_ptr<database> db;
+    std::optional<DBUser> users;
+    std::optional<sqlite::statement> kept;
+    std::optional<UserRow> given;
+    std::vector<UserRow> rows{1};
+    uint64_t number = 0;
+};
+
+constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
+
+struct Operation {
+    const char* name;
+    void (*run)(World&);
+} const operations[] = {
+    {"Open", [](World& w) { w.text = shown(database(w.path).execute("PRAGMA page_size")); }},
+    {"Values",
+     [](World& w) {
+         auto stmt = w.db->prepare_statement("SELECT :s AS s, :c, :u AS u, :l");
+         stmt.bind(":s", std::string(50, 's'));
+         stmt.bind(":c", "some characters");
+         stmt.bind(":u", 1234567890U);
+         stmt.bind(":l", 1LL << 40);
+         const auto res = w.db->execute(stmt);
+         const sqlite::row row = *res.begin();
+         const std::string first = row["u"].as<std::string>() + row[0].column_name();
+         w.text = first + shown(res);
+     }},
+    {"Walk", [](World& w) { w.text = shown(w.run("SELECT * FROM users ORDER BY remark")); }},
+    {"RunAgain",
+     [](World& w) { w.kept->bind(":a", "text"), w.text = shown(w.db->execute(*w.kept)); }},
+    {"Size", [](World& w) { w.number = w.db->size(); }},
+    {"Function",
+     [](World& w) {
+         const std::string held(50, 'h');
+         const auto give = [held](sqlite3_context* context, int, sqlite3_value**) {
+             sqlite3_result_text(context, std::string(held).c_str(), -1, SQLITE_TRANSIENT);
+         };
+         w.db->add_custom_function({"f", 0, give});
+         w.text = shown(w.run("SELECT f()"));
+     }},
+    {"Transactions",
+     [](World& w) {
+         w.db->as_transaction([&](database& db) {
+             w.add("four");
+             db.as_transaction([&](database&) { w.add("five"); });
+             sqlite::transaction undone(db);
+             w.add("six");
+             w.users->CreateTable(); // what rolls back must be compiled anew
+             db.execute("CREATE TABLE other (i)");
+         });
+     }},
+    {"LostTransaction",
+     [](World& w) {
+         try {
+             w.db->as_transaction([&](database& db) {
+                 db.as_transaction([&](database&) { w.add("four"); });
+                 w.users->CreateTable();
+                 throw 1;
+             });
+         } catch (int) { // as it should
+         }
+     }},
+    {"HandlerTransactions",
+     [](World& w) {
+         w.users->as_transaction([&] {
+             w.users->begin_transaction();
+             w.add("four");
+             w.users->rollback_transaction();
+             w.users->begin_transaction();
+             w.add("five");
+             w.users->db_set_user_data_version("7");
+             w.users->commit_transaction();
+         });
+     }},
+    {"NewStore",
+     [](World& w) {
+         DBUser other({"me", 2}, std::make_shared<database>(sqlite::special_t::in_memory));
+         w.rows = other.GetAll();
+     }},
+    {"Logging",
+     [](World& w) {
+         base::log::set_sink([](auto, auto& tag, auto& text) { (void)(tag + text); });
+         const DBUser passing({"me", 2}, w.db);
+         w.number = w.users->UpdateRemarkByIdAndSource("a new remark", "one", 1, *w.users);
+     }},
+    {"CreateTable", [](World& w) { w.users->CreateTable(); }},
+    {"Insert", [](World& w) { w.number = w.add("four"); }},
+    {"Ignore", [](World& w) { w.number = w.users->InsertOrIgnore(w.contact("four")); }},
+    {"Replace", [](World& w) { w.number = w.users->InsertOrReplace(w.contact("two", "new ")); }},
+    {"Update", [](World& w) { w.number = w.users->Update(w.contact("two", "new ")); }},
+    {"DataType", [](World& w) { w.users->UpdateDataTypeByIdAndSource(6, "two", 1, *w.users); }},
+    {"IsStart", [](World& w) { w.users->UpdateIsStartByIdAndSource(true, "two", 1, *w.users); }},
+    {"Attention", [](World& w) { w.users->UpdateIsAttentionByIdAndSource(1, "two", 1, *w.users); }},
+    {"Remark", [](World& w) { w.users->UpdateRemarkByIdAndSource("{}", "two", 1, *w.users); }},
+    {"Delete", [](World& w) { w.number = w.users->DelUserByUserIdAndSource("two", 1); }},
+    {"Get", [](World& w) { w.number = w.users->GetUserByUserIdAndSource("two", 1, w.rows[0]); }},
+    {"GetOfType",
+     [](World& w) { w.users->GetUserByIdSourceAndDataType("two", 1, contacts, w.rows[0]); }},
+    {"Batch",
+     [](World& w) {
+         w.rows = w.users->GetUserRowsByUserIds({{"one", 1}, {"two", 1}});
+     }},
+    {"ListOfType", [](World& w) { w.rows = w.users->GetUsersByDataType(contacts); }},
+    {"ListOfSource", [](World& w) { w.rows = w.users->GetUsersByDataTypeAndSource(contacts, 1); }},
+    {"ListAll", [](World& w) { w.rows = w.users->GetAll(); }},
+    {"Search",
+     [](World& w) {
+         const char* const each = "(user name of one|remark name of two|nick name of three)";
+         w.rows = w.users->SearchUserRowsWithKeyWord(each);
+     }},
+};
+
+constexpr std::pair<int, bool> cases[] = {{of_sqlite, false},      {of_sqlite, true},
+                                          {of_cpp, false},         {of_cpp, true},
+                                          {of_expressions, false}, {of_all, true}};
+
+class OutOfMemory : public testing::TestWithParam<Operation> {
+protected:
+    OutOfMemory() {
+        World w(directory.file("template"));
+        w.add("one"), w.add("two"), w.add("three");
+    }
+    World fresh_world() {
+        std::filesystem::copy_file(directory.file("template"), directory.file("copy"),
+                                   std::filesystem::copy_options::overwrite_existing);
+        return World(directory.file("copy"));
+    }
+    /// Whether the operation gets through. If not, it is for want of memory.
+    static bool done(World& w) {
+        bool through = true;
+        try {
+            GetParam().run(w);
+        } catch (const sqlite::error& failure) {
+            memory.targets = 0;
+            through = false;
+            const int code = failure.code(); // the last: a body went on after its inner one failed
+            EXPECT_TRUE(code == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM ||
+                        code == SQLITE_ABORT_ROLLBACK)
+                << code << ' ' << failure.what();
+        } catch (const std::bad_alloc&) {
+            through = false;
+        }
+        memory.targets = 0;
+        base::log::set_sink({});
+        logInited = false;
+        return through;
+    }
+    void fail(int targets, int nth, bool for_ever) {
+        World w = fresh_world();
+        memory = {targets, nth, for_ever, false, memory.alive};
+        if (!done(w)) {
+            EXPECT_EQ(w.told(), before) << "a failed operation leaves nothing behind";
+            EXPECT_TRUE(done(w)) << "it works once there is memory";
+        }
+        EXPECT_EQ(w.told(), after);
+        sqlite3* const handle = w.handle();
+        w.kept.reset();
+        EXPECT_EQ(sqlite3_next_stmt(handle, nullptr), nullptr) << "no statement is left";
+    }
+
+    scratch_directory directory;
+    std::string before, after; // what a world tells without a fault
+};
+
+TEST_P(OutOfMemory, LeavesTheOldOrTheNewAndNothingElse) {
+    ASSERT_TRUE(sqlite_is_counted);
+    {
+        World w = fresh_world();
+        before = w.told();
+        ASSERT_TRUE(done(w));
+        after = w.told();
+    }
+    int faults = 0;
+    for (const auto& [targets, for_ever] : cases) {
+        for (int nth = 1; nth == 1 || memory.hit; ++nth, ++faults) {
+            const long alive = memory.alive;
+            fail(targets, nth, for_ever);
+            ASSERT_FALSE(HasFailure()) << "targets " << targets << " from " << nth << for_ever;
+            ASSERT_EQ(memory.alive, alive)
+                << "leaked: targets " << targets << " from " << nth << for_ever;
+        }
+    }
+    RecordProperty("faults", faults);
+}
+
+INSTANTIATE_TEST_SUITE_P(During, OutOfMemory, testing::ValuesIn(operations),
+                         [](const auto& info) { return info.param.name; });
+
+} // namespace
