@@ -305,4 +305,23 @@ TEST_P(OutOfMemory, LeavesTheOldOrTheNewAndNothingElse) {
 INSTANTIATE_TEST_SUITE_P(During, OutOfMemory, testing::ValuesIn(operations),
                          [](const auto& info) { return info.param.name; });
 
+TEST(OwedRollback, IsPaidBeforeTheNextTransactionBegins) {
+    const scratch_directory directory;
+    World w(directory.file("a.db"));
+    const std::string before = w.told();
+    const auto lose = [&](database&) {
+        w.add("one"), w.users->CreateTable();
+        memory = {of_sqlite, 1, true, false, memory.alive};
+        throw 1;
+    };
+    EXPECT_THROW(w.db->as_transaction(lose), int);
+    memory.targets = 0;
+    EXPECT_EQ(sqlite3_get_autocommit(w.handle()), 0) << "SQLite could not roll back";
+    const auto begin = [&](database&) {
+        EXPECT_EQ(sqlite3_txn_state(w.handle(), "main"), SQLITE_TXN_WRITE);
+        EXPECT_EQ(w.told(), before);
+    };
+    EXPECT_EQ(w.db->as_transaction(begin), 0U);
+}
+
 } // namespace

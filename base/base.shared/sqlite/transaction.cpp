@@ -16,8 +16,13 @@ bool run(sqlite3_stmt* stmt) noexcept {
 
 } // namespace
 
+bool transaction::begins_nested(database& db) {
+    db.require_intact_transaction(); // an owed rollback ends the transaction that would be seen
+    return sqlite3_get_autocommit(db.db) == 0;
+}
+
 transaction::transaction(database& db)
-    : m_lock(db), m_db(db), m_nested(sqlite3_get_autocommit(db.db) == 0),
+    : m_lock(db), m_db(db), m_nested(begins_nested(db)),
       m_commit(db.create_statement(m_nested ? "RELEASE nested_transaction" : "COMMIT")),
       m_rollback(db.create_statement("ROLLBACK")),
       m_rollback_to_savepoint(m_nested ? db.create_statement("ROLLBACK TO nested_transaction")

@@ -37,6 +37,7 @@ public:
     [[nodiscard]] uint32_t changes() const;
 
 private:
+    static bool begins_nested(database& db);
     void end() noexcept;
 
     std::unique_lock<database> m_lock;
