@@ -130,6 +130,7 @@ constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
 struct Operation {
     const char* name;
     void (*run)(World&);
+    friend void PrintTo(const Operation& shown, std::ostream* out) { *out << shown.name; }
 } const operations[] = {
     {"Open", [](World& w) { w.text = shown(database(w.path).execute("PRAGMA page_size")); }},
     {"Values",
