@@ -112,7 +112,7 @@ struct World {
             db::for_each_user_column([&](auto& column) { all << row.*column.field << '|'; });
         }
         all << shown(run("SELECT * FROM users")) << shown(run("PRAGMA user_version"));
-        all << shown(run("SELECT name FROM sqlite_schema"));
+        all << shown(run("SELECT name FROM sqlite_master"));
         return all.str();
     }
 
