@@ -30,7 +30,8 @@ inline std::string shown(const sqlite::result& res) {
     for (const sqlite::row& row : res) {
         all += all.empty() ? "" : ";";
         for (size_t i = 0; i < row.column_count(); ++i) {
-            all += (i == 0 ? "" : "|") + (row[i] ? row[i].as<std::string>() : "NULL");
+            all += i == 0 ? "" : "|";
+            all += row[i] ? row[i].as<std::string>() : "NULL";
         }
     }
     return all;

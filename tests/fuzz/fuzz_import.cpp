@@ -1,0 +1,57 @@
+#include "apps/userdb/record_json.h"
+#include "bll/bll.shared/db2/user_columns.h"
+#include "tests/support.h"
+
+#include <nlohmann/json.hpp>
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+/// Expects each field to be what a plain parse of the line finds under its name.
+void says(const std::string& line, const db::UserRow& row) {
+    const json object = json::parse(line);
+    const db::UserRow defaults;
+    db::for_each_user_column([&](const auto& column) {
+        const json field = row.*column.field;
+        const json value = object.value(column.name, json(defaults.*column.field));
+        EXPECT_EQ(value.is_structured() ? json(value.dump()).dump() : value.dump(), field.dump())
+            << column.name;
+    });
+}
+
+/// The record after it was written as a line and read again.
+db::UserRow reread(const db::UserRow& row, bool& is_utf8) {
+    return userdb::from_json(userdb::to_json(row, is_utf8));
+}
+
+} // namespace
+
+/// The input is a line of an import.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    GTEST_FLAG_SET(break_on_failure, true);
+    static db::DBUser users({}, std::make_shared<sqlite::database>(sqlite::special_t::in_memory));
+    const std::string line(reinterpret_cast<const char*>(data), size);
+    bool is_utf8 = false;
+    db::UserRow any; // also of bytes that no line can hold
+    any.extra = line;
+    db::UserRow read = reread(any, is_utf8);
+    EXPECT_EQ(read == any, is_utf8);
+    EXPECT_TRUE(is_utf8 || contains(read.extra, "\ufffd"));
+    userdb::member_texts(line, "nick_name");
+
+    db::UserRow row;
+    try {
+        row = userdb::from_json(line);
+    } catch (const userdb::bad_input&) {
+        return 0;
+    }
+    says(line, row);
+    read = reread(row, is_utf8);
+    EXPECT_TRUE(is_utf8 && read == row);
+    EXPECT_EQ(users.InsertOrReplace(row), 1U);
+    EXPECT_EQ(users.GetUserByUserIdAndSource(row.user_id, row.user_source, read), 1U);
+    EXPECT_TRUE(read == row);
+    EXPECT_EQ(users.DelUserByUserIdAndSource(row.user_id, row.user_source), 1U);
+    return 0;
+}
