@@ -30,7 +30,8 @@ TEST_F(HandlerBase, KnowsTheAccountAndTheConnection) {
     EXPECT_TRUE(base.is_group("group_7", 0));
     EXPECT_FALSE(base.is_group({"me", 1}));
     EXPECT_EQ(base.GetDB(), connection);
-    EXPECT_EQ(base.GetDB(), connection);
+    base.CreateTable();
+    EXPECT_EQ(shown(connection->execute("SELECT name FROM sqlite_master")), "") << "has no table";
 }
 
 TEST_F(HandlerBase, KeysAreOneToOne) {

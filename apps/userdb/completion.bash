@@ -1,0 +1,27 @@
+# Completes the commands and options of userdb in bash.
+_userdb() {
+    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' i
+    local commands='import export search list get update set delete'
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        [[ " $commands " == *" ${COMP_WORDS[i]} "* && ${COMP_WORDS[i - 1]} != --db ]] &&
+            { command=${COMP_WORDS[i]}; break; }
+    done
+    case $before in
+        --db) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+        --type) mapfile -t COMPREPLY < <(compgen -W 'user contact public-account' -- "$word"); return ;;
+        --on-conflict) mapfile -t COMPREPLY < <(compgen -W 'replace ignore fail' -- "$word"); return ;;
+    esac
+    local choices='--db --help --version'
+    case $command in
+        '') choices+=" $commands" ;;
+        import) choices+=' --on-conflict' ;;
+        list) choices+=' --type --source --json' ;;
+        get) choices+=' --type --json' ;;
+        search) choices+=' --json' ;;
+        set) [[ $before == set ]] && choices+=' star attention remark data-type' ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word")
+    [[ $command == import || $command == update ]] &&
+        mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- "$word")
+}
+complete -o filenames -F _userdb userdb
