@@ -11,11 +11,17 @@ namespace {
 
 using user = std::pair<std::string, int>;
 
+/// A handler without a table.
+struct Handler : db::DBBase {
+    using DBBase::CreateTable;
+    using DBBase::DBBase;
+};
+
 class HandlerBase : public testing::Test {
 protected:
     std::shared_ptr<sqlite::database> connection =
         std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
-    db::DBBase base{{"me", 1}, connection};
+    Handler base{{"me", 1}, connection};
 };
 
 TEST_F(HandlerBase, KnowsTheAccountAndTheConnection) {
