@@ -45,11 +45,13 @@ std::string search_form(const std::string& pattern, const RegexOutline& outline)
         // text, though, has its start elsewhere than the text.
         changes[place] = outline.is_wide ? "^" : "\\`";
     }
-    std::string form = pattern;
-    for (auto change = changes.rbegin(); change != changes.rend(); ++change) {
-        form.replace(change->first, 1, change->second);
+    std::string form = "\\`.*(";
+    size_t copied = 0;
+    for (const auto& [place, change] : changes) {
+        form.append(pattern, copied, place - copied).append(change);
+        copied = place + 1;
     }
-    return "\\`.*(" + form + ")";
+    return form.append(pattern, copied).append(")");
 }
 
 } // namespace
@@ -74,12 +76,13 @@ void RegexContainer::build_reg(std::string key_word, std::string pattern) {
     release();
     m_key_word = std::move(key_word);
     m_pattern = std::move(pattern);
-    const RegexOutline outline = outline_of(m_pattern.c_str());
+    const std::string text = m_pattern.substr(0, m_pattern.find('\0')); // what C reads of it
+    const RegexOutline outline = outline_of(text);
     if (!outline.is_bounded) {
         m_is_refused = true;
         return;
     }
-    m_search = search_form(m_pattern.c_str(), outline);
+    m_search = search_form(text, outline);
     m_is_wide = outline.is_wide;
     m_filter.build(outline.literals);
     compile();
