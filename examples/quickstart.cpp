@@ -14,8 +14,12 @@ int main() {
     alice.remark = R"({"remark_name":"Lighthouse keeper"})";
     alice.data_type = static_cast<uint32_t>(db::UserDataType::USERDATA_CONTACT);
     users.InsertOrReplace(alice);
-
     for (const db::UserRow& user : users.SearchUserRowsWithKeyWord("light")) {
         std::cout << user.user_name << " is stored as " << user.local_user_id << '\n';
+    }
+
+    db::DBUser::UpdateIsStartByIdAndSource(true, "u1001", 1, users);
+    if (users.GetUserByUserIdAndSource("u1001", 1, alice) == 1) {
+        std::cout << "star " << alice.is_star << ", version " << alice.user_version << '\n';
     }
 }
