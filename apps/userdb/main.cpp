@@ -86,10 +86,20 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     app.set_version_flag("--version", "userdb " USERDB_VERSION);
     app.require_subcommand(1);
     app.fallthrough();
-    app.add_option("--db", args.common.database, "The SQLite file that holds the table users")
+    app.get_formatter()->label("TEXT", ""); // the names say more
+    app.get_formatter()->label("REQUIRED", "");
+    app.add_option("--db", args.common.database,
+                   "The SQLite file that holds the table users (required)")
+        ->option_text("FILE")
         ->required();
-    app.footer("Exit status: 0 done, 1 nothing found, 2 bad usage or bad input,\n"
-               "3 the database cannot be opened or used.");
+    app.footer("Environment:\n"
+               "  NO_COLOR  If not empty, the head of a table is not bold on a terminal\n"
+               "\n"
+               "Exit status:\n"
+               "  0  Done\n"
+               "  1  Nothing found\n"
+               "  2  Bad usage or bad input\n"
+               "  3  The database cannot be opened or used");
 
     const auto add = [&](const char* name, const char* what, command run) {
         CLI::App* sub = app.add_subcommand(name, what);
@@ -102,6 +112,7 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     };
     const auto add_type = [&](CLI::App* sub) {
         sub->add_option("--type", args.types, "Only users of this kind; repeated, of any of them")
+            ->option_text("user|contact|public-account")
             ->check(CLI::IsMember({"user", "contact", "public-account"}))
             ->allow_extra_args(false);
     };
@@ -127,9 +138,9 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     import
         ->add_option("--on-conflict", args.policy,
                      "What to do about a user that is stored already: replace the record, ignore "
-                     "the line, or store nothing of the file")
-        ->check(CLI::IsMember(policies))
-        ->capture_default_str();
+                     "the line, or store nothing of the file; replace if not given")
+        ->option_text("replace|ignore|fail")
+        ->check(CLI::IsMember(policies));
 
     add("export", "Print every user as one JSON object a line, as import takes it",
         [&] { return userdb::export_users(args.common); });
@@ -145,12 +156,17 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
         return userdb::list(args.common, args.data_type(), source);
     });
     add_type(list);
-    list->add_option("--source", args.only_source, "Only users of this source");
+    list->add_option("--source", args.only_source, "Only users of this source")
+        ->option_text("SOURCE");
     add_json(list);
 
     CLI::App* get_users = add("get", "Print one user, or many and say which are not stored",
                               [&] { return get(args); });
-    get_users->add_option("USER", args.users, "USER_ID SOURCE, or any number of USER_ID:SOURCE")
+    get_users
+        ->add_option(
+            "USER", args.users,
+            "USER_ID SOURCE, or any number of USER_ID:SOURCE; put -- before one that begins with -")
+        ->option_text("...")
         ->required();
     add_type(get_users);
     add_json(get_users);
@@ -163,7 +179,8 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     CLI::App* set = add("set", "Change one field of one user and raise user_version by 1", [&] {
         return userdb::set(args.common, args.field, args.key(), args.value);
     });
-    set->add_option("FIELD", args.field)
+    set->add_option("FIELD", args.field, "What to change")
+        ->option_text("star|attention|remark|data-type")
         ->required()
         ->check(CLI::IsMember({"star", "attention", "remark", "data-type"}));
     add_key(set);
