@@ -18,7 +18,10 @@ interruption::interruption() : m_before() {
     struct sigaction action {};
     action.sa_handler = note;
     for (size_t i = 0; i < signals.size(); ++i) {
-        sigaction(signals[i], &action, &m_before[i]);
+        sigaction(signals[i], nullptr, &m_before[i]);
+        if (m_before[i].sa_handler != SIG_IGN) { // as under nohup
+            sigaction(signals[i], &action, nullptr);
+        }
     }
 }
 

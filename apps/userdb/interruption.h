@@ -18,7 +18,7 @@ private:
 };
 
 /// While it lives SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and blocked
-/// reads return. One at a time.
+/// reads return; those that are ignored stay so. One at a time.
 class interruption {
 public:
     interruption();
