@@ -13,8 +13,11 @@ namespace {
 constexpr size_t max_bytes = 70'000;
 constexpr size_t max_depth = 20;
 constexpr size_t max_empty_depth = 1;
+constexpr size_t max_ways = 500;
+constexpr size_t max_anchors = 8;
+constexpr size_t max_operators = 1'000;
 constexpr size_t max_cost = 1'000;
-constexpr size_t max_narrow = 10;
+constexpr size_t max_narrow_places = 10;
 
 /// The size of an expression's automaton.
 struct Shape {
@@ -26,9 +29,11 @@ struct Shape {
     size_t first = 0;    // characters and sets that a match can begin with
     size_t last = 0;     // characters and sets that a match can end with
     size_t depth = 0;    // of groups and repetitions inside each other
-    size_t empty_depth = 0; // of repetitions of what may be empty
-    bool may_be_empty = true;
-    bool has_anchor = false;
+    size_t ways = 1;     // to match nothing
+    size_t anchors = 0;
+    size_t empty_depth = 0; // of repetitions of what may be empty inside each other
+
+    [[nodiscard]] bool may_be_empty() const { return ways > 0; }
 };
 
 Shape sequence(const Shape& a, const Shape& b) {
@@ -38,12 +43,12 @@ Shape sequence(const Shape& a, const Shape& b) {
             .sets = a.sets + b.sets,
             .operators = a.operators + b.operators,
             .branches = a.branches + b.branches + ways - (ways > 0 ? 1 : 0),
-            .first = a.first + (a.may_be_empty ? b.first : 0),
-            .last = b.last + (b.may_be_empty ? a.last : 0),
+            .first = a.first + (a.may_be_empty() ? b.first : 0),
+            .last = b.last + (b.may_be_empty() ? a.last : 0),
             .depth = std::max(a.depth, b.depth),
-            .empty_depth = std::max(a.empty_depth, b.empty_depth),
-            .may_be_empty = a.may_be_empty && b.may_be_empty,
-            .has_anchor = a.has_anchor || b.has_anchor};
+            .ways = std::min(a.ways * b.ways, max_ways + 1),
+            .anchors = a.anchors + b.anchors,
+            .empty_depth = std::max(a.empty_depth, b.empty_depth)};
 }
 
 /// In an alternative or a repetition, where no character is plain.
@@ -62,13 +67,13 @@ Shape alternatives(const Shape& one, const Shape& other) {
             .first = a.first + b.first,
             .last = a.last + b.last,
             .depth = std::max(a.depth, b.depth),
-            .empty_depth = std::max(a.empty_depth, b.empty_depth),
-            .may_be_empty = a.may_be_empty || b.may_be_empty,
-            .has_anchor = a.has_anchor || b.has_anchor};
+            .ways = a.ways + b.ways,
+            .anchors = a.anchors + b.anchors,
+            .empty_depth = std::max(a.empty_depth, b.empty_depth)};
 }
 
 Shape optional(Shape a) {
-    a.may_be_empty = true;
+    ++a.ways;
     return a;
 }
 
@@ -87,8 +92,8 @@ public:
         try {
             require(m_pattern.size() <= max_bytes);
             const Shape whole = bounded(read_alternatives());
-            m_outline.is_wide = whole.characters + whole.sets > max_narrow;
-            m_outline.is_bounded = !m_outline.is_wide || !m_has_word_anchor;
+            m_outline.is_wide = whole.characters + whole.sets > max_narrow_places;
+            m_outline.is_bounded = true;
         } catch (const refusal&) {
             m_outline.is_bounded = false;
         }
@@ -113,9 +118,12 @@ private:
     }
 
     const Shape& bounded(const Shape& shape) {
+        // For each state the C library works out where each different character or set leads.
         const size_t cost = shape.sets * m_different.size() +
                             (shape.characters + shape.operators) / 4 + shape.branches / 16;
-        require(cost * (shape.has_anchor ? 4 : 1) <= max_cost && shape.depth <= max_depth &&
+        require(cost * (shape.anchors > 0 ? 2 : 1) <= max_cost &&
+                shape.operators <= max_operators && shape.anchors <= max_anchors &&
+                shape.ways <= max_ways && shape.depth <= max_depth &&
                 shape.empty_depth <= max_empty_depth);
         return shape;
     }
@@ -144,6 +152,7 @@ private:
 
     Shape read_sequence() {
         const bool is_first = m_is_first;
+        const size_t start = m_at;
         Shape all;
         while (m_at < m_pattern.size() && next() != '|' && (m_depth == 0 || next() != ')')) {
             m_is_first = is_first && all.last == 0;
@@ -151,6 +160,8 @@ private:
             const Shape atom = read_atom();
             all = bounded(sequence(all, read_repetitions(atom, before)));
         }
+        // Nothing in a group or alternative makes the C library take time without bound.
+        require(m_at > start || m_pattern.empty());
         m_is_first = is_first;
         return all;
     }
@@ -189,19 +200,19 @@ private:
             m_different.insert(m_pattern.substr(m_at - 1, 1));
         }
         literal += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-        return {.plain = 1, .first = 1, .last = 1, .may_be_empty = false};
+        return {.plain = 1, .first = 1, .last = 1, .ways = 0};
     }
 
     /// One that begins at a place of the pattern and has been read.
     Shape set(size_t begin) {
         end_piece();
         m_different.insert(m_pattern.substr(begin, m_at - begin));
-        return {.sets = 1, .first = 1, .last = 1, .may_be_empty = false};
+        return {.sets = 1, .first = 1, .last = 1, .ways = 0};
     }
 
     Shape anchor() {
         end_piece();
-        return {.operators = 1, .has_anchor = true};
+        return {.operators = 1, .anchors = 1};
     }
 
     Shape read_escape() {
@@ -219,7 +230,6 @@ private:
         case '>':
         case '`':
         case '\'':
-            m_has_word_anchor = true;
             return anchor();
         default:
             require(c < '1' || c > '9'); // a back-reference takes time without bound
@@ -258,12 +268,12 @@ private:
 
     Shape read_repetitions(Shape shape, const Mark& before) {
         while (next_is_one_of("*+?{")) {
-            require(!shape.has_anchor); // the C library may take minutes to compile that
+            require(shape.anchors == 0); // the C library may take minutes to compile that
             bool may_be_missing = true;
             shape = operand(shape);
             ++shape.operators;
             ++shape.depth;
-            shape.empty_depth += shape.may_be_empty ? 1 : 0;
+            shape.empty_depth += shape.may_be_empty() ? 1 : 0;
             if (skip('*')) {
                 shape = optional(loop(shape));
             } else if (skip('?')) {
@@ -287,16 +297,17 @@ private:
     bool read_interval(Shape& shape) {
         skip('{');
         const size_t least = next() == ',' ? 0 : read_number();
-        const bool is_open = skip(',') && next() == '}';
-        const size_t most = m_pattern[m_at - 1] != ',' || is_open ? least : read_number();
-        require(skip('}') && least <= most);
+        const bool has_comma = skip(',');
+        const bool is_open = has_comma && next() == '}';
+        const size_t most = has_comma && !is_open ? read_number() : least;
+        require(skip('}') && least <= most && most + (is_open ? 1 : 0) > 0);
         Shape all;
         for (size_t i = 0; i < least; ++i) {
             all = bounded(sequence(all, shape));
         }
         if (is_open) {
             all = sequence(all, optional(loop(shape)));
-        } else if (most > least || most == 0) {
+        } else if (most > least) {
             Shape rest = optional(shape);
             for (size_t i = least + 1; i < most; ++i) {
                 rest = bounded(optional(sequence(rest, shape)));
@@ -333,8 +344,7 @@ private:
     std::string_view m_pattern;
     size_t m_at = 0;
     size_t m_depth = 0;
-    bool m_is_first = true; // no character or set can come before
-    bool m_has_word_anchor = false;
+    bool m_is_first = true;                             // no character or set can come before
     std::set<std::string_view> m_different;             // sets, and characters that begin a literal
     RegexOutline m_outline{false, false, {""}, {}, {}}; // the last literal may still grow
 };
