@@ -1,13 +1,9 @@
-#include "bll/bll.shared/db2/db_handler_user.h"
 #include "tests/support.h"
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <optional>
-#include <random>
 #include <sys/wait.h>
 #include <thread>
 

@@ -1,25 +1,13 @@
-#include "base/base.shared/logging/logging.h"
-
-#include <gtest/gtest.h>
-#include <stdexcept>
-#include <string>
+#include "tests/support.h"
 
 using base::log::level;
 using base::log::printer;
 
 namespace {
 
-class Logging : public testing::Test {
-protected:
-    ~Logging() override {
-        base::log::set_sink({});
-        logInited = false;
-    }
-};
-
-TEST_F(Logging, HandsEachMessageToTheSink) {
+TEST(Logging, HandsEachMessageToTheSink) {
     std::string seen;
-    base::log::set_sink([&](level lev, const std::string& tag, const std::string& text) {
+    const logging_to sink([&](level lev, const std::string& tag, const std::string& text) {
         seen += std::to_string(static_cast<int>(lev)) + "|" + tag + "|" + text + ";";
     });
     EXPECT_TRUE(logInited);

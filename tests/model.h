@@ -1,15 +1,10 @@
 #pragma once
 
-#include "bll/bll.shared/db2/db_handler_user.h"
-#include "bll/bll.shared/db2/user_columns.h"
 #include "tests/support.h"
 
 #include <algorithm>
-#include <functional>
 #include <map>
-#include <random>
 #include <set>
-#include <sqlite3.h>
 
 /// A store, a plain map that says what it must hold, and operations on both that follow numbers
 /// from outside, each from the whole range of 64 bits: random ones, or those of a recorded run.
@@ -157,5 +152,5 @@ private:
 
     std::function<uint64_t()> m_numbers;
     std::map<Key, UserRow> m_expected;
-    DBUser m_users{{"me", 1}, std::make_shared<sqlite::database>(sqlite::special_t::in_memory)};
+    DBUser m_users{{"me", 1}, in_memory()};
 };

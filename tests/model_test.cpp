@@ -1,7 +1,5 @@
 #include "tests/model.h"
 
-#include <random>
-
 TEST(Model, RandomOperationsLeaveWhatAMapWouldHold) {
     for (int run = 0; run < 10 && !testing::Test::HasFailure(); ++run) {
         const unsigned seed = std::random_device()();

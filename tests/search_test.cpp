@@ -1,91 +1,47 @@
 #include "base/base.shared/utils/regex_container.h"
-#include "bll/bll.shared/db2/db_handler_user.h"
 #include "tests/support.h"
 
 #include <array>
 #include <clocale>
-#include <memory>
-#include <optional>
-#include <random>
-#include <regex.h>
-#include <sqlite3.h>
-
-using namespace std::string_literals;
 
 namespace {
 
-class Search : public testing::Test {
+class Search : public WithStore {
 protected:
     void store(const std::string& id, const std::string& name, const std::string& remark = "",
                const std::string& group_info = "0", uint32_t data_type = 2) {
-        db::UserRow row;
-        row.user_id = id;
-        row.user_name = name;
+        db::UserRow row = contact(id, name);
         row.remark = remark;
         row.group_info = group_info;
         row.data_type = data_type;
         users->Insert(row);
     }
-
-    /// The ids of the users found, in the order in which they were stored.
-    std::string found(const std::string& key_word) {
-        std::string ids;
-        for (const db::UserRow& row : users->SearchUserRowsWithKeyWord(key_word)) {
-            ids += row.user_id;
-        }
-        return ids;
-    }
-
     /// What USER_REGEX answers for four SQL expressions.
     std::string user_regex(const std::string& arguments) {
-        return shown(connection->execute("SELECT USER_REGEX(" + arguments + ")"));
+        return query("SELECT USER_REGEX(" + arguments + ")");
     }
-
-    std::shared_ptr<sqlite::database> connection =
-        std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
-    std::optional<db::DBUser> users{std::in_place, std::pair<std::string, int>{"me", 1},
-                                    connection};
 };
 
+/// Answers as they are written down; the fuzz corpus has more, to compare with plain regexec's.
 TEST_F(Search, MatchesNamesRemarkNamesAndNickNames) {
-    struct {
-        const char* arguments;
-        const char* expected;
-    } const cases[] = {
-        {"'Alice', '', '', 'lic'", "1"},
+    const std::pair<const char*, const char*> cases[] = {
         {"'Alice', '', '', 'LIC'", "1"},
         {"'Alice', '', '', 'bob'", "0"},
         {"'', '', '', ''", "0"},
-        {"'Alice', '', '', ''", "1"},
         {"'A' || char(10) || 'B', '', '', 'a.b'", "1"},
-        {"'小雨', '', '', '雨'", "1"},
         {R"('O''Malley', '', '', '''m')", "1"},
         {R"('', '{"remark_name":"Keeper"}', '', 'keep')", "1"},
-        {R"('', '{"remark_name":""}', '', '')", "1"},
-        {R"('', '{"phone":"keep","remark_name":"x"}', '', 'keep')", "0"},
         {R"('', '{"remark_name":"x","phone":"keep"}', '', 'keep')", "0"},
-        {R"('', '{"remark_name": "keep"}', '', 'keep')", "0"},
         {R"('', '"remark_name":"k', '', 'k')", "1"},
         {R"('', '{}', '', '')", "0"},
         {R"('', '', '[{"nick_name":"a"},{"nick_name":"Captain"}]', 'captain')", "1"},
         {R"('', '', '[{"nick_name":""}]', '')", "0"},
-        {R"('', '', '[{"nick_name":"a"}]', '')", "1"},
-        {R"('', '', '[{"nick_name":""},{"nick_name":"b"}]', 'b')", "1"},
         {R"('', '', '[{"nick_name":"open', 'open')", "0"},
-        {R"('', '', '[{"nick_name":"a","x":"cap"}]', 'cap')", "0"},
-        {R"('', '', '0', '0')", "0"},
         {R"('', '{"nick_name":"a"}', '{"remark_name":"a"}', 'a')", "0"},
         {R"('Ann', '{"remark_name":"x","phone":"keep"}', '[{"nick_name":"a"}]', 'keep')", "0"},
-        {R"('', '{"remark_name":"a, keep"}', '', 'keep')", "1"},
         {R"('', '{"remark_name":"x"} keep', '', 'keep')", "0"},
-        {R"('', '', '"nick_name":"a"', 'a')", "1"},
-        {"'abc', '', '', '^b|c$'", "1"},
         {"'abc', '', '', '*c'", "1"},
-        {"x'0061', '', '', ''", "0"},
-        {"'abc', '', '', 'x|b'", "1"},
-        {"'a(b', '', '', 'a(b'", "0"},
         {"'a[b', '', '', '['", "0"},
-        {"'a.b', '', '', 'a[.]b'", "1"},
         {"NULL, NULL, NULL, 'x'", "0"},
         {"'x', NULL, NULL, NULL", "1"},
         {R"(NULL, '{"remark_name":"x"}', NULL, 'x')", "1"},
@@ -93,8 +49,8 @@ TEST_F(Search, MatchesNamesRemarkNamesAndNickNames) {
         {"x'6100ff', 12345, 1.5, 'a'", "1"},
         {"x'6100ff62', '', '', 'b'", "0"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(user_regex(c.arguments), c.expected) << c.arguments;
+    for (const auto& [arguments, expected] : cases) {
+        EXPECT_EQ(user_regex(arguments), expected) << arguments;
     }
     fails(SQLITE_ERROR, "number of arguments", [&] { user_regex("'a', 'b', 'c'"); });
 }
@@ -104,18 +60,16 @@ TEST_F(Search, FindsContactsInTheirOrder) {
     store("b", "x", R"({"remark_name":"noodle bar"})");
     store("c", "x", "", R"([{"nick_name":"Captain Noodle"}])");
     store("d", "Noodle", "", "", 0);
-    store("e", "Noodle", "", "", 1 | 4);
-    store("f", "Noodle", "", "", 2 | 4);
-    store("g", "O'Malley; a.b");
+    store("e", "Noodle", "", "", 2 | 4);
+    store("f", "O'Malley; a.b");
+    store("g", "Noodle", "", "", 1 | 4);
     connection->execute("UPDATE users SET group_info = NULL, remark = NULL WHERE user_id = 'a'");
-    EXPECT_EQ(found("noodle"), "abcf");
-    EXPECT_EQ(found("o'm"), "g");
-    EXPECT_EQ(found("a\\.b"), "g");
+    EXPECT_EQ(found("noodle"), "abce");
+    EXPECT_EQ(found("o'm"), "f");
     EXPECT_EQ(found("'); DROP TABLE users; --"), "");
-    EXPECT_EQ(found("."), "abcfg");
-    EXPECT_EQ(found(""), "abcfg");
+    EXPECT_EQ(found(""), "abcef");
     EXPECT_EQ(found("noodle("), "") << "no valid expression";
-    EXPECT_EQ(found("noodle"), "abcf");
+    EXPECT_EQ(found("noodle"), "abce");
     fails(SQLITE_MISUSE, "NUL", [&] { found("no\0dle"s); });
     EXPECT_EQ(users->SearchUserRowsWithKeyWord("bar").at(0).remark,
               R"({"remark_name":"noodle bar"})");
@@ -123,18 +77,14 @@ TEST_F(Search, FindsContactsInTheirOrder) {
 
 TEST_F(Search, TheFunctionOutlivesItsStore) {
     store("a", "Noodle");
-    auto second = std::make_optional<db::DBUser>(std::pair<std::string, int>{"me", 1}, connection);
+    std::optional<db::DBUser> second(std::in_place, std::pair("me", 1), connection);
     EXPECT_EQ(found("n"), "a");
     second.reset();
-    EXPECT_EQ(user_regex("'n', '', '', 'n'"), "NULL");
     EXPECT_EQ(found("n"), "") << "the last registration answers";
     users->CreateTable();
     EXPECT_EQ(found("n"), "a");
     users.reset();
     EXPECT_EQ(user_regex("'n', '', '', 'n'"), "NULL");
-    EXPECT_EQ(
-        shown(connection->execute("SELECT count(*) FROM users WHERE USER_REGEX('n', '', '', 'n')")),
-        "0");
 }
 
 TEST(RegexContainer, KnowsWhatItWasBuiltFor) {
@@ -166,60 +116,35 @@ std::string repeated(const std::string& text, int count) {
     return all;
 }
 
+bool is_built(const std::string& key_word, const std::string& pattern) {
+    base::RegexContainer regex;
+    regex.build_reg(key_word, pattern);
+    const bool is_ready = regex.check_key_word(key_word);
+    EXPECT_TRUE(is_ready || regex.rules_out(key_word, "x")) << "would be built again";
+    return is_ready;
+}
+
 TEST(RegexContainer, RefusesWhatHasNoBound) {
-    const auto is_built = [](const std::string& key_word, const std::string& pattern) {
-        base::RegexContainer regex;
-        regex.build_reg(key_word, pattern);
-        const bool is_ready = regex.check_key_word(key_word);
-        EXPECT_TRUE(is_ready || regex.rules_out(key_word, "x")) << "would be built again";
-        return is_ready;
-    };
-    const std::string hostile[] = {
-        "a{1,32767}",
-        "((a{1,100}){1,100}){1,100}",
-        "(.*)(.*)(.*)\\1\\2\\3x",
-        repeated("a*", 5000),
-        repeated("(", 30000) + repeated(")", 30000),
-        repeated("(", 21) + "a" + repeated(")", 21),
-        "a" + repeated("|a", 10000),
-        "a" + repeated("+", 30),
-        repeated("(", 9) + "a" + repeated("+)*", 9),
-        "((a*)*)*b",
-        ".*{,2}{,2}{1}{2,}{,2}{,2}",
-        "(.?){1000}",
-        repeated("[^a]?[^b]?", 200),
-        "(.*(k|\\<)+){9}",
-        "(^|a)*",
-        repeated("x", 70001),
-        "[ab]{1}{,1000}",
-        "(()|()){1,3}{2,}(){,2}+",
-    };
-    for (const std::string& key_word : hostile) {
-        for (const std::string& pattern : patterns_of(key_word)) {
-            EXPECT_FALSE(is_built(key_word, pattern)) << pattern.substr(0, 80);
-        }
-    }
-    const std::string ordinary[] = {
-        "",
-        ":)",
-        "a.{100}b",
-        "[a-z]{1,100}",
-        "(.?){100}",
-        "((ab){1,10}){1,10}",
-        "(a*)*b",
-        "(alice|bob|carol|dave|erin|frank|grace|heidi)+ [0-9]{2,4}",
-        "([a-z]+ ){1,100}",
-        "(a|b|c|d|e|f){1,100}",
-        repeated("[a-z]*[0-9]?", 18),
-        "^[[:upper:]][^]x]*\\.$",
-        "a" + repeated("|name", 40),
-        "\\bann\\b",
-        repeated("x", 65536),
-        repeated("雨 ", 16384),
-    };
-    for (const std::string& key_word : ordinary) {
-        for (const std::string& pattern : patterns_of(key_word)) {
-            EXPECT_TRUE(is_built(key_word, pattern)) << pattern.substr(0, 80);
+    // clang-format off
+    const std::vector<std::string> hostile{
+        "a{1,32767}", "((a{1,100}){1,100}){1,100}", "(.*)(.*)(.*)\\1\\2\\3x", repeated("a*", 5000),
+        repeated("(", 30000) + repeated(")", 30000), repeated("(", 21) + "a" + repeated(")", 21),
+        "a" + repeated("|a", 10000), "a" + repeated("+", 30),
+        repeated("(", 9) + "a" + repeated("+)*", 9), "((a*)*)*b", ".*{,2}{,2}{1}{2,}{,2}{,2}",
+        "(.?){1000}", repeated("[^a]?[^b]?", 200), "(.*(k|\\<)+){9}", "(^|a)*",
+        repeated("x", 70001), "[ab]{1}{,1000}", "(()|()){1,3}{2,}(){,2}+"};
+    const std::vector<std::string> ordinary{
+        "", ":)", "a.{100}b", "[a-z]{1,100}", "(.?){100}", "((ab){1,10}){1,10}", "(a*)*b",
+        "(alice|bob|carol|dave|erin|frank|grace|heidi)+ [0-9]{2,4}", "([a-z]+ ){1,100}",
+        "(a|b|c|d|e|f){1,100}", repeated("[a-z]*[0-9]?", 18), "^[[:upper:]][^]x]*\\.$",
+        "a" + repeated("|name", 40), "\\bann\\b", repeated("x", 65536), repeated("雨 ", 16384)};
+    // clang-format on
+    for (const auto* key_words : {&hostile, &ordinary}) {
+        for (const std::string& key_word : *key_words) {
+            for (const std::string& pattern : patterns_of(key_word)) {
+                EXPECT_EQ(is_built(key_word, pattern), key_words == &ordinary)
+                    << pattern.substr(0, 80);
+            }
         }
     }
 }
@@ -256,33 +181,24 @@ TEST(RegexContainer, AgreesWithTheCLibrary) {
     };
     int ruled_out = 0;
     int refused = 0;
-    for (int i = 0; i < 8000; ++i) {
+    for (size_t i = 0; i < 16000; ++i) {
         const std::string key_word = random_text(7);
-        const std::string texts[] = {"a" + random_text(6), R"({"remark_name":")" + random_text(4) +
-                                                               R"(","x":")" + random_text(3)};
-        const std::array<std::string, 2> patterns = patterns_of(key_word);
-        for (size_t k = 0; k < patterns.size(); ++k) {
-            base::RegexContainer regex;
-            std::setlocale(LC_ALL, "C.UTF-8");
-            regex.build_reg(key_word, patterns[k]);
-            const bool rules_out = regex.rules_out(key_word, texts[k]);
-            const bool found = regex.exec(texts[k].c_str());
-            std::setlocale(LC_ALL, "C");
-            regex_t plain;
-            const bool is_valid =
-                regcomp(&plain, patterns[k].c_str(), REG_EXTENDED | REG_ICASE) == 0;
-            if (regex.check_key_word(key_word)) {
-                ASSERT_TRUE(is_valid) << patterns[k];
-                ASSERT_EQ(found, regexec(&plain, texts[k].c_str(), 0, nullptr, 0) == 0)
-                    << patterns[k] << " in " << texts[k];
-                ASSERT_FALSE(rules_out && found) << patterns[k] << " in " << texts[k];
-                ruled_out += rules_out ? 1 : 0;
-            } else {
-                refused += is_valid ? 1 : 0;
-            }
-            if (is_valid) {
-                regfree(&plain);
-            }
+        const std::string remark = R"({"remark_name":")" + random_text(4);
+        const std::string text =
+            i % 2 == 0 ? "a" + random_text(6) : remark + R"(","x":")" + random_text(3);
+        const std::string pattern = patterns_of(key_word).at(i % 2);
+        base::RegexContainer regex;
+        std::setlocale(LC_ALL, "C.UTF-8");
+        regex.build_reg(key_word, pattern);
+        const bool rules_out = regex.rules_out(key_word, text);
+        const bool found = regex.exec(text.c_str());
+        std::setlocale(LC_ALL, "C");
+        const std::optional<bool> expected = plainly_matches(pattern, text);
+        if (regex.check_key_word(key_word)) {
+            ASSERT_TRUE(found == expected && !(rules_out && found)) << pattern << " in " << text;
+            ruled_out += rules_out ? 1 : 0;
+        } else {
+            refused += expected ? 1 : 0;
         }
     }
     EXPECT_GT(ruled_out, 400) << "or the filter is of no use";

@@ -1,12 +1,19 @@
 #pragma once
 
-#include "base/base.shared/sqlite/database.h"
+#include "base/base.shared/logging/logging.h"
 #include "base/base.shared/sqlite/error.h"
+#include "bll/bll.shared/db2/db_handler_user.h"
+#include "bll/bll.shared/db2/user_columns.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <string>
+#include <optional>
+#include <random>
+#include <regex.h>
+#include <sqlite3.h>
 #include <unistd.h>
+
+using namespace std::string_literals;
 
 /// Expects that `work` throws a `sqlite::error` with this code whose text holds `part`.
 template <typename Work>
@@ -36,6 +43,58 @@ inline std::string shown(const sqlite::result& res) {
     }
     return all;
 }
+
+/// Whether plain regexec finds the pattern in the text; nothing if it is no valid expression.
+inline std::optional<bool> plainly_matches(const std::string& pattern, const std::string& text) {
+    regex_t plain;
+    if (regcomp(&plain, pattern.c_str(), REG_EXTENDED | REG_ICASE) != 0) {
+        return {};
+    }
+    const int code = regexec(&plain, text.c_str(), 0, nullptr, 0);
+    regfree(&plain);
+    return code == 0;
+}
+
+/// Hands what is logged to a sink until its end.
+struct logging_to {
+    explicit logging_to(base::log::sink sink) { base::log::set_sink(std::move(sink)); }
+    ~logging_to() {
+        base::log::set_sink({});
+        logInited = false;
+    }
+};
+
+inline std::shared_ptr<sqlite::database> in_memory() {
+    return std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
+}
+
+inline db::UserRow contact(const std::string& id, const std::string& name = "") {
+    db::UserRow row;
+    row.user_id = id;
+    row.user_name = name;
+    row.data_type = 2;
+    return row;
+}
+
+/// A store, and its connection for a look past it.
+class WithStore : public testing::Test {
+protected:
+    explicit WithStore(std::shared_ptr<sqlite::database> db = in_memory())
+        : connection(std::move(db)) {}
+
+    std::string query(const std::string& sql) { return shown(connection->execute(sql)); }
+    /// The ids of the users found, in the order in which they were stored.
+    std::string found(const std::string& key_word) {
+        std::string ids;
+        for (const db::UserRow& row : users->SearchUserRowsWithKeyWord(key_word)) {
+            ids += row.user_id;
+        }
+        return ids;
+    }
+
+    std::shared_ptr<sqlite::database> connection;
+    std::optional<db::DBUser> users{std::in_place, std::pair("me", 1), connection};
+};
 
 /// A directory that is gone with the test.
 class scratch_directory {
