@@ -1,13 +1,7 @@
-#include "base/base.shared/logging/logging.h"
-#include "bll/bll.shared/db2/user_columns.h"
 #include "tests/support.h"
 
 #include <cstdlib>
 #include <dlfcn.h>
-#include <new>
-#include <optional>
-#include <regex.h>
-#include <sqlite3.h>
 #include <sstream>
 
 using db::DBUser;
@@ -95,15 +89,14 @@ struct World {
     sqlite::result run(const std::string& sql) { return db->execute(sql); }
     sqlite3* handle() { return sqlite3_db_handle(sqlite::detail::access::handle(*kept)); }
     /// A contact whose key is formed already and whose texts own memory.
-    UserRow& contact(const std::string& id, const std::string& name = "the user name of ") {
-        UserRow& row = given.emplace();
-        row.user_id = id, row.user_source = 1, row.local_user_id = id + ":1";
-        row.user_name = name + id, row.data_type = 2;
-        row.remark = R"({"remark_name":"the remark name of )" + id + R"("})";
-        row.group_info = R"([{"nick_name":"the nick name of )" + id + R"("}])";
-        return row;
+    UserRow& whole(const std::string& id, const std::string& name = "the user name of ") {
+        given = contact(id, name + id);
+        given.user_source = 1, given.local_user_id = id + ":1";
+        given.remark = R"({"remark_name":"the remark name of )" + id + R"("})";
+        given.group_info = R"([{"nick_name":"the nick name of )" + id + R"("}])";
+        return given;
     }
-    uint32_t add(const std::string& id) { return users->Insert(contact(id)); }
+    uint32_t add(const std::string& id) { return users->Insert(whole(id)); }
     /// All that is stored, and what the operation gave.
     std::string told() {
         std::ostringstream all;
@@ -120,115 +113,104 @@ struct World {
     std::shared_ptr<database> db;
     std::optional<DBUser> users;
     std::optional<sqlite::statement> kept;
-    std::optional<UserRow> given;
+    UserRow given;
     std::vector<UserRow> rows{1};
     uint64_t number = 0;
 };
 
-constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
+void give_text(sqlite3_context* context, int /*argc*/, sqlite3_value** /*value*/) {
+    sqlite3_result_text(context, std::string(50, 'h').c_str(), -1, SQLITE_TRANSIENT);
+}
 
+constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
+const char* const each = "(user name of one|remark name of two|nick name of three)";
+
+// clang-format off
 struct Operation {
     const char* name;
     void (*run)(World&);
     friend void PrintTo(const Operation& shown, std::ostream* out) { *out << shown.name; }
 } const operations[] = {
     {"Open", [](World& w) { w.text = shown(database(w.path).execute("PRAGMA page_size")); }},
-    {"Values",
-     [](World& w) {
-         auto stmt = w.db->prepare_statement("SELECT :s AS s, :c, :u AS u, :l");
-         stmt.bind(":s", std::string(50, 's'));
-         stmt.bind(":c", "some characters");
-         stmt.bind(":u", 1234567890U);
-         stmt.bind(":l", 1LL << 40);
-         const auto res = w.db->execute(stmt);
-         const sqlite::row row = *res.begin();
-         const std::string first = row["u"].as<std::string>() + row[0].column_name();
-         w.text = first + shown(res);
-     }},
+    {"Values", [](World& w) {
+        auto stmt = w.db->prepare_statement("SELECT :s AS s, :c, :u AS u, :l");
+        stmt.bind(":s", std::string(50, 's'));
+        stmt.bind(":c", "some characters");
+        stmt.bind(":u", 1234567890U);
+        stmt.bind(":l", 1LL << 40);
+        const auto res = w.db->execute(stmt);
+        const std::string first = (*res.begin())["u"].as<std::string>();
+        w.text = first + (*res.begin())[0].column_name() + shown(res);
+    }},
     {"Walk", [](World& w) { w.text = shown(w.run("SELECT * FROM users ORDER BY remark")); }},
-    {"RunAgain",
-     [](World& w) { w.kept->bind(":a", "text"), w.text = shown(w.db->execute(*w.kept)); }},
+    {"RunAgain", [](World& w) {
+        w.kept->bind(":a", "text");
+        w.text = shown(w.db->execute(*w.kept));
+    }},
     {"Size", [](World& w) { w.number = w.db->size(); }},
-    {"Function",
-     [](World& w) {
-         const std::string held(50, 'h');
-         const auto give = [held](sqlite3_context* context, int, sqlite3_value**) {
-             sqlite3_result_text(context, std::string(held).c_str(), -1, SQLITE_TRANSIENT);
-         };
-         w.db->add_custom_function({"f", 0, give});
-         w.text = shown(w.run("SELECT f()"));
-     }},
-    {"Transactions",
-     [](World& w) {
-         w.db->as_transaction([&](database& db) {
-             w.add("four");
-             db.as_transaction([&](database&) { w.add("five"); });
-             sqlite::transaction undone(db);
-             w.add("six");
-             w.users->CreateTable(); // what rolls back must be compiled anew
-             db.execute("CREATE TABLE other (i)");
-         });
-     }},
-    {"LostTransaction",
-     [](World& w) {
-         try {
-             w.db->as_transaction([&](database& db) {
-                 db.as_transaction([&](database&) { w.add("four"); });
-                 w.users->CreateTable();
-                 throw 1;
-             });
-         } catch (int) { // as it should
-         }
-     }},
-    {"HandlerTransactions",
-     [](World& w) {
-         w.users->as_transaction([&] {
-             w.users->begin_transaction();
-             w.add("four");
-             w.users->rollback_transaction();
-             w.users->begin_transaction();
-             w.add("five");
-             w.users->db_set_user_data_version("7");
-             w.users->commit_transaction();
-         });
-     }},
-    {"NewStore",
-     [](World& w) {
-         DBUser other({"me", 2}, std::make_shared<database>(sqlite::special_t::in_memory));
-         w.rows = other.GetAll();
-     }},
-    {"Logging",
-     [](World& w) {
-         base::log::set_sink([](auto, auto& tag, auto& text) { (void)(tag + text); });
-         const DBUser passing({"me", 2}, w.db);
-         w.number = w.users->UpdateRemarkByIdAndSource("a new remark", "one", 1, *w.users);
-     }},
+    {"Function", [](World& w) {
+        w.db->add_custom_function({"f", 0, give_text});
+        w.text = shown(w.run("SELECT f()"));
+    }},
+    {"Transactions", [](World& w) {
+        w.db->as_transaction([&](database& db) {
+            w.add("four");
+            db.as_transaction([&](database&) { w.add("five"); });
+            sqlite::transaction undone(db);
+            w.add("six");
+            w.users->CreateTable(); // what rolls back must be compiled anew
+            db.execute("CREATE TABLE other (i)");
+        });
+    }},
+    {"LostTransaction", [](World& w) {
+        const auto lose = [&](database& db) {
+            db.as_transaction([&](database&) { w.add("four"); });
+            w.users->CreateTable();
+            throw 1;
+        };
+        try {
+            w.db->as_transaction(lose);
+        } catch (int) { // as it should
+        }
+    }},
+    {"HandlerTransactions", [](World& w) {
+        w.users->as_transaction([&] {
+            w.users->begin_transaction();
+            w.add("four");
+            w.users->rollback_transaction();
+            w.users->begin_transaction();
+            w.add("five");
+            w.users->db_set_user_data_version("7");
+            w.users->commit_transaction();
+        });
+    }},
+    {"NewStore", [](World& w) { w.rows = DBUser({"me", 2}, in_memory()).GetAll(); }},
+    {"Logging", [](World& w) {
+        base::log::set_sink([](auto, auto& tag, auto& text) { (void)(tag + text); });
+        const DBUser passing({"me", 2}, w.db);
+        w.number = w.users->UpdateRemarkByIdAndSource("a new remark", "one", 1, *w.users);
+    }},
     {"CreateTable", [](World& w) { w.users->CreateTable(); }},
     {"Insert", [](World& w) { w.number = w.add("four"); }},
-    {"Ignore", [](World& w) { w.number = w.users->InsertOrIgnore(w.contact("four")); }},
-    {"Replace", [](World& w) { w.number = w.users->InsertOrReplace(w.contact("two", "new ")); }},
-    {"Update", [](World& w) { w.number = w.users->Update(w.contact("two", "new ")); }},
+    {"Ignore", [](World& w) { w.number = w.users->InsertOrIgnore(w.whole("four")); }},
+    {"Replace", [](World& w) { w.number = w.users->InsertOrReplace(w.whole("two", "new ")); }},
+    {"Update", [](World& w) { w.number = w.users->Update(w.whole("two", "new ")); }},
     {"DataType", [](World& w) { w.users->UpdateDataTypeByIdAndSource(6, "two", 1, *w.users); }},
     {"IsStart", [](World& w) { w.users->UpdateIsStartByIdAndSource(true, "two", 1, *w.users); }},
     {"Attention", [](World& w) { w.users->UpdateIsAttentionByIdAndSource(1, "two", 1, *w.users); }},
     {"Remark", [](World& w) { w.users->UpdateRemarkByIdAndSource("{}", "two", 1, *w.users); }},
     {"Delete", [](World& w) { w.number = w.users->DelUserByUserIdAndSource("two", 1); }},
     {"Get", [](World& w) { w.number = w.users->GetUserByUserIdAndSource("two", 1, w.rows[0]); }},
-    {"GetOfType",
-     [](World& w) { w.users->GetUserByIdSourceAndDataType("two", 1, contacts, w.rows[0]); }},
-    {"Batch",
-     [](World& w) {
-         w.rows = w.users->GetUserRowsByUserIds({{"one", 1}, {"two", 1}});
-     }},
+    {"GetOfType", [](World& w) {
+        w.users->GetUserByIdSourceAndDataType("two", 1, contacts, w.rows[0]);
+    }},
+    {"Batch", [](World& w) { w.rows = w.users->GetUserRowsByUserIds({{"one", 1}, {"two", 1}}); }},
     {"ListOfType", [](World& w) { w.rows = w.users->GetUsersByDataType(contacts); }},
     {"ListOfSource", [](World& w) { w.rows = w.users->GetUsersByDataTypeAndSource(contacts, 1); }},
     {"ListAll", [](World& w) { w.rows = w.users->GetAll(); }},
-    {"Search",
-     [](World& w) {
-         const char* const each = "(user name of one|remark name of two|nick name of three)";
-         w.rows = w.users->SearchUserRowsWithKeyWord(each);
-     }},
+    {"Search", [](World& w) { w.rows = w.users->SearchUserRowsWithKeyWord(each); }},
 };
+// clang-format on
 
 constexpr std::pair<int, bool> cases[] = {{of_sqlite, false},      {of_sqlite, true},
                                           {of_cpp, false},         {of_cpp, true},
@@ -295,9 +277,8 @@ TEST_P(OutOfMemory, LeavesTheOldOrTheNewAndNothingElse) {
         for (int nth = 1; nth == 1 || memory.hit; ++nth, ++faults) {
             const long alive = memory.alive;
             fail(targets, nth, for_ever);
+            EXPECT_EQ(memory.alive, alive) << "leaked";
             ASSERT_FALSE(HasFailure()) << "targets " << targets << " from " << nth << for_ever;
-            ASSERT_EQ(memory.alive, alive)
-                << "leaked: targets " << targets << " from " << nth << for_ever;
         }
     }
     RecordProperty("faults", faults);
