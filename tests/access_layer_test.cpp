@@ -4,11 +4,7 @@
 #include <algorithm>
 #include <fstream>
 #include <limits>
-#include <numeric>
-#include <optional>
-#include <sqlite3.h>
 
-using namespace std::string_literals;
 using sqlite::database;
 
 namespace {
@@ -35,59 +31,41 @@ long long number_of(const sqlite::row& row) {
 TEST_F(AccessLayer, ValuesComeBackAsTheyWereBound) {
     auto stmt = db.prepare_statement("SELECT :v, typeof(:v), length(CAST(:v AS BLOB))");
     EXPECT_EQ(stmt.parameter_count(), 1U);
-    for (const auto& value : {""s, "a\0b\0"s, "\xff\xfe 中"s, std::string(70000, 'x')}) {
+    const auto bound = [&](auto value) {
         stmt.bind(":v", value);
-        EXPECT_EQ(shown(db.execute(stmt)), value + "|text|" + std::to_string(value.size()));
-    }
-    const auto check = [&](auto value) {
-        stmt.bind(":v", value);
-        const auto res = db.execute(stmt);
-        EXPECT_EQ((*res.begin())[0].as<decltype(value)>(), value);
-        EXPECT_TRUE(shown(res).starts_with(std::to_string(value) + "|integer|"));
+        return shown(db.execute(stmt));
     };
-    for (const unsigned int value : {0U, 1U, 0x7fffffffU, 0x80000000U, 0xffffffffU}) {
-        check(value);
+    for (const auto& value : {""s, "a\0b\0"s, "\xff\xfe 中"s, std::string(70000, 'x')}) {
+        EXPECT_EQ(bound(value), value + "|text|" + std::to_string(value.size()));
     }
-    using limits = std::numeric_limits<long long>;
-    for (const long long value : {limits::min(), -1LL, 0LL, 1LL << 32, limits::max()}) {
-        check(value);
-    }
-    stmt.bind(":v", "ends\0here");
-    EXPECT_EQ(shown(db.execute(stmt)), "ends|text|4");
-    stmt.bind(":v", static_cast<const char*>(nullptr));
-    EXPECT_EQ(shown(db.execute(stmt)), "NULL|null|NULL");
+    EXPECT_EQ(bound(4294967295U), "4294967295|integer|10");
+    EXPECT_EQ(bound(std::numeric_limits<long long>::min()), "-9223372036854775808|integer|20");
+    EXPECT_EQ(bound("ends\0here"), "ends|text|4");
+    EXPECT_EQ(bound(static_cast<const char*>(nullptr)), "NULL|null|NULL");
     stmt.bind(":v", "again");
     stmt.clear_bindings();
     EXPECT_EQ(shown(db.execute(stmt)), "NULL|null|NULL");
 }
 
 TEST_F(AccessLayer, ReadsWhateverAColumnHolds) {
-    struct {
-        const char* literal;
-        std::string text;
-        long long number;
-        unsigned int low_bits;
-    } const cases[] = {
+    const std::tuple<const char*, std::string, long long, unsigned int> cases[] = {
         {"NULL", "", 0, 0},
-        {"''", "", 0, 0},
         {"' 12ab'", " 12ab", 12, 12},
         {"-3.75", "-3.75", -3, 4294967293U},
-        {"-1", "-1", -1, 4294967295U},
         {"4294967301", "4294967301", 4294967301, 5},
         {"9e99", "9.0e+99", std::numeric_limits<long long>::max(), 4294967295U},
-        {"x''", "", 0, 0},
         {"x'00ff31'", "\0\xff\x31"s, 0, 0},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.literal);
-        const auto res = run("SELECT "s + c.literal + " AS v");
+    for (const auto& [literal, text, number, low_bits] : cases) {
+        SCOPED_TRACE(literal);
+        const auto res = run("SELECT "s + literal + " AS v");
         const sqlite::field field = (*res.begin())["v"];
         EXPECT_EQ(field.column_name(), "v");
-        EXPECT_EQ(field.is_null(), c.literal == "NULL"s);
+        EXPECT_EQ(field.is_null(), literal == "NULL"s);
         EXPECT_EQ(static_cast<bool>(field), !field.is_null());
-        EXPECT_EQ(field.as<long long>(), c.number);
-        EXPECT_EQ(field.as<unsigned int>(), c.low_bits);
-        EXPECT_EQ(field.as<std::string>(), c.text);
+        EXPECT_EQ(field.as<long long>(), number);
+        EXPECT_EQ(field.as<unsigned int>(), low_bits);
+        EXPECT_EQ(field.as<std::string>(), text);
     }
 }
 
@@ -109,45 +87,43 @@ TEST_F(AccessLayer, WalksEachRowOnce) {
     }
     EXPECT_TRUE(other == three.end() && three.begin() == three.end());
 
-    const auto five = numbers(5);
-    const auto add = [](long long sum, const auto& row) { return sum + number_of(row); };
-    EXPECT_EQ(std::accumulate(five.begin(), five.end(), 0LL, add), 15);
     EXPECT_EQ(std::ranges::count_if(numbers(9), [](auto& row) { return number_of(row) > 5; }), 4);
-    EXPECT_EQ(shown(numbers(3)), "1;2;3");
 }
 
 TEST_F(AccessLayer, IteratorsAreAssignedWithoutTouchingTheOtherResult) {
-    const auto ended = numbers(1);
-    auto it = ended.begin();
-    ++it;
+    const auto ended = numbers(0);
     const auto walked = numbers(3);
     const auto copy = walked;
+    auto it = ended.begin();
     auto walker = walked.begin();
     it = walker;
     EXPECT_TRUE(it == walker && ended.begin() == ended.end());
     walker = ended.begin();
     EXPECT_TRUE(walker == ended.end());
     EXPECT_EQ(number_of(*it), 1) << "assigning from an ended iterator ends no other result";
-    ++it;
     walker.swap(it);
     EXPECT_TRUE(it == ended.end());
-    EXPECT_EQ(walker->operator[](0).as<long long>(), 2);
-    ++ ++walker;
+    EXPECT_EQ(walker->operator[](0).as<long long>(), 1);
+    ++ ++ ++walker;
     EXPECT_TRUE(copy.begin() == copy.end()) << "a copy must not step what has ended";
 }
 
-TEST_F(AccessLayer, AFailedStepEndsTheWalk) {
-    define("fail_at", 2, [](sqlite3_context*, int, sqlite3_value** value) {
-        if (sqlite3_value_int(value[0]) == sqlite3_value_int(value[1])) {
+TEST_F(AccessLayer, FunctionsFailTheirStepWhichEndsTheWalk) {
+    define("fail_at", -1, [](sqlite3_context* context, int argc, sqlite3_value** value) {
+        if (sqlite3_value_int(value[0]) == 3) {
             throw std::runtime_error("third row");
         }
+        sqlite3_result_int(context, argc);
     });
-    const auto res = run("WITH n(x) AS (VALUES (1), (2), (3), (4)) SELECT fail_at(x, 3) FROM n");
+    const auto res = run("WITH n(x) AS (VALUES (1), (2), (3), (4)) SELECT fail_at(x) FROM n");
     auto it = res.begin();
     ++it;
     fails(SQLITE_ERROR, "third row, in: WITH n", [&] { ++it; });
     EXPECT_TRUE(it == res.end());
     EXPECT_NO_THROW(++it);
+    define("no_exception", 0, [](auto...) { throw 1; });
+    fails(SQLITE_ERROR, "no std::exception", [&] { run("SELECT no_exception()"); });
+    EXPECT_EQ(shown(run("SELECT fail_at(2), fail_at(2, 2)")), "1|2");
 }
 
 TEST_F(AccessLayer, AStatementRunsAgain) {
@@ -192,13 +168,8 @@ TEST_F(AccessLayer, CountsWhatAStatementChanged) {
 TEST_F(AccessLayer, ErrorsNameWhatIsWrong) {
     run("CREATE TABLE t (a, b)");
     fails(SQLITE_ERROR, "near \"SELEC\": syntax error, in: SELEC 1", [&] { run("SELEC 1"); });
-    fails(SQLITE_ERROR, "no such table: x", [&] { run("SELECT * FROM x"); });
-    fails(SQLITE_MISUSE, "without a statement", [&] { run(" "); });
     fails(SQLITE_MISUSE, "without a statement: -- no", [&] { run("-- no"); });
     fails(SQLITE_MISUSE, "more than one statement", [&] { run("SELECT 1; SELECT 2"); });
-    fails(SQLITE_MISUSE, "more than one statement", [&] { run("SELECT 1; nonsense"); });
-    fails(SQLITE_MISUSE, "statement", [&] { run("SELECT 1; PRAGMA foreign_keys = ON"); });
-    EXPECT_EQ(shown(run("PRAGMA foreign_keys")), "0") << "a refused statement has no effect";
     fails(SQLITE_MISUSE, "a NUL byte in it: SELECT", [&] { run("SELECT 1\0;"s); });
     EXPECT_EQ(shown(run("SELECT 1; -- and\n ; /* no * more */ /*")), "1");
 
@@ -241,10 +212,9 @@ TEST_F(AccessLayer, OpeningFailsClearlyAndModesHold) {
 TEST_F(AccessLayer, EverythingOutlivesTheDatabase) {
     auto captured = std::make_shared<int>(7);
     std::optional<database> dying(std::in_place, sqlite::special_t::in_memory);
-    const auto seven = [captured](sqlite3_context* context, int, sqlite3_value**) {
-        sqlite3_result_int(context, *captured);
-    };
-    dying->add_custom_function({"seven", 0, seven});
+    dying->add_custom_function({"seven", 0, [captured](sqlite3_context* context, auto...) {
+                                    sqlite3_result_int(context, *captured);
+                                }});
     std::optional res(dying->execute("SELECT seven() AS i UNION ALL SELECT 1 + seven()"));
     dying.reset();
     auto it = res->begin();
@@ -253,20 +223,9 @@ TEST_F(AccessLayer, EverythingOutlivesTheDatabase) {
     it = {};
     res.reset();
     EXPECT_EQ(field->as<std::string>(), "8");
-    EXPECT_EQ(captured.use_count(), 3);
+    EXPECT_EQ(captured.use_count(), 2);
     field.reset();
-    EXPECT_EQ(captured.use_count(), 2) << "the connection closes with its last user";
-}
-
-TEST_F(AccessLayer, FunctionsFailTheirStatementAndNothingElse) {
-    define("answer", -1, [](sqlite3_context* context, int argc, sqlite3_value**) {
-        sqlite3_result_int(context, 40 + argc);
-    });
-    define("no_memory", 0, [](auto...) { throw std::bad_alloc(); });
-    define("no_exception", 0, [](auto...) { throw 1; });
-    fails(SQLITE_NOMEM, "out of memory", [&] { run("SELECT no_memory()"); });
-    fails(SQLITE_ERROR, "no std::exception", [&] { run("SELECT no_exception()"); });
-    EXPECT_EQ(shown(run("SELECT answer(), answer(1, 2)")), "40|42");
+    EXPECT_EQ(captured.use_count(), 1) << "the connection closes with its last user";
 }
 
 TEST_F(AccessLayer, CapturesAreDestroyedOnce) {
@@ -299,9 +258,8 @@ protected:
 };
 
 TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
-    EXPECT_EQ(db.as_transaction([&](database&) { run("INSERT INTO t VALUES (1), (2)"); }), 2U);
     add_and_fail(4);
-    EXPECT_EQ(stored(), "1;2");
+    EXPECT_EQ(stored(), "");
     const uint32_t changed = db.as_transaction([&](database&) {
         add(3);
         EXPECT_EQ(db.as_transaction([&](database&) { add(5), add(6); }), 2U);
@@ -309,11 +267,11 @@ TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
         db.as_transaction([&](database&) { add(8), add_and_fail(9); });
     });
     EXPECT_EQ(changed, 4U) << "rows that a savepoint took back do not count";
-    EXPECT_EQ(stored(), "1;2;3;5;6;8");
+    EXPECT_EQ(stored(), "3;5;6;8");
     run("BEGIN");
     db.as_transaction([&](database&) { add(7); });
     run("ROLLBACK");
-    EXPECT_EQ(stored(), "1;2;3;5;6;8");
+    EXPECT_EQ(stored(), "3;5;6;8");
 }
 
 TEST_F(Transactions, SurviveThatSqliteRolledBackByItself) {
