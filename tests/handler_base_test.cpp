@@ -1,11 +1,7 @@
-#include "bll/bll.shared/db2/db_handler_base.h"
 #include "tests/support.h"
 
 #include <set>
-#include <sqlite3.h>
 #include <stdexcept>
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -19,33 +15,30 @@ struct Handler : db::DBBase {
 
 class HandlerBase : public testing::Test {
 protected:
-    std::shared_ptr<sqlite::database> connection =
-        std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
+    std::string query(const std::string& sql) { return shown(connection->execute(sql)); }
+
+    std::shared_ptr<sqlite::database> connection = in_memory();
     Handler base{{"me", 1}, connection};
 };
 
 TEST_F(HandlerBase, KnowsTheAccountAndTheConnection) {
     EXPECT_EQ(base.get_current_user(), user("me", 1));
-    EXPECT_TRUE(base.check_current_user({"me", 1}));
-    EXPECT_FALSE(base.check_current_user({"me", 2}));
-    EXPECT_TRUE(base.check_same_user({"a", 1}, {"a", 1}) &&
-                !base.check_same_user({"a", 1}, {"a", 2}));
+    EXPECT_TRUE(base.check_current_user({"me", 1}) && !base.check_current_user({"me", 2}));
+    EXPECT_TRUE(base.check_same_user({"a", 1}, {"a", 1}));
+    EXPECT_FALSE(base.check_same_user({"a", 1}, {"a", 2}));
     EXPECT_EQ(base.get_other({"me", 1}, {"you", 1}), user("you", 1));
     EXPECT_EQ(base.get_other({"x", 1}, {"y", 1}), user("y", 1));
     EXPECT_EQ(base.get_other("you", 1, "me", 1), user("you", 1));
-    EXPECT_TRUE(base.is_group("group_7", 0));
-    EXPECT_FALSE(base.is_group({"me", 1}));
+    EXPECT_TRUE(base.is_group("group_7", 0) && !base.is_group({"me", 1}));
     EXPECT_EQ(base.GetDB(), connection);
     base.CreateTable();
-    EXPECT_EQ(shown(connection->execute("SELECT name FROM sqlite_master")), "") << "has no table";
+    EXPECT_EQ(query("SELECT name FROM sqlite_master"), "") << "has no table";
 }
 
 TEST_F(HandlerBase, KeysAreOneToOne) {
     std::set<std::string> keys;
-    const std::string ids[] = {"", "a", "a:1", "a:", ":1", "a\0"s, "1", "a:-1"};
-    const int sources[] = {0, 1, -1, 11, 2147483647, -2147483647 - 1};
-    for (const std::string& id : ids) {
-        for (const int source : sources) {
+    for (const auto& id : {""s, "a"s, "a:1"s, "a:"s, ":1"s, "a\0"s, "1"s, "a:-1"s}) {
+        for (const int source : {0, 1, -1, 11, 2147483647, -2147483647 - 1}) {
             EXPECT_TRUE(keys.insert(base.make_local_user_id(id, source)).second) << id << source;
         }
     }
@@ -74,56 +67,52 @@ TEST_F(HandlerBase, EscapedTextsDecodeToThemselves) {
 }
 
 TEST_F(HandlerBase, Transactions) {
-    connection->execute("CREATE TABLE t (i)");
-    const auto add = [&] { connection->execute("INSERT INTO t VALUES (1)"); };
-    const auto stored = [&] { return shown(connection->execute("SELECT count(*) FROM t")); };
+    query("CREATE TABLE t (i)");
+    const auto begin_and_add = [&](db::DBBase& handler) {
+        handler.begin_transaction();
+        query("INSERT INTO t VALUES (1)");
+    };
+    const auto stored = [&] { return query("SELECT count(*) FROM t"); };
     EXPECT_FALSE(base.is_in_transaction());
     EXPECT_NO_THROW(base.rollback_transaction());
     fails(SQLITE_MISUSE, "no open transaction", [&] { base.commit_transaction(); });
 
-    base.begin_transaction();
-    add();
-    base.begin_transaction();
-    add();
+    begin_and_add(base);
+    begin_and_add(base);
     base.rollback_transaction();
     EXPECT_TRUE(base.is_in_transaction());
+    begin_and_add(base);
     base.commit_transaction();
-    EXPECT_FALSE(base.is_in_transaction());
-    EXPECT_EQ(stored(), "1");
-
+    EXPECT_TRUE(base.is_in_transaction());
+    const auto lose = [&] { base.rollback_transaction(), throw std::logic_error("x"); };
+    EXPECT_THROW(base.as_transaction(lose), std::logic_error);
+    EXPECT_TRUE(base.is_in_transaction()) << "the one around it is not the body's to end";
     base.as_transaction([&] {
-        EXPECT_TRUE(base.is_in_transaction());
-        add();
-        EXPECT_THROW(base.as_transaction([&] { add(), throw std::logic_error("x"); }),
+        begin_and_add(base);
+        base.commit_transaction();
+        EXPECT_THROW(base.as_transaction([&] { begin_and_add(base), throw std::logic_error("x"); }),
                      std::logic_error);
     });
-    EXPECT_EQ(stored(), "2");
-    fails(SQLITE_MISUSE, "the body must end",
-          [&] { base.as_transaction([&] { add(), base.begin_transaction(); }); });
-    base.begin_transaction();
-    EXPECT_THROW(
-        base.as_transaction([&] { base.rollback_transaction(), throw std::logic_error("x"); }),
-        std::logic_error);
-    EXPECT_TRUE(base.is_in_transaction()) << "the one around it is not the body's to end";
     base.commit_transaction();
-    EXPECT_EQ(stored(), "2");
+    EXPECT_FALSE(base.is_in_transaction());
+    EXPECT_EQ(stored(), "3");
+    fails(SQLITE_MISUSE, "the body must end",
+          [&] { base.as_transaction([&] { begin_and_add(base); }); });
     {
         db::DBBase dying({"me", 1}, connection);
-        dying.begin_transaction();
-        add();
-        dying.begin_transaction();
-        add();
+        begin_and_add(dying);
+        begin_and_add(dying);
     }
-    EXPECT_EQ(stored(), "2") << "what nobody committed is rolled back";
-    base.begin_transaction();
-    connection->execute("ROLLBACK");
+    EXPECT_EQ(stored(), "3") << "what nobody committed is rolled back";
+    begin_and_add(base);
+    query("ROLLBACK");
     fails(SQLITE_ABORT_ROLLBACK, "already", [&] { base.commit_transaction(); });
     EXPECT_FALSE(base.is_in_transaction());
 }
 
 TEST_F(HandlerBase, StoresTheUserDataVersion) {
     base.db_set_user_data_version("-12");
-    EXPECT_EQ(shown(connection->execute("PRAGMA user_version")), "-12");
+    EXPECT_EQ(query("PRAGMA user_version"), "-12");
     for (const char* bad : {"", "1;DROP TABLE t", "2147483648", "x"}) {
         fails(SQLITE_MISMATCH, "version", [&] { base.db_set_user_data_version(bad); });
     }
