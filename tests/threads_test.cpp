@@ -1,10 +1,6 @@
-#include "base/base.shared/logging/logging.h"
-#include "bll/bll.shared/db2/db_handler_user.h"
 #include "tests/support.h"
 
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <list>
 #include <regex>
 #include <sstream>
@@ -33,16 +29,14 @@ void on_threads(const std::function<void(int)>& work) {
 template <typename Lock>
 void work_on_users(DBUser& users, int thread, int rounds, Lock& lock) {
     for (int i = 0; i < rounds; ++i) {
-        db::UserRow row;
-        row.user_id = std::to_string(thread) + "." + std::to_string(i);
-        row.user_name = "<" + row.user_id + ">";
-        row.data_type = 2;
+        const std::string id = std::to_string(thread) + "." + std::to_string(i);
+        db::UserRow row = contact(id, "<" + id + ">");
         const auto hold = [&](auto run) { return std::lock_guard(lock), run(); };
         EXPECT_EQ(hold([&] { return users.Insert(row); }), 1U);
         EXPECT_EQ(hold([&] { return users.SearchUserRowsWithKeyWord(row.user_name); }).size(), 1U);
         EXPECT_EQ(hold([&] { return users.DelUserByUserIdAndSource("nobody", 0); }), 0U);
-        EXPECT_EQ(hold([&] { return DBUser::UpdateIsStartByIdAndSource(true, "all", 0, users); }),
-                  1U);
+        const auto star = [&] { return DBUser::UpdateIsStartByIdAndSource(1, "all", 0, users); };
+        EXPECT_EQ(hold(star), 1U);
         users.as_transaction([&] { // reads first: a late write lock would fail
             EXPECT_EQ(users.GetUserByUserIdAndSource("all", 0, row), 1U);
             row.gender += 1;
@@ -78,10 +72,10 @@ TEST(Threads, StoresOnConnectionsOfTheirOwnWaitForEachOther) {
 }
 
 TEST(Threads, StoresShareAConnectionUnderItsLock) {
-    const auto shared = std::make_shared<database>(sqlite::special_t::in_memory);
+    const auto shared = in_memory();
     std::list<DBUser> stores; // all live until the end: USER_REGEX is the last one's
     for (int t = 0; t < thread_count; ++t) {
-        stores.emplace_back(std::pair<std::string, int>("me", 1), shared);
+        stores.emplace_back(std::pair("me", 1), shared);
     }
     nothing_is_lost(shared, 40, [&](int thread) {
         work_on_users(*std::next(stores.begin(), thread), thread, 40, *shared);
@@ -117,7 +111,7 @@ void log_on_threads() {
 }
 
 TEST(Threads, LogWholeLinesToStandardError) {
-    base::log::set_sink({});
+    const logging_to standard_error({});
     testing::internal::CaptureStderr();
     log_on_threads();
     std::istringstream written(testing::internal::GetCapturedStderr());
@@ -128,27 +122,22 @@ TEST(Threads, LogWholeLinesToStandardError) {
         ASSERT_TRUE(std::regex_match(line, format)) << line;
     }
     EXPECT_EQ(count, thread_count * 100);
-    logInited = false;
 }
 
 TEST(Threads, LogEveryMessageWhileTheSinkIsReplaced) {
     std::atomic<int> seen = 0;
     std::atomic<bool> over = false;
-    const auto replace = [&] {
-        base::log::set_sink([&seen, one = std::make_shared<int>(1)](auto&&...) { seen += *one; });
-    };
-    replace();
+    const auto sink = [&seen, one = std::make_shared<int>(1)](auto&&...) { seen += *one; };
+    const logging_to first(sink);
     std::thread replacer([&] {
         while (!over) {
-            replace();
+            base::log::set_sink(sink);
         }
     });
     log_on_threads();
     over = true;
     replacer.join();
     EXPECT_EQ(seen, thread_count * 100);
-    base::log::set_sink({});
-    logInited = false;
 }
 
 } // namespace

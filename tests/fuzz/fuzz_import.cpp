@@ -1,5 +1,4 @@
 #include "apps/userdb/record_json.h"
-#include "bll/bll.shared/db2/user_columns.h"
 #include "tests/support.h"
 
 #include <nlohmann/json.hpp>
@@ -30,7 +29,7 @@ db::UserRow reread(const db::UserRow& row, bool& is_utf8) {
 /// The input is a line of an import.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     GTEST_FLAG_SET(break_on_failure, true);
-    static db::DBUser users({}, std::make_shared<sqlite::database>(sqlite::special_t::in_memory));
+    static db::DBUser users({}, in_memory());
     const std::string line(reinterpret_cast<const char*>(data), size);
     bool is_utf8 = false;
     db::UserRow any; // also of bytes that no line can hold

@@ -1,9 +1,5 @@
 #include "base/base.shared/utils/regex_container.h"
-#include "bll/bll.shared/db2/db_handler_user.h"
 #include "tests/support.h"
-
-#include <regex.h>
-#include <string_view>
 
 namespace {
 
@@ -13,14 +9,7 @@ bool fits(const std::string& key, const char* before, const char* after, const s
     const std::string pattern = std::string(before) + key + after;
     base::RegexContainer container;
     container.build_reg(key, pattern);
-    if (!container.check_key_word(key)) {
-        return false;
-    }
-    regex_t plain;
-    EXPECT_EQ(regcomp(&plain, pattern.c_str(), REG_EXTENDED | REG_ICASE), 0) << pattern;
-    const int code = regexec(&plain, text.c_str(), 0, nullptr, 0);
-    regfree(&plain);
-    return code == 0;
+    return container.check_key_word(key) && plainly_matches(pattern, text).value();
 }
 
 } // namespace
@@ -29,7 +18,7 @@ bool fits(const std::string& key, const char* before, const char* after, const s
 /// further calls of the function of one store.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     GTEST_FLAG_SET(break_on_failure, true);
-    static const auto connection = std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
+    static const auto connection = in_memory();
     const db::DBUser users({}, connection);
     auto call = connection->prepare_statement("SELECT USER_REGEX(:name, :remark, :group, :key)");
     std::string_view rest(reinterpret_cast<const char*>(data), size);
