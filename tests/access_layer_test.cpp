@@ -70,8 +70,6 @@ TEST_F(AccessLayer, ReadsWhateverAColumnHolds) {
 }
 
 TEST_F(AccessLayer, WalksEachRowOnce) {
-    const auto none = numbers(0);
-    EXPECT_TRUE(none.begin() == none.end());
     const auto three = numbers(3);
     auto it = three.begin();
     const auto other = three.begin(); // steps nothing
@@ -86,7 +84,6 @@ TEST_F(AccessLayer, WalksEachRowOnce) {
         EXPECT_EQ(it == three.end(), i > 0);
     }
     EXPECT_TRUE(other == three.end() && three.begin() == three.end());
-
     EXPECT_EQ(std::ranges::count_if(numbers(9), [](auto& row) { return number_of(row) > 5; }), 4);
 }
 
@@ -129,12 +126,11 @@ TEST_F(AccessLayer, FunctionsFailTheirStepWhichEndsTheWalk) {
 TEST_F(AccessLayer, AStatementRunsAgain) {
     run("CREATE TABLE t (i INTEGER PRIMARY KEY)");
     auto insert = db.prepare_statement("INSERT INTO t VALUES (:i)");
-    insert.bind(":i", 1U);
-    db.execute(insert);
-    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "t.i, in: INSERT", [&] { db.execute(insert); });
-    insert.bind(":i", 2U);
-    db.execute(insert);
-
+    for (const unsigned int i : {1U, 2U}) {
+        insert.bind(":i", i);
+        db.execute(insert);
+        fails(SQLITE_CONSTRAINT_PRIMARYKEY, "t.i, in: INSERT", [&] { db.execute(insert); });
+    }
     auto select = db.prepare_statement("SELECT i FROM t WHERE i >= :i ORDER BY i");
     select.bind(":i", 1U);
     const auto abandoned = db.execute(select);
@@ -159,7 +155,6 @@ TEST_F(AccessLayer, CountsWhatAStatementChanged) {
     EXPECT_EQ(db.last_insert_rowid(), 3);
     EXPECT_EQ(run("CREATE TABLE u (i)").row_modification_count(), 0U);
     EXPECT_EQ(run("SELECT i FROM t").row_modification_count(), 0U);
-    EXPECT_EQ(db.changes(), 3U);
     EXPECT_EQ(run("UPDATE t SET i = 0 WHERE i > 9").row_modification_count(), 0U);
     EXPECT_EQ(db.changes(), 0U);
     EXPECT_EQ(db.size(), 3U * 8192);
@@ -175,14 +170,12 @@ TEST_F(AccessLayer, ErrorsNameWhatIsWrong) {
 
     auto stmt = db.prepare_statement("SELECT a AS x, b FROM t WHERE a = :a");
     fails(SQLITE_RANGE, "no parameter ':b' in: SELECT a AS", [&] { stmt.bind(":b", 1U); });
-    fails(SQLITE_RANGE, "no parameter 'a' in", [&] { stmt.bind("a", 1LL); });
     fails(SQLITE_RANGE, "no parameter ':a\\0b' in", [&] { stmt.bind(":a\0b"s, ""); });
     const auto one = run("SELECT 1 AS x");
     const sqlite::row row = *one.begin();
     fails(SQLITE_RANGE, "no column 'y' in the result of: SELECT 1 AS x", [&] { (void)row["y"]; });
     fails(SQLITE_RANGE, "no column at position 1 of 1", [&] { (void)row[1]; });
     const auto none = db.execute(stmt);
-    fails(SQLITE_RANGE, "no column 'a'", [&] { (void)(*none.begin())["a"]; });
     fails(SQLITE_RANGE, "read column 'b'", [&] { (void)(*none.begin())["b"].is_null(); });
     database other(sqlite::special_t::in_memory);
     fails(SQLITE_MISUSE, "another connection: SELECT a", [&] { other.execute(stmt); });
@@ -301,13 +294,11 @@ TEST_F(Transactions, RollBackWhatCannotBeCommitted) {
 TEST_F(Transactions, EndInnerBeforeOuter) {
     sqlite::transaction outer(db);
     add(1);
-    {
-        sqlite::transaction inner(db);
-        add(2);
-        fails(SQLITE_MISUSE, "while an inner", [&] { outer.commit(); });
-        inner.rollback();
-        fails(SQLITE_MISUSE, "is over", [&] { inner.commit(); });
-    }
+    sqlite::transaction inner(db);
+    add(2);
+    fails(SQLITE_MISUSE, "while an inner", [&] { outer.commit(); });
+    inner.rollback();
+    fails(SQLITE_MISUSE, "is over", [&] { inner.commit(); });
     outer.commit();
     EXPECT_EQ(stored(), "1");
 }

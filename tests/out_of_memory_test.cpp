@@ -118,10 +118,6 @@ struct World {
     uint64_t number = 0;
 };
 
-void give_text(sqlite3_context* context, int /*argc*/, sqlite3_value** /*value*/) {
-    sqlite3_result_text(context, std::string(50, 'h').c_str(), -1, SQLITE_TRANSIENT);
-}
-
 constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
 const char* const each = "(user name of one|remark name of two|nick name of three)";
 
@@ -148,18 +144,16 @@ struct Operation {
         w.text = shown(w.db->execute(*w.kept));
     }},
     {"Size", [](World& w) { w.number = w.db->size(); }},
-    {"Function", [](World& w) {
-        w.db->add_custom_function({"f", 0, give_text});
-        w.text = shown(w.run("SELECT f()"));
-    }},
     {"Transactions", [](World& w) {
-        w.db->as_transaction([&](database& db) {
+        w.users->as_transaction([&] {
             w.add("four");
-            db.as_transaction([&](database&) { w.add("five"); });
-            sqlite::transaction undone(db);
-            w.add("six");
+            w.users->begin_transaction();
+            w.add("five");
             w.users->CreateTable(); // what rolls back must be compiled anew
-            db.execute("CREATE TABLE other (i)");
+            w.run("CREATE TABLE other (i)");
+            w.users->rollback_transaction();
+            w.db->as_transaction([&](database&) { w.add("six"); });
+            w.users->db_set_user_data_version("7");
         });
     }},
     {"LostTransaction", [](World& w) {
@@ -173,40 +167,22 @@ struct Operation {
         } catch (int) { // as it should
         }
     }},
-    {"HandlerTransactions", [](World& w) {
-        w.users->as_transaction([&] {
-            w.users->begin_transaction();
-            w.add("four");
-            w.users->rollback_transaction();
-            w.users->begin_transaction();
-            w.add("five");
-            w.users->db_set_user_data_version("7");
-            w.users->commit_transaction();
-        });
-    }},
     {"NewStore", [](World& w) { w.rows = DBUser({"me", 2}, in_memory()).GetAll(); }},
     {"Logging", [](World& w) {
         base::log::set_sink([](auto, auto& tag, auto& text) { (void)(tag + text); });
         const DBUser passing({"me", 2}, w.db);
         w.number = w.users->UpdateRemarkByIdAndSource("a new remark", "one", 1, *w.users);
     }},
-    {"CreateTable", [](World& w) { w.users->CreateTable(); }},
     {"Insert", [](World& w) { w.number = w.add("four"); }},
     {"Ignore", [](World& w) { w.number = w.users->InsertOrIgnore(w.whole("four")); }},
     {"Replace", [](World& w) { w.number = w.users->InsertOrReplace(w.whole("two", "new ")); }},
     {"Update", [](World& w) { w.number = w.users->Update(w.whole("two", "new ")); }},
     {"DataType", [](World& w) { w.users->UpdateDataTypeByIdAndSource(6, "two", 1, *w.users); }},
-    {"IsStart", [](World& w) { w.users->UpdateIsStartByIdAndSource(true, "two", 1, *w.users); }},
-    {"Attention", [](World& w) { w.users->UpdateIsAttentionByIdAndSource(1, "two", 1, *w.users); }},
     {"Remark", [](World& w) { w.users->UpdateRemarkByIdAndSource("{}", "two", 1, *w.users); }},
     {"Delete", [](World& w) { w.number = w.users->DelUserByUserIdAndSource("two", 1); }},
     {"Get", [](World& w) { w.number = w.users->GetUserByUserIdAndSource("two", 1, w.rows[0]); }},
-    {"GetOfType", [](World& w) {
-        w.users->GetUserByIdSourceAndDataType("two", 1, contacts, w.rows[0]);
-    }},
     {"Batch", [](World& w) { w.rows = w.users->GetUserRowsByUserIds({{"one", 1}, {"two", 1}}); }},
     {"ListOfType", [](World& w) { w.rows = w.users->GetUsersByDataType(contacts); }},
-    {"ListOfSource", [](World& w) { w.rows = w.users->GetUsersByDataTypeAndSource(contacts, 1); }},
     {"ListAll", [](World& w) { w.rows = w.users->GetAll(); }},
     {"Search", [](World& w) { w.rows = w.users->SearchUserRowsWithKeyWord(each); }},
 };
