@@ -1,5 +1,6 @@
 #include "tests/support.h"
 
+#include <array>
 #include <stdexcept>
 
 namespace {
@@ -41,14 +42,12 @@ TEST_F(HandlerBase, EscapedTextsDecodeToThemselves) {
         stmt.bind(":raw", "<" + raw + ">");
         EXPECT_EQ(shown(connection->execute(stmt)), raw + "|1|0");
     }
-    struct {
-        std::string text, from, to, expected;
-    } const cases[] = {{"aaa", "aa", "b", "ba"}, {"aXbX", "X", "XX", "aXXbXX"},
-                       {"abc", "", "z", "abc"},  {"", "a", "b", ""},
-                       {"abab", "ab", "", ""},   {"ab", "abc", "x", "ab"}};
-    for (auto c : cases) {
-        base.replace_all_in_string(c.text, c.from, c.to);
-        EXPECT_EQ(c.text, c.expected);
+    const std::array<std::string, 4> cases[] = {
+        {"aaa", "aa", "b", "ba"}, {"aXbX", "X", "XX", "aXXbXX"}, {"abc", "", "z", "abc"},
+        {"", "a", "b", ""},       {"abab", "ab", "", ""},        {"ab", "abc", "x", "ab"}};
+    for (auto [text, from, to, expected] : cases) {
+        base.replace_all_in_string(text, from, to);
+        EXPECT_EQ(text, expected);
     }
 }
 

@@ -31,9 +31,7 @@ const std::string full_record_seen =
 
 class UserStore : public WithStore {
 protected:
-    std::string see(const std::string& rest = "") {
-        return query("SELECT " + columns + " FROM users" + rest);
-    }
+    std::string see() { return query("SELECT " + columns + " FROM users"); }
     UserRow store(const std::string& user_id, uint32_t source) {
         UserRow row;
         row.user_id = user_id;
@@ -45,7 +43,6 @@ protected:
 
 TEST_F(UserStore, CreatesTheTableOnce) {
     const std::string schema = query("SELECT sql FROM sqlite_master WHERE name = 'users'");
-    EXPECT_EQ(schema.size(), 2038U);
     uint32_t checksum = 2166136261U; // FNV-1a, for each blank and tab
     for (const char c : schema) {
         checksum = (checksum ^ static_cast<unsigned char>(c)) * 16777619U;
