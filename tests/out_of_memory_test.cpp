@@ -173,16 +173,23 @@ struct Operation {
         const DBUser passing({"me", 2}, w.db);
         w.number = w.users->UpdateRemarkByIdAndSource("a new remark", "one", 1, *w.users);
     }},
+    {"CreateTable", [](World& w) { w.users->CreateTable(); }},
     {"Insert", [](World& w) { w.number = w.add("four"); }},
     {"Ignore", [](World& w) { w.number = w.users->InsertOrIgnore(w.whole("four")); }},
     {"Replace", [](World& w) { w.number = w.users->InsertOrReplace(w.whole("two", "new ")); }},
     {"Update", [](World& w) { w.number = w.users->Update(w.whole("two", "new ")); }},
     {"DataType", [](World& w) { w.users->UpdateDataTypeByIdAndSource(6, "two", 1, *w.users); }},
+    {"IsStart", [](World& w) { w.users->UpdateIsStartByIdAndSource(true, "two", 1, *w.users); }},
+    {"Attention", [](World& w) { w.users->UpdateIsAttentionByIdAndSource(1, "two", 1, *w.users); }},
     {"Remark", [](World& w) { w.users->UpdateRemarkByIdAndSource("{}", "two", 1, *w.users); }},
     {"Delete", [](World& w) { w.number = w.users->DelUserByUserIdAndSource("two", 1); }},
     {"Get", [](World& w) { w.number = w.users->GetUserByUserIdAndSource("two", 1, w.rows[0]); }},
+    {"GetOfType", [](World& w) {
+        w.users->GetUserByIdSourceAndDataType("two", 1, contacts, w.rows[0]);
+    }},
     {"Batch", [](World& w) { w.rows = w.users->GetUserRowsByUserIds({{"one", 1}, {"two", 1}}); }},
     {"ListOfType", [](World& w) { w.rows = w.users->GetUsersByDataType(contacts); }},
+    {"ListOfSource", [](World& w) { w.rows = w.users->GetUsersByDataTypeAndSource(contacts, 1); }},
     {"ListAll", [](World& w) { w.rows = w.users->GetAll(); }},
     {"Search", [](World& w) { w.rows = w.users->SearchUserRowsWithKeyWord(each); }},
 };
