@@ -91,8 +91,9 @@ TEST(RegexContainer, KnowsWhatItWasBuiltFor) {
     EXPECT_FALSE(regex.check_key_word("ke") || regex.exec("ek"));
     regex.build_reg("bad", "(");
     EXPECT_FALSE(regex.check_key_word("bad") || regex.check_key_word("key") || regex.exec("("));
-    regex.build_reg("", "x");
+    regex.build_reg("", "[]x]");
     EXPECT_TRUE(regex.check_key_word("") && regex.exec("x") && !regex.exec("kke"));
+    EXPECT_FALSE(regex.rules_out("", "x"));
     regex.clear();
     EXPECT_FALSE(regex.check_key_word("") || regex.exec("x"));
 }
