@@ -127,12 +127,15 @@ TEST(RegexContainer, RefusesWhatHasNoBound) {
         "a" + repeated("|a", 10000), "a" + repeated("+", 30),
         repeated("(", 9) + "a" + repeated("+)*", 9), "((a*)*)*b", ".*{,2}{,2}{1}{2,}{,2}{,2}",
         "(.?){1000}", repeated("[^a]?[^b]?", 200), "(.*(k|\\<)+){9}", "(^|a)*",
-        repeated("x", 70001), "[ab]{1}{,1000}", "(()|()){1,3}{2,}(){,2}+"};
+        repeated("x", 70001), "[ab]{1}{,1000}", "(()|()){1,3}{2,}(){,2}+", "(()|a)*b", "(a{0})*", repeated("()", 9),
+        repeated("a?*", 30), "(a?|b?|c?|d?|e?|f?|g?|h?|z){8,}", repeated("a*{1,3}", 20),
+        repeated("\\b", 30), repeated("(^|$)", 30), repeated("a|", 1992) + "a"};
     const std::vector<std::string> ordinary{
-        "", ":)", "a.{100}b", "[a-z]{1,100}", "(.?){100}", "((ab){1,10}){1,10}", "(a*)*b",
+        "", ":)", "f()", "a||b", "a.{100}b", "[a-z]{1,100}", "(.?){100}", "((ab){1,10}){1,10}", "(a*)*b",
+        "([a-z]*[0-9]?){1,10}", "^[a-z]{1,100}$", "\\b(ann|bob|carl|dave)\\b",
         "(alice|bob|carol|dave|erin|frank|grace|heidi)+ [0-9]{2,4}", "([a-z]+ ){1,100}",
         "(a|b|c|d|e|f){1,100}", repeated("[a-z]*[0-9]?", 18), "^[[:upper:]][^]x]*\\.$",
-        "a" + repeated("|name", 40), "\\bann\\b", repeated("x", 65536), repeated("雨 ", 16384)};
+        "a" + repeated("|name", 40), repeated("x", 65536), repeated("雨 ", 16384)};
     // clang-format on
     for (const auto* key_words : {&hostile, &ordinary}) {
         for (const std::string& key_word : *key_words) {
@@ -197,7 +200,7 @@ TEST(RegexContainer, AgreesWithTheCLibrary) {
         }
     }
     EXPECT_GT(ruled_out, 400) << "or the filter is of no use";
-    EXPECT_LT(refused, 160) << "or ordinary expressions are refused";
+    EXPECT_LT(refused, 320) << "or ordinary expressions are refused";
 }
 
 } // namespace

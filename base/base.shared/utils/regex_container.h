@@ -14,13 +14,14 @@ namespace base {
 /// matched byte by byte, whatever the locale of the process. One container serves one thread at a
 /// time.
 ///
-/// Cost is bounded: what might take the C library over 0.1 s or 64 MB to compile, or 50 ms to match
-/// with 1 KB of text, is refused as an invalid pattern is. Refused are patterns with
-/// - back-references, anchors in repetitions, repetitions of what may be empty in one another, or
-///   more than 20 groups and repetitions in one another or 70,000 bytes;
-/// - over 1,000 points, intervals written out: sets times different sets and literals, a quarter of
-///   the characters in alternatives and repetitions, all fourfold if there are anchors.
-/// Plain text is never refused. For exactly how points count see `regex_outline.cpp`.
+/// Cost is bounded: what could take the C library over 0.1 s or 64 MB to compile, or 50 ms to match
+/// with 1 KB of text, is refused as an invalid pattern is. The rule, intervals written out:
+/// - the sets, times the different sets and literals, come to 1,000 points at most, half of that if
+///   there are anchors; of the characters and operators in alternatives and repetitions four count
+///   one point, of the branches sixteen;
+/// - no back-references, no anchors in repetitions, at most 8 anchors and empty alternatives, 20
+///   groups and repetitions inside each other, one of what may be empty, and 70,000 bytes.
+/// Text without operators is never refused up to that length.
 class RegexContainer {
 public:
     /// Not ready, with an empty pattern and keyword.
@@ -38,8 +39,9 @@ public:
     void build_reg(std::string key_word, std::string pattern);
     /// Whether the expression matches anywhere in the text; false if the container is not ready,
     /// and if the C library finds no memory to match with: it does not tell the two apart. A text
-    /// of more than 8 KB may be matched in pieces, which hides matches longer than 4 KB from
-    /// expressions of more than some ten sets. Throws std::bad_alloc like `build_reg`.
+    /// of more than 8 KB is matched in pieces if the expression has more than some ten sets or
+    /// alternatives: it may then miss a match longer than 4 KB, takes a piece's ends for those of a
+    /// word, and is compiled again every 4 KB. Throws std::bad_alloc like `build_reg`.
     [[nodiscard]] bool exec(const char* text);
     /// True only if the container was last built for exactly this keyword and `exec` would find no
     /// match in the text, which has no NUL byte. Far cheaper than `exec`, but not always sure; also

@@ -25,24 +25,27 @@ struct Shape {
     size_t characters = 0; // other ones
     size_t sets = 0;
     size_t operators = 0;
-    size_t branches = 0; // ways from one character or set to a next one, but for each one's first
-    size_t first = 0;    // characters and sets that a match can begin with
-    size_t last = 0;     // characters and sets that a match can end with
-    size_t depth = 0;    // of groups and repetitions inside each other
-    size_t ways = 1;     // to match nothing
-    size_t anchors = 0;
+    size_t branches = 0;    // steps from one character or set to a next one, but for the first such
+    size_t first = 0;       // characters and sets that a match can begin with
+    size_t last = 0;        // characters and sets that a match can end with
+    size_t depth = 0;       // of groups and repetitions inside each other
+    size_t ways = 1;        // to match nothing
+    size_t anchors = 0;     // and other places of nothing
     size_t empty_depth = 0; // of repetitions of what may be empty inside each other
 
     [[nodiscard]] bool may_be_empty() const { return ways > 0; }
 };
 
+/// An anchor, and what stands between two bars or parentheses without anything between.
+constexpr Shape nothing{.operators = 1, .anchors = 1};
+
 Shape sequence(const Shape& a, const Shape& b) {
-    const size_t ways = a.last * b.first;
+    const size_t steps = a.last * b.first;
     return {.plain = a.plain + b.plain,
             .characters = a.characters + b.characters,
             .sets = a.sets + b.sets,
             .operators = a.operators + b.operators,
-            .branches = a.branches + b.branches + ways - (ways > 0 ? 1 : 0),
+            .branches = a.branches + b.branches + steps - (steps > 0 ? 1 : 0),
             .first = a.first + (a.may_be_empty() ? b.first : 0),
             .last = b.last + (b.may_be_empty() ? a.last : 0),
             .depth = std::max(a.depth, b.depth),
@@ -160,8 +163,9 @@ private:
             const Shape atom = read_atom();
             all = bounded(sequence(all, read_repetitions(atom, before)));
         }
-        // Nothing in a group or alternative makes the C library take time without bound.
-        require(m_at > start || m_pattern.empty());
+        if (m_at == start) {
+            all = nothing;
+        }
         m_is_first = is_first;
         return all;
     }
@@ -212,7 +216,7 @@ private:
 
     Shape anchor() {
         end_piece();
-        return {.operators = 1, .anchors = 1};
+        return nothing;
     }
 
     Shape read_escape() {
@@ -300,7 +304,7 @@ private:
         const bool has_comma = skip(',');
         const bool is_open = has_comma && next() == '}';
         const size_t most = has_comma && !is_open ? read_number() : least;
-        require(skip('}') && least <= most && most + (is_open ? 1 : 0) > 0);
+        require(skip('}') && least <= most);
         Shape all;
         for (size_t i = 0; i < least; ++i) {
             all = bounded(sequence(all, shape));
@@ -313,6 +317,8 @@ private:
                 rest = bounded(optional(sequence(rest, shape)));
             }
             all = sequence(all, rest);
+        } else if (most == 0) {
+            all = nothing;
         }
         shape = all;
         return least > 0;
