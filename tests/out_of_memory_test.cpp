@@ -70,9 +70,12 @@ void operator delete[](void* block) noexcept { operator delete(block); }
 void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }
 // clang-format on
 
+static int compiled = 0; // expressions so far
+
 /// No hook reaches the memory of expressions: the call itself fails.
 extern "C" int regcomp(regex_t* expression, const char* pattern, int flags) {
     static const auto real = reinterpret_cast<decltype(&regcomp)>(dlsym(RTLD_NEXT, "regcomp"));
+    ++compiled;
     return memory.refuses(of_expressions) ? REG_ESPACE : real(expression, pattern, flags);
 }
 
@@ -287,6 +290,24 @@ TEST(OwedRollback, IsPaidBeforeTheNextTransactionBegins) {
         EXPECT_EQ(w.told(), before);
     };
     EXPECT_EQ(w.db->as_transaction(begin), 0U);
+}
+
+TEST(Expressions, AreCompiledAnewForMemoryAloneNotForEachRow) {
+    const scratch_directory directory;
+    World w(directory.file("a.db"));
+    const auto compiled_by = [&](const std::string& key_word) {
+        const int before = compiled;
+        w.users->SearchUserRowsWithKeyWord(key_word);
+        return compiled - before;
+    };
+    for (int i = 0; i < 50; ++i) {
+        w.add(std::string(200, 'a') + std::to_string(i));
+    }
+    EXPECT_EQ(compiled_by("(.*)\\1"), 1) << "the check for nick names alone: it is refused";
+    EXPECT_LE(compiled_by("[z-a]"), 3) << "the C library refuses it, once for each matcher";
+    EXPECT_EQ(compiled_by("aaa"), 3);
+    EXPECT_EQ(compiled_by("aaa"), 0);
+    EXPECT_GT(compiled_by("a[^b]{30}[~]"), 3) << "what its many states take is given back";
 }
 
 } // namespace
