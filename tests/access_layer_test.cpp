@@ -84,7 +84,10 @@ TEST_F(AccessLayer, WalksEachRowOnce) {
         EXPECT_EQ(it == three.end(), i > 0);
     }
     EXPECT_TRUE(other == three.end() && three.begin() == three.end());
-    EXPECT_EQ(std::ranges::count_if(numbers(9), [](auto& row) { return number_of(row) > 5; }), 4);
+    static_assert(std::input_iterator<sqlite::result::const_iterator>);
+    const auto nine = numbers(9);
+    const auto is_large = [](auto& row) { return number_of(row) > 5; };
+    EXPECT_EQ(std::count_if(nine.begin(), nine.end(), is_large), 4);
 }
 
 TEST_F(AccessLayer, IteratorsAreAssignedWithoutTouchingTheOtherResult) {

@@ -143,8 +143,8 @@ private:
     /// Expects the rows to be those of the map for which `selected` holds.
     template <typename Selected>
     void same(std::vector<UserRow> rows, Selected selected) {
-        EXPECT_EQ(rows.size(), std::ranges::count_if(m_expected, selected,
-                                                     &decltype(m_expected)::value_type::second));
+        const auto is_selected = [&](const auto& entry) { return selected(entry.second); };
+        EXPECT_EQ(rows.size(), std::count_if(m_expected.begin(), m_expected.end(), is_selected));
         for (UserRow& row : rows) {
             EXPECT_TRUE(selected(row) && row == m_expected.at({row.user_id, row.user_source}));
         }

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <random>
-#include <regex.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -42,17 +41,6 @@ inline std::string shown(const sqlite::result& res) {
         }
     }
     return all;
-}
-
-/// Whether plain regexec finds the pattern in the text; nothing if it is no valid expression.
-inline std::optional<bool> plainly_matches(const std::string& pattern, const std::string& text) {
-    regex_t plain;
-    if (regcomp(&plain, pattern.c_str(), REG_EXTENDED | REG_ICASE) != 0) {
-        return {};
-    }
-    const int code = regexec(&plain, text.c_str(), 0, nullptr, 0);
-    regfree(&plain);
-    return code == 0;
 }
 
 /// Hands what is logged to a sink until its end.

@@ -15,9 +15,12 @@ constexpr int thread_count = 4;
 
 /// Runs `work(0)`, `work(1)` and so on, each on a thread of its own.
 void on_threads(const std::function<void(int)>& work) {
-    std::list<std::jthread> threads; // joined at their end
+    std::list<std::thread> threads;
     for (int t = 0; t < thread_count; ++t) {
         threads.emplace_back([&work, t] { EXPECT_NO_THROW(work(t)) << "thread " << t; });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
     }
 }
 

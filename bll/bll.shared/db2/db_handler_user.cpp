@@ -121,10 +121,10 @@ Positions column_positions(const sqlite::row& row) {
     return positions;
 }
 
-UserRow Load(const sqlite::row& row, const Positions& positions) {
+/// Fills a record that holds the defaults.
+void Load(const sqlite::row& row, const Positions& positions, UserRow& user_row) {
     sqlite3_stmt* stmt = sqlite::detail::access::handle(row);
     const sqlite::detail::connection_hold hold(sqlite3_db_handle(stmt));
-    UserRow user_row;
     auto position = positions.begin();
     for_each_user_column([&](const auto& column) {
         auto& field = user_row.*column.field;
@@ -137,7 +137,6 @@ UserRow Load(const sqlite::row& row, const Positions& positions) {
             field = value;
         }
     });
-    return user_row;
 }
 
 template <typename T>
@@ -216,7 +215,9 @@ uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind, UserRow&
     if (row == res.end()) {
         return 0;
     }
-    user_row = Load(*row, column_positions(*row));
+    UserRow found; // `user_row` stays as it is if this throws
+    Load(*row, column_positions(*row), found);
+    user_row = std::move(found);
     return 1;
 }
 
@@ -228,7 +229,7 @@ std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bin
     if (res.begin() != res.end()) {
         const Positions positions = column_positions(*res.begin());
         for (const sqlite::row& row : res) {
-            user_rows.push_back(Load(row, positions));
+            Load(row, positions, user_rows.emplace_back());
         }
     }
     return user_rows;
@@ -262,8 +263,7 @@ uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_
     });
 }
 
-/// An argument of an SQL function up to its first NUL, valid while the function runs; SQL NULL as
-/// an empty text.
+/// An argument of an SQL function, valid while the function runs; SQL NULL as an empty text.
 std::string_view text_of(sqlite3_value* value) {
     if (sqlite3_value_type(value) == SQLITE_NULL) { // asked before a conversion can leave NULL
         return {};
@@ -272,7 +272,11 @@ std::string_view text_of(sqlite3_value* value) {
     if (text == nullptr) {
         throw std::bad_alloc(); // SQLite found no memory for the conversion
     }
-    return reinterpret_cast<const char*>(text);
+    return {reinterpret_cast<const char*>(text), static_cast<size_t>(sqlite3_value_bytes(value))};
+}
+
+std::string_view up_to_nul(std::string_view text) {
+    return text.substr(0, text.find('\0'));
 }
 
 /// The container, made first if there is none yet.
@@ -448,28 +452,33 @@ void DBUser::create_custom_function() {
         if (strong_flag == nullptr) {
             return; // the store is gone; the result stays SQL NULL
         }
-        const std::string_view user_name = text_of(value[0]);
-        const std::string_view remark_json = text_of(value[1]);
-        const std::string_view group_json = text_of(value[2]);
-        const std::string_view key_word = text_of(value[3]);
-        // A matcher whose expression is built already need not be asked about a text that it cannot
-        // match. All others are, also after a match: their expressions follow the keyword.
-        const auto may_match = [key_word](const auto& regex, std::string_view text) {
-            return regex == nullptr || !regex->rules_out(key_word, text);
-        };
+        const std::string_view key_word = up_to_nul(text_of(value[3]));
         bool find = false;
-        if (!user_name.empty() && may_match(m_user_name_search_regex, user_name)) {
-            find = user_name_search(std::string(user_name), std::string(key_word));
-        }
+        // Calls a matcher where its container does not know the answer; after a match only where
+        // the container has yet to follow the keyword.
+        const auto search = [&](const auto& regex, sqlite3_value* value, size_t shortest,
+                                auto matcher) {
+            const bool is_built = regex != nullptr && regex->was_built_for(key_word);
+            if (find && is_built) {
+                return;
+            }
+            const std::string_view whole = text_of(value);
+            const base::Answer answer =
+                is_built ? regex->known_answer(whole) : base::Answer::unknown;
+            if (answer == base::Answer::no) {
+                return; // nor does it match up to a NUL byte
+            }
+            const std::string_view text = up_to_nul(whole);
+            if (text.size() >= shortest) {
+                const bool is_known = answer == base::Answer::yes && text.size() == whole.size() &&
+                                      &regex != &group_member_search_regex; // the second stage
+                find |= is_known || (this->*matcher)(std::string(text), std::string(key_word));
+            }
+        };
+        search(m_user_name_search_regex, value[0], 1, &DBUser::user_name_search);
         // Texts up to 2 bytes are "{}", "[]" and the default "0".
-        if (remark_json.size() > 2 && may_match(m_remark_name_search_regex, remark_json) &&
-            remark_name_search(std::string(remark_json), std::string(key_word))) {
-            find = true;
-        }
-        if (group_json.size() > 2 && may_match(group_member_search_regex, group_json) &&
-            group_member_search(std::string(group_json), std::string(key_word))) {
-            find = true;
-        }
+        search(m_remark_name_search_regex, value[1], 3, &DBUser::remark_name_search);
+        search(group_member_search_regex, value[2], 3, &DBUser::group_member_search);
         sqlite3_result_int(context, find ? 1 : 0);
     };
     m_db->add_custom_function(function);

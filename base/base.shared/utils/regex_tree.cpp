@@ -1,0 +1,419 @@
+#include "base/base.shared/utils/regex_tree.h"
+
+#include <algorithm>
+#include <bitset>
+#include <charconv>
+#include <locale>
+#include <map>
+#include <set>
+#include <utility>
+
+namespace base {
+
+namespace {
+
+using Kind = RegexTree::Kind;
+using ByteSet = std::bitset<256>;
+
+constexpr size_t max_depth = 20;
+constexpr size_t max_parts = 10'000;
+constexpr size_t max_interval = 255; // POSIX asks no more of an engine
+constexpr double max_anchors = 8;
+/// Whether there is a match without a byte.
+bool may_be_empty(const RegexTree& tree) {
+    const auto& parts = tree.parts;
+    switch (tree.kind) {
+    case Kind::sequence:
+        return std::all_of(parts.begin(), parts.end(), may_be_empty);
+    case Kind::alternatives:
+        return std::any_of(parts.begin(), parts.end(), may_be_empty);
+    case Kind::repetition:
+        return tree.least == 0 || may_be_empty(parts[0]);
+    default:
+        return tree.kind == Kind::anchor;
+    }
+}
+
+RegexTree one_of(std::vector<RegexTree> branches) {
+    if (branches.size() == 1) {
+        return std::move(branches.front());
+    }
+    return {.kind = Kind::alternatives, .parts = std::move(branches)};
+}
+
+RegexTree repetition(RegexTree part, size_t least, size_t most) {
+    const bool is_star = part.kind == Kind::repetition && part.least == 0 &&
+                         part.most == RegexTree::unbounded; // so often, it is still the same
+    if (most == 0 || part.is_empty()) {
+        return {};
+    }
+    if (is_star || (least == 1 && most == 1)) {
+        return part;
+    }
+    RegexTree tree{.kind = Kind::repetition, .least = least, .most = most};
+    tree.parts.push_back(std::move(part));
+    return tree;
+}
+
+void append(RegexTree& sequence, RegexTree part) {
+    std::vector<RegexTree>& parts = sequence.parts;
+    if (part.kind == Kind::sequence) {
+        for (RegexTree& inner : part.parts) {
+            append(sequence, std::move(inner));
+        }
+    } else if (part.kind == Kind::literal && !parts.empty() && parts.back().kind == Kind::literal) {
+        parts.back().text += part.text;
+    } else {
+        parts.push_back(std::move(part));
+    }
+}
+
+/// The members of a class such as `[:alpha:]`, none for a name that is no class's.
+ByteSet class_named(std::string_view name) {
+    using type = std::ctype_base;
+    static const std::map<std::string_view, type::mask> masks{
+        {"[:alnum:]", type::alnum}, {"[:alpha:]", type::alpha}, {"[:blank:]", type::blank},
+        {"[:cntrl:]", type::cntrl}, {"[:digit:]", type::digit}, {"[:graph:]", type::graph},
+        {"[:lower:]", type::alpha}, {"[:print:]", type::print}, {"[:punct:]", type::punct},
+        {"[:space:]", type::space}, {"[:upper:]", type::alpha}, {"[:xdigit:]", type::xdigit}};
+    ByteSet members;
+    const auto found = masks.find(name);
+    const auto& types = std::use_facet<std::ctype<char>>(std::locale::classic());
+    for (size_t byte = 1; found != masks.end() && byte < 128; ++byte) {
+        if (types.is(found->second, static_cast<char>(byte))) {
+            members.set(static_cast<size_t>(to_capital(static_cast<char>(byte))));
+        }
+    }
+    return members;
+}
+
+/// A bracket expression in a form on which engines agree: no byte stands in it twice, and those
+/// that a place inside of brackets gives a meaning stand where they have none.
+std::string written(ByteSet members, bool is_negated) {
+    const auto take = [&members](char c) {
+        const bool is_member = members[static_cast<size_t>(c)];
+        members.reset(static_cast<size_t>(c));
+        return is_member ? std::string(1, c) : "";
+    };
+    const std::string bracket = take(']');
+    const std::string hyphen = take('-');
+    const std::string others = take('[') + take('^');
+    std::string ranges;
+    for (size_t end = 0, begin = 0; begin < members.size(); begin = end + 1) {
+        for (end = begin; end + 1 < members.size() && members[begin] && members[end + 1];) {
+            ++end;
+        }
+        if (members[begin]) {
+            ranges += static_cast<char>(begin);
+            ranges += end > begin ? std::string{'-', static_cast<char>(end)} : "";
+        }
+    }
+    return (is_negated ? "[^" : "[") + (bracket.empty() ? hyphen : bracket) + ranges + others +
+           (bracket.empty() ? "" : hyphen) + "]";
+}
+
+/// Reads a pattern from left to right.
+class Parser {
+public:
+    /// Thrown for what is not read.
+    struct refusal {};
+
+    Parser(std::string_view pattern, bool has_word_operators)
+        : m_rest(pattern), m_has_word_operators(has_word_operators) {}
+
+    RegexTree read_alternatives() {
+        std::vector<RegexTree> branches;
+        bool has_empty_one = false;
+        do {
+            RegexTree branch = read_sequence();
+            if (branch.is_empty()) {
+                has_empty_one = true;
+            } else {
+                branches.push_back(std::move(branch));
+            }
+        } while (skip('|'));
+        if (branches.empty()) {
+            return {};
+        }
+        // Some engines see but one way to take no byte, be it the one that asks for an anchor.
+        const auto ways =
+            std::count_if(branches.begin(), branches.end(), may_be_empty) + (has_empty_one ? 1 : 0);
+        require(ways <= 1 || std::none_of(branches.begin(), branches.end(), has_anchor));
+        return repetition(one_of(std::move(branches)), has_empty_one ? 0 : 1, 1);
+    }
+
+private:
+    static void require(bool holds) {
+        if (!holds) {
+            throw refusal();
+        }
+    }
+
+    [[nodiscard]] bool next_is(std::string_view characters) const {
+        return !m_rest.empty() && characters.find(m_rest.front()) != std::string_view::npos;
+    }
+    char take() {
+        require(!m_rest.empty());
+        const char c = m_rest.front();
+        m_rest.remove_prefix(1);
+        return c;
+    }
+    size_t take_capital() { return static_cast<unsigned char>(to_capital(take())); }
+    bool skip(char c) { return m_rest.starts_with(c) && take() == c; }
+
+    RegexTree read_sequence() {
+        RegexTree all;
+        while (!m_rest.empty() && !next_is(m_depth > 0 ? "|)" : "|")) {
+            const size_t before = all.parts.size();
+            append(all, read_repetitions(read_atom()));
+            m_parts += all.parts.size() - before;
+            require(m_parts <= max_parts);
+        }
+        return all.parts.size() == 1 ? one_of(std::move(all.parts)) : all;
+    }
+
+    RegexTree read_atom() {
+        require(!next_is("*+?{"));
+        const char c = take();
+        switch (c) {
+        case '.':
+            return {.kind = Kind::set, .text = "."};
+        case '(':
+            return read_group();
+        case '[':
+            return read_set();
+        case '\\':
+            return read_escape();
+        case '^':
+        case '$':
+            return {.kind = Kind::anchor, .text = {c}};
+        default: // with no group open a closing parenthesis is a character
+            return {.kind = Kind::literal, .text = {to_small(c)}};
+        }
+    }
+
+    RegexTree read_group() {
+        require(++m_depth <= max_depth);
+        RegexTree inside = read_alternatives();
+        --m_depth;
+        require(skip(')'));
+        return inside;
+    }
+
+    RegexTree read_escape() {
+        const char c = take();
+        require(c < '1' || c > '9');
+        switch (c) {
+        case 'w':
+            return {.kind = Kind::set, .text = "[[:alnum:]_]"};
+        case 'W':
+            return {.kind = Kind::set, .text = "[^[:alnum:]_]"};
+        case 's':
+            return {.kind = Kind::set, .text = "[[:space:]]"};
+        case 'S':
+            return {.kind = Kind::set, .text = "[^[:space:]]"};
+        case '`':
+        case '\'':
+            return {.kind = Kind::anchor, .text = c == '`' ? "^" : "$"};
+        case 'b':
+        case 'B':
+        case '<':
+        case '>':
+            require(m_has_word_operators);
+            return {.kind = Kind::anchor, .text = {'\\', c}};
+        default:
+            return {.kind = Kind::literal, .text = {to_small(c)}};
+        }
+    }
+
+    /// Letters count as capitals, in ranges too.
+    RegexTree read_set() {
+        const bool is_negated = skip('^');
+        ByteSet members;
+        for (bool is_first = true; is_first || !skip(']'); is_first = false) {
+            require(!m_rest.starts_with("[.") && !m_rest.starts_with("[="));
+            if (m_rest.starts_with("[:")) {
+                const std::string_view name = m_rest.substr(0, m_rest.find(":]") + 2);
+                m_rest.remove_prefix(name.size());
+                members |= class_named(name);
+                require(class_named(name).any());
+                continue;
+            }
+            const size_t from = take_capital();
+            const bool is_range = m_rest.starts_with('-') && !m_rest.starts_with("-]");
+            require(is_first || from != '-' || m_rest.starts_with(']'));
+            m_rest.remove_prefix(is_range ? 1 : 0);
+            require(!is_range || !m_rest.starts_with('['));
+            const size_t to = is_range ? take_capital() : from;
+            require(from <= to);
+            for (size_t byte = from; byte <= to; ++byte) {
+                members.set(byte);
+            }
+        }
+        return {.kind = Kind::set, .text = written(members, is_negated)};
+    }
+
+    RegexTree read_repetitions(RegexTree operand) {
+        // None needs an anchor in a loop, and the C library may take minutes to compile it.
+        require(!next_is("*+?{") || !has_anchor(operand));
+        for (int left = 3; next_is("*+?{"); --left) {
+            require(left > 0);
+            const auto [least, most] = read_bounds();
+            operand = repetition(std::move(operand), least, most);
+            require(operand.most != RegexTree::unbounded || !may_be_empty(operand.parts[0]));
+        }
+        return operand;
+    }
+
+    std::pair<size_t, size_t> read_bounds() {
+        const char c = take();
+        if (c != '{') {
+            return {c == '+' ? 1 : 0, c == '?' ? 1 : RegexTree::unbounded};
+        }
+        const size_t least = next_is(",") ? 0 : read_number();
+        size_t most = least;
+        if (skip(',')) {
+            most = next_is("}") ? RegexTree::unbounded : read_number();
+        }
+        require(skip('}') && least <= most);
+        return {least, most};
+    }
+
+    size_t read_number() {
+        size_t number = 0;
+        const char* end = m_rest.data() + m_rest.size();
+        const auto [stop, failure] = std::from_chars(m_rest.data(), end, number);
+        require(failure == std::errc() && number <= max_interval);
+        m_rest.remove_prefix(static_cast<size_t>(stop - m_rest.data()));
+        return number;
+    }
+
+    std::string_view m_rest;
+    bool m_has_word_operators;
+    size_t m_depth = 0;
+    size_t m_parts = 0;
+};
+
+/// In doubles, since intervals inside each other multiply beyond all integers.
+struct Size {
+    double places = 0; // characters and sets
+    double sets = 0;
+    double anchors = 0;
+};
+
+/// Collects the different sets, and the characters that begin a literal in an operator.
+Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& different) {
+    if (tree.kind == Kind::set || (tree.kind == Kind::literal && is_in_operator)) {
+        different.insert(tree.kind == Kind::set ? tree.text : tree.text.substr(0, 1));
+    }
+    switch (tree.kind) {
+    case Kind::literal:
+        return {.places = static_cast<double>(tree.text.size())};
+    case Kind::set:
+        return {.places = 1, .sets = 1};
+    case Kind::anchor:
+        return {.anchors = 1};
+    default:
+        break;
+    }
+    const bool is_endless = tree.most == RegexTree::unbounded;
+    const auto copies =
+        static_cast<double>(is_endless ? std::max<size_t>(tree.least, 1) : tree.most);
+    Size size;
+    for (const RegexTree& part : tree.parts) {
+        const Size one = size_of(part, is_in_operator || tree.kind != Kind::sequence, different);
+        size.places += copies * one.places;
+        size.sets += copies * one.sets;
+        size.anchors += one.anchors;
+    }
+    return size;
+}
+
+std::string escaped(const std::string& text) {
+    std::string written;
+    for (const char c : text) {
+        if (std::string_view(".[()*+?{|^$\\").find(c) != std::string_view::npos) {
+            written += '\\';
+        }
+        written += c;
+    }
+    return written;
+}
+
+std::string interval(size_t least, size_t most) {
+    if (least <= 1 && most == RegexTree::unbounded) {
+        return least == 0 ? "*" : "+";
+    }
+    if (least == 0 && most == 1) {
+        return "?";
+    }
+    std::string written = std::string("{").append(std::to_string(least));
+    written += most == least ? "" : ",";
+    written += most == least || most == RegexTree::unbounded ? "" : std::to_string(most);
+    return written + "}";
+}
+
+} // namespace
+
+std::optional<RegexTree> parse_regex(std::string_view pattern, bool has_word_operators) {
+    try {
+        return Parser(pattern, has_word_operators).read_alternatives();
+    } catch (const Parser::refusal&) {
+        return {};
+    }
+}
+
+void trim_for_search(RegexTree& tree) {
+    const auto is_needed = [](const RegexTree& part) {
+        return part.kind != Kind::repetition || part.least > 0;
+    };
+    if (!is_needed(tree)) {
+        tree = {};
+    } else if (tree.kind == Kind::sequence) {
+        auto& parts = tree.parts;
+        parts.erase(parts.begin(), std::find_if(parts.begin(), parts.end(), is_needed));
+        parts.erase(std::find_if(parts.rbegin(), parts.rend(), is_needed).base(), parts.end());
+    }
+}
+
+bool has_anchor(const RegexTree& tree) {
+    return tree.kind == Kind::anchor ||
+           std::any_of(tree.parts.begin(), tree.parts.end(), has_anchor);
+}
+
+double cost_of(const RegexTree& tree) {
+    std::set<std::string> different;
+    const Size size = size_of(tree, false, different);
+    return size.anchors > max_anchors
+               ? std::numeric_limits<double>::infinity()
+               : 0.75 * size.places + size.sets * static_cast<double>(different.size());
+}
+
+bool is_line(const RegexTree& tree) {
+    return tree.kind != Kind::alternatives && tree.least == tree.most &&
+           std::all_of(tree.parts.begin(), tree.parts.end(), is_line);
+}
+
+std::string written_for_engine(const RegexTree& tree, const char* text_start,
+                               const char* text_end) {
+    if (tree.kind == Kind::literal) {
+        return escaped(tree.text);
+    }
+    if (tree.text == "^" || tree.text == "$") {
+        return tree.text == "^" ? text_start : text_end;
+    }
+    std::string written = tree.text;
+    for (const RegexTree& part : tree.parts) {
+        const std::string one = written_for_engine(part, text_start, text_end);
+        const bool is_atom =
+            part.kind == Kind::set || (part.kind == Kind::literal && part.text.size() == 1);
+        const bool is_grouped = tree.kind == Kind::repetition ? !is_atom
+                                                              : tree.kind == Kind::sequence &&
+                                                                    part.kind == Kind::alternatives;
+        written += tree.kind == Kind::alternatives && !written.empty() ? "|" : "";
+        written.append(is_grouped ? "(" : "").append(one).append(is_grouped ? ")" : "");
+    }
+    return tree.kind == Kind::repetition ? written + interval(tree.least, tree.most) : written;
+}
+
+} // namespace base

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace base {
+
+/// The small letter for an ASCII capital, any other byte as it is.
+constexpr char to_small(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/// The capital for a small ASCII letter, any other byte as it is.
+constexpr char to_capital(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+/// A POSIX extended regular expression that is matched byte by byte and without regard to the case
+/// of ASCII letters. A sequence without parts matches the empty text.
+struct RegexTree {
+    enum class Kind {
+        literal,      ///< `text`, its letters small
+        set,          ///< one byte of the set that `text` writes: `.` or a bracket expression
+        anchor,       ///< `^`, `$`, or a word operator: a backslash and one of b B < >
+        sequence,     ///< the parts, one behind the other
+        alternatives, ///< one of the parts, of which none is empty
+        repetition,   ///< the one part, `least` to `most` times
+    };
+    static constexpr size_t unbounded = std::numeric_limits<size_t>::max();
+
+    [[nodiscard]] bool is_empty() const { return kind == Kind::sequence && parts.empty(); }
+
+    Kind kind = Kind::sequence;
+    std::string text = {};
+    size_t least = 1;
+    size_t most = 1;
+    std::vector<RegexTree> parts = {};
+};
+
+/// Reads a pattern as the GNU C library does, and simplifies it. Nothing for what is no valid
+/// expression, what engines read in different ways (collating elements, equivalence classes,
+/// intervals beyond 255, and word operators for an engine without them), what no engine bounds
+/// (back-references, anchors in repetitions), and what nests too deep or has too many operators.
+[[nodiscard]] std::optional<RegexTree> parse_regex(std::string_view pattern,
+                                                   bool has_word_operators);
+
+/// Takes away what may be missing at both ends of a match. A search for the rest gives the same
+/// answer: for `ab+` as for `.*ab+c*`.
+void trim_for_search(RegexTree& tree);
+
+/// What an engine has to do for an expression: the number of places (characters and sets, intervals
+/// written out) outside of plain text, and the sets among them times the different ones. As good as
+/// infinite for more than 1,000 characters of plain text or 8 anchors.
+[[nodiscard]] double cost_of(const RegexTree& tree);
+
+[[nodiscard]] bool has_anchor(const RegexTree& tree);
+
+/// Whether all matches are equally long, and each place of them is that of one character or set.
+[[nodiscard]] bool is_line(const RegexTree& tree);
+
+/// The expression in the words that all engines read alike if they compile it with REG_EXTENDED and
+/// REG_ICASE in the "C" locale, but for the two anchors, in the given words.
+[[nodiscard]] std::string written_for_engine(const RegexTree& tree, const char* text_start,
+                                             const char* text_end);
+
+} // namespace base

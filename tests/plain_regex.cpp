@@ -1,0 +1,23 @@
+#include "tests/plain_regex.h"
+
+#include <regex.h>
+
+std::optional<bool> plainly_matches(const std::string& pattern, const std::string& text) {
+    regex_t plain;
+    if (regcomp(&plain, pattern.c_str(), REG_EXTENDED | REG_ICASE) != 0) {
+        return {};
+    }
+    const int code = regexec(&plain, text.c_str(), 0, nullptr, 0);
+    regfree(&plain);
+    return code == 0;
+}
+
+bool is_misread_plainly(const std::string& pattern, const std::string& text) {
+    static constexpr std::string_view letters = "acdefghijklmnopqrtuvxyz"; // all but b, s and w
+    for (size_t at = 0; (at = pattern.find('\\', at)) != std::string::npos; at += 2) {
+        if (letters.find(pattern.c_str()[at + 1]) != std::string_view::npos) {
+            return true;
+        }
+    }
+    return text.find('\n') != std::string::npos && pattern.find_first_of("^$") != std::string::npos;
+}
