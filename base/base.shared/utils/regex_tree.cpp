@@ -169,7 +169,10 @@ private:
             m_parts += all.parts.size() - before;
             require(m_parts <= max_parts);
         }
-        return all.parts.size() == 1 ? one_of(std::move(all.parts)) : all;
+        if (all.parts.size() == 1) {
+            return one_of(std::move(all.parts));
+        }
+        return all;
     }
 
     RegexTree read_atom() {

@@ -145,6 +145,15 @@ std::shared_ptr<sqlite::database> DBBase::GetDB() {
 
 void DBBase::CreateTable() {}
 
+std::string numbered_parameters(size_t count) {
+    std::string list = "( ";
+    for (size_t i = 0; i < count; ++i) {
+        list.append(":param").append(std::to_string(i));
+        list += i + 1 != count ? ", " : " ";
+    }
+    return list + " ) ";
+}
+
 sqlite::database& require_connection(const std::shared_ptr<sqlite::database>& db) {
     if (db == nullptr) {
         throw sqlite::error(SQLITE_MISUSE, "this table handler has no database connection");

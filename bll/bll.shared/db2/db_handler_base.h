@@ -93,16 +93,13 @@ private:
     std::vector<std::unique_ptr<sqlite::transaction>> m_transactions; // the innermost last
 };
 
-/// The list of numbered parameters that an SQL `in` test of these items takes:
-/// "( :param0, :param1  ) ". The values are not read.
+/// A list of numbered parameters: "( :param0, :param1  ) " for 2.
+[[nodiscard]] std::string numbered_parameters(size_t count);
+
+/// The list of parameters that an SQL `in` test of these items takes. Only their number is read.
 template <typename T>
 std::string _prepare_bind(T& items) {
-    std::string prepare_smt = "( ";
-    for (size_t i = 0; i < items.size(); ++i) {
-        prepare_smt.append(":param").append(std::to_string(i));
-        prepare_smt += i + 1 != items.size() ? ", " : " ";
-    }
-    return prepare_smt + " ) ";
+    return numbered_parameters(items.size());
 }
 
 /// Binds the items in their order to the parameters of a statement that was prepared with
@@ -112,7 +109,7 @@ void _bind(sqlite::statement& stmt, T& items) {
     namespace detail = sqlite::detail;
     sqlite3_stmt* handle = detail::access::handle(stmt);
     const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
-    const int first = detail::first_of_numbered(handle, _prepare_bind(items), count);
+    const int first = detail::first_of_numbered(handle, numbered_parameters(count), count);
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
         const std::string name = std::string(":param").append(std::to_string(index));
