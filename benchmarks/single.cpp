@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     for (const pair_of_works& pair : all) {
-        if (pair.name == std::string(argv[1])) {
+        if (pair.name == argv[1]) {
             for (int left = std::atoi(argv[3]); left > 0; --left) {
                 (argv[2] == std::string("c") ? pair.c : pair.store)();
             }

@@ -51,3 +51,21 @@ table::table(int users)
         }
     });
 }
+
+table::table(std::istream& lines) : table(0) {
+    store.as_transaction([&] {
+        db::UserRow row;
+        row.user_source = 1;
+        row.data_type = 2;
+        std::string remark_name;
+        std::string nick_name;
+        for (int i = 0; std::getline(lines, row.user_name, '\t') &&
+                        std::getline(lines, remark_name, '\t') && std::getline(lines, nick_name);
+             ++i) {
+            row.user_id = "user" + std::to_string(i);
+            row.remark = R"({"remark_name":")" + remark_name + R"("})";
+            row.group_info = R"([{"group_id":"g1","nick_name":")" + nick_name + R"("}])";
+            store.Insert(row);
+        }
+    });
+}

@@ -7,9 +7,6 @@ namespace {
 
 constexpr int users_in_batch = 500;
 
-const std::string rare_keyword = "1234";
-const std::string common_keyword = "a";
-
 } // namespace
 
 std::vector<pair_of_works> pairs(table& both, int users) {
@@ -27,7 +24,7 @@ std::vector<pair_of_works> pairs(table& both, int users) {
             insert(row);
         }
     };
-    return {
+    std::vector<pair_of_works> all{
         {"`GetAll`", [&] { both.store.GetAll(); }, [&] { both.c.get_all(); }},
         {"batch lookup of 500", [&both, batch] { both.store.GetUserRowsByUserIds(batch); },
          [&both, batch_keys] { both.c.get_many(batch_keys); }},
@@ -56,14 +53,25 @@ std::vector<pair_of_works> pairs(table& both, int users) {
                                                     both.store);
          },
          [&both, next]() mutable { both.c.set_star(1, "user" + std::to_string(next()), 1); }},
-        {"search, keyword in few rows, over three LIKEs",
-         [&] { both.store.SearchUserRowsWithKeyWord(rare_keyword); },
-         [&] { both.c.search_like(rare_keyword); }},
-        {"search, keyword in few rows, over regexec",
-         [&] { both.store.SearchUserRowsWithKeyWord(rare_keyword); },
-         [&] { both.c.search_regexec(rare_keyword); }},
-        {"search, keyword in most rows, over regexec",
-         [&] { both.store.SearchUserRowsWithKeyWord(common_keyword); },
-         [&] { both.c.search_regexec(common_keyword); }},
     };
+    for (pair_of_works& search : searches(both, "made-up users", "1234", "a", "1[23]+4")) {
+        all.push_back(std::move(search));
+    }
+    return all;
+}
+
+std::vector<pair_of_works> searches(table& both, const std::string& whose, const std::string& rare,
+                                    const std::string& common, const std::string& with_operator) {
+    const auto over_likes = [&](const std::string& kind, const std::string& keyword) {
+        return pair_of_works{"search of " + whose + ", " + kind + " keyword, over three LIKEs",
+                             [&both, keyword] { both.store.SearchUserRowsWithKeyWord(keyword); },
+                             [&both, keyword] { both.c.search_like(keyword); }};
+    };
+    const auto over_regexec = [&](const std::string& kind, const std::string& keyword) {
+        return pair_of_works{"search of " + whose + ", " + kind + " keyword, over regexec",
+                             [&both, keyword] { both.store.SearchUserRowsWithKeyWord(keyword); },
+                             [&both, keyword] { both.c.search_regexec(keyword); }};
+    };
+    return {over_likes("rare", rare), over_likes("one-letter", common), over_regexec("rare", rare),
+            over_regexec("one-letter", common), over_regexec("rare with operators", with_operator)};
 }

@@ -3,14 +3,20 @@
 #include "benchmarks/table.h"
 
 #include <functional>
+#include <string>
 #include <vector>
 
 /// A piece of work as the store does it and as C code does.
 struct pair_of_works {
-    const char* name;
+    std::string name;
     std::function<void()> store;
     std::function<void()> c;
 };
+
+/// Searches of a table whose users `whose` names: for a keyword that few of them have, for one that
+/// most have, and for one with an operator.
+std::vector<pair_of_works> searches(table& both, const std::string& whose, const std::string& rare,
+                                    const std::string& common, const std::string& with_operator);
 
 /// All that is compared, on a table of so many users (at least 1000), which must outlive them.
 std::vector<pair_of_works> pairs(table& both, int users);

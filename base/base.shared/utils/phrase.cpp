@@ -90,7 +90,7 @@ bool Phrase::is_in(std::string_view text) const {
         return false;
     }
     size_t run_begin = 0;
-    const Part* before = nullptr;
+    const Part* before = &m_parts.front();
     for (const Part& part : m_parts) {
         for (;;) {
             const size_t found = find(part, text, run_begin + part.least);

@@ -12,7 +12,7 @@ namespace base {
 
 namespace {
 
-constexpr double max_cost = 600;
+constexpr double max_cost = 600; // measured by benchmarks/worst_keyword.cpp
 
 /// Makes this thread match byte by byte while it lives, whatever the locale of the process.
 class plain_locale {
@@ -44,29 +44,33 @@ bool matches(const regex_t& reg, const char* text, int flags = 0) {
 #ifdef RE_SYNTAX_POSIX_EXTENDED // the GNU C library, whose engine needs help
 
 constexpr bool has_word_operators = true;
-constexpr bool says_why = true; // REG_ESPACE is want of memory and nothing else
+constexpr bool space_is_memory = true; // REG_ESPACE says nothing else
 
-/// The engine looks for a match from each place of a text anew, in time of the square of the text.
-/// Told to match from the start alone it passes once, but caches a state for each set of places in
-/// which the matches begun so far can be: of a wide expression one for almost every byte, and frees
-/// none before regfree. So a wide one is compiled anew after this many bytes.
+/// The engine caches a state for almost every byte that a wide expression reads, and frees none
+/// before regfree. So we compile it anew after this many bytes, and match longer texts in pieces
+/// that overlap by half.
 constexpr size_t max_wide_bytes = 8192;
 constexpr double max_narrow_cost = 30;
 
-/// A wide expression asks for a byte on both sides, or the text's end: at the edge of a piece that
-/// byte shows what stands there. A line can only be in one place; it needs nothing of all this.
+/// The engine tries a match from each place of a text, which takes time by the square of the text.
+/// Behind "\\`.*" it reads the text once, but is in a state for each set of places in which the
+/// matches begun so far are. A line has so few places that it is better tried from each byte.
 std::string form_for_engine(const RegexTree& tree, bool is_wide) {
-    // By itself it takes `$` before a newline for the end of the text.
-    const std::string expression = written_for_engine(tree, "\\`", "\\'");
-    return is_line(tree)                 ? expression
-           : is_wide && has_anchor(tree) ? "\\`(^|.).*(" + expression + ")(.|$)"
-                                         : "\\`.*(" + expression + ")";
+    // Taken as `$` and `^`, these would match next to a newline too.
+    std::string expression = written_for_engine(tree, "\\`", "\\'");
+    if (is_line(tree)) {
+        return expression;
+    }
+    // An anchor must see the byte beside it: a match keeps off the edges that a piece has in a
+    // text.
+    const bool has_edges = is_wide && has_anchor(tree);
+    return has_edges ? "\\`(^|.).*(" + expression + ")(.|$)" : "\\`.*(" + expression + ")";
 }
 
 #else
 
-constexpr bool has_word_operators = false; // or with a meaning of their own
-constexpr bool says_why = false; // some engines say REG_ESPACE of what is too large for them
+constexpr bool has_word_operators = false; // POSIX does not know them
+constexpr bool space_is_memory = false;    // some engines also say REG_ESPACE of what is too large
 constexpr size_t max_wide_bytes = std::numeric_limits<size_t>::max();
 constexpr double max_narrow_cost = max_cost;
 
@@ -162,7 +166,7 @@ void RegexContainer::compile() {
     release();
     m_matched_bytes = 0;
     const int code = base::compile(m_reg, m_expression.c_str());
-    if (code == REG_ESPACE && says_why) {
+    if (code == REG_ESPACE && space_is_memory) {
         clear();
         throw std::bad_alloc();
     }

@@ -16,6 +16,20 @@ enum class Answer { no, yes, unknown };
 /// Matches ignore the case of ASCII letters; a newline is a character like any other. Texts are
 /// matched byte by byte, whatever the locale of the process. One container serves one thread at a
 /// time.
+///
+/// Plain text with runs between (`.*`, `[^"]*`) is looked for directly, however long. All else is
+/// for the C library's engine, whose cost is bounded: what could take over 0.1 s, 64 MB or 128 KB
+/// of stack to compile, or 50 ms to match with 1 KB of text, is refused as an invalid pattern is.
+/// The rule is the same for all engines:
+/// - With intervals written out and without what may be missing at the ends, 3/4 of the characters
+///   and sets, and the sets times the different ones (characters that begin a text in alternatives
+///   or repetitions count too) come to 600 at most. `.*a.{100}b.*` comes to 3/4 * 102 + 100 * 1,
+///   `.*(a.{250}b)+c.*` to 3/4 * 253 + 250 * 3 and is refused.
+/// - Groups nest 20 deep, an operand has 3 repetitions, an expression 8 anchors and 10,000 parts.
+/// - There are no back-references, collating elements or equivalence classes; no anchors in
+///   repetitions, and none in alternatives of which several may be empty; no endless repetition of
+///   what may be empty, but for that of `x*`; no intervals beyond 255; and no word operators, a
+///   backslash and b, B, < or >, but with the GNU C library.
 class RegexContainer {
 public:
     /// Not ready, with an empty pattern and keyword.
@@ -33,8 +47,9 @@ public:
     /// leaves the container as `clear` does then.
     void build_reg(std::string key_word, std::string pattern);
     /// Whether the expression matches anywhere in the text; false if the container is not ready,
-    /// and if the engine finds no memory to match with: engines do not tell the two apart. Throws
-    /// std::bad_alloc like `build_reg`.
+    /// and if the engine finds no memory to match with: engines do not tell the two apart. With the
+    /// GNU C library an endless expression of some ten sets or more is compiled anew every 4 KB,
+    /// and may miss a match longer than 4 KB in a text longer than 8 KB. Throws like `build_reg`.
     [[nodiscard]] bool exec(const char* text);
     /// Whether the last build was made for exactly this keyword, whatever became of it.
     [[nodiscard]] bool was_built_for(std::string_view key_word) const;
@@ -53,9 +68,9 @@ private:
     std::string m_pattern; // not empty after a build, whatever became of it
     std::string m_key_word;
     Phrase m_phrase;
-    bool m_is_phrase = false;   // the phrase says it all, and nothing is compiled
+    bool m_is_phrase = false;   // the phrase is all of the pattern, and nothing is compiled
     std::string m_expression;   // what m_reg is compiled from
-    bool m_is_wide = false;     // texts bring m_reg into many states
+    bool m_is_wide = false;     // m_reg takes ever more memory as it matches
     size_t m_matched_bytes = 0; // since m_reg was compiled
 };
 

@@ -99,11 +99,11 @@ std::string written(ByteSet members, bool is_negated) {
     const std::string hyphen = take('-');
     const std::string others = take('[') + take('^');
     std::string ranges;
-    for (size_t end = 0, begin = 0; begin < members.size(); begin = end + 1) {
-        for (end = begin; end + 1 < members.size() && members[begin] && members[end + 1];) {
-            ++end;
-        }
-        if (members[begin]) {
+    for (size_t end = 0; end < members.size(); ++end) {
+        if (const size_t begin = end; members[begin]) {
+            while (end + 1 < members.size() && members[end + 1]) {
+                ++end;
+            }
             ranges += static_cast<char>(begin);
             ranges += end > begin ? std::string{'-', static_cast<char>(end)} : "";
         }

@@ -41,10 +41,9 @@ struct RegexTree {
     std::vector<RegexTree> parts = {};
 };
 
-/// Reads a pattern as the GNU C library does, and simplifies it. Nothing for what is no valid
-/// expression, what engines read in different ways (collating elements, equivalence classes,
-/// intervals beyond 255, and word operators for an engine without them), what no engine bounds
-/// (back-references, anchors in repetitions), and what nests too deep or has too many operators.
+/// Reads a pattern as the GNU C library does. Nothing for what is no valid expression, and for what
+/// `RegexContainer` refuses whatever it costs. A backslash before a character that it gives no
+/// meaning does nothing.
 [[nodiscard]] std::optional<RegexTree> parse_regex(std::string_view pattern,
                                                    bool has_word_operators);
 
@@ -52,14 +51,13 @@ struct RegexTree {
 /// answer: for `ab+` as for `.*ab+c*`.
 void trim_for_search(RegexTree& tree);
 
-/// What an engine has to do for an expression: the number of places (characters and sets, intervals
-/// written out) outside of plain text, and the sets among them times the different ones. As good as
-/// infinite for more than 1,000 characters of plain text or 8 anchors.
+/// What an engine has to do for an expression, by the rule at `RegexContainer`; infinite for more
+/// than 8 anchors.
 [[nodiscard]] double cost_of(const RegexTree& tree);
 
 [[nodiscard]] bool has_anchor(const RegexTree& tree);
 
-/// Whether all matches are equally long, and each place of them is that of one character or set.
+/// Whether the expression is one character or set after the other, without choices.
 [[nodiscard]] bool is_line(const RegexTree& tree);
 
 /// The expression in the words that all engines read alike if they compile it with REG_EXTENDED and
