@@ -106,13 +106,13 @@ void RegexContainer::build_reg(std::string key_word, std::string pattern) {
     if (tree.has_value()) {
         trim_for_search(*tree);
         m_phrase = Phrase(*tree);
-        m_is_phrase = m_phrase.is_exact();
-        const double cost = cost_of(*tree);
-        if (!m_is_phrase && cost <= max_cost) {
+        const double cost = m_phrase.is_exact() ? 0 : cost_of(*tree);
+        if (!m_phrase.is_exact() && cost <= max_cost) {
             m_is_wide = cost > max_narrow_cost && !is_line(*tree);
             m_expression = form_for_engine(*tree, m_is_wide);
             compile();
         }
+        m_is_phrase = m_phrase.is_exact(); // now nothing can throw any more
     }
     m_key_word = std::move(key_word);
     m_pattern = std::move(pattern);
