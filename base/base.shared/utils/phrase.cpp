@@ -30,10 +30,27 @@ std::optional<char> excluded_by_run(const RegexTree& tree) {
     return excludes_one ? std::optional(set[2]) : set == "." ? std::optional('\0') : std::nullopt;
 }
 
-/// The first place from one to before another that holds a byte; `end` if there is none.
+/// The first place that holds a byte; `end` if there is none.
 const char* seek(char byte, const char* begin, const char* end) {
     const void* found = std::memchr(begin, byte, static_cast<size_t>(end - begin));
     return found != nullptr ? static_cast<const char*>(found) : end;
+}
+
+/// The first place that holds a letter in either case, or another byte; `end` if there is none.
+/// Goes by short stretches: a case that is nowhere near is not sought up to the end each time.
+const char* seek_either_case(char small, const char* begin, const char* end) {
+    constexpr std::ptrdiff_t stretch = 512;
+    const char capital = to_capital(small);
+    while (begin != end) {
+        const char* stop = begin + std::min(stretch, end - begin);
+        const char* found = seek(small, begin, stop);
+        found = capital == small ? found : seek(capital, begin, found);
+        if (found != stop) {
+            return found;
+        }
+        begin = stop;
+    }
+    return end;
 }
 
 } // namespace
@@ -86,31 +103,38 @@ void Phrase::add_gap() {
 
 bool Phrase::is_in(std::string_view text) const {
     // Many texts hold the name of a JSON member, few the keyword, which is the last piece.
-    if (m_parts.size() > 1 && find(m_parts.back(), text, 0) == npos) {
+    if (find(m_parts.back(), text, m_parts.back().least) == npos) {
         return false;
+    }
+    if (m_parts.size() == 1) {
+        return true;
     }
     size_t run_begin = 0;
     const Part* before = &m_parts.front();
     for (const Part& part : m_parts) {
+        size_t found = 0;
         for (;;) {
-            const size_t found = find(part, text, run_begin + part.least);
+            if (found < run_begin + part.least || found == 0) {
+                found = find(part, text, run_begin + part.least);
+            }
             if (found == npos) {
                 return false;
             }
-            const size_t barrier =
-                part.excluded == '\0' ? npos : text.substr(0, found).find(part.excluded, run_begin);
+            const std::string_view run = text.substr(run_begin, found - run_begin);
+            const size_t barrier = part.excluded == '\0' ? npos : run.rfind(part.excluded);
             if (barrier == npos) {
-                run_begin = found + part.piece.size();
                 break;
             }
-            // No run from here reaches the piece: the piece before must end behind the barrier.
+            // No run that reaches a piece begins before that byte: the piece before ends behind it.
+            const size_t end = run_begin + barrier + 1;
             const size_t size = before->piece.size();
-            const size_t again = find(*before, text, barrier + 1 - std::min(size, barrier + 1));
+            const size_t again = find(*before, text, end - std::min(size, end));
             if (again == npos) {
                 return false;
             }
             run_begin = again + size;
         }
+        run_begin = found + part.piece.size();
         before = &part;
     }
     return true;
@@ -119,32 +143,23 @@ bool Phrase::is_in(std::string_view text) const {
 /// Where the piece of a part begins at or behind a place; npos if nowhere.
 size_t Phrase::find(const Part& part, std::string_view text, size_t from) {
     const std::string& piece = part.piece;
-    if (piece.empty()) {
-        return from <= text.size() ? from : npos;
-    }
-    if (from + piece.size() > text.size()) {
+    if (from > text.size() || piece.size() > text.size() - from) {
         return npos;
     }
-    const char small = piece[part.rarest];
-    const char capital = to_capital(small);
+    if (piece.empty()) {
+        return from;
+    }
     const auto is_same = [](char a, char b) { return a == to_small(b); };
-    // Here the rarest byte must be.
+    // The rarest byte of the piece is in here.
     const char* at = text.data() + from + part.rarest;
     const char* const end = text.data() + text.size() - (piece.size() - part.rarest - 1);
-    const char* next_small = seek(small, at, end);
-    const char* next_capital = capital == small ? end : seek(capital, at, end);
-    for (;;) {
-        at = std::min(next_small, next_capital);
+    for (;; ++at) {
+        at = seek_either_case(piece[part.rarest], at, end);
         if (at == end) {
             return npos;
         }
         if (std::equal(piece.begin(), piece.end(), at - part.rarest, is_same)) {
             return static_cast<size_t>(at - text.data()) - part.rarest;
-        }
-        if (at == next_small) {
-            next_small = seek(small, at + 1, end);
-        } else {
-            next_capital = seek(capital, at + 1, end);
         }
     }
 }

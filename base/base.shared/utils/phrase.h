@@ -20,7 +20,8 @@ public:
 
     /// Whether every text that holds the phrase is a match.
     [[nodiscard]] bool is_exact() const { return m_is_exact; }
-    /// Whether the text holds the phrase, ASCII letters in either case.
+    /// Whether the text holds the phrase, ASCII letters in either case. Takes time by the length of
+    /// the text; times that of a piece, at worst, if both repeat themselves.
     [[nodiscard]] bool is_in(std::string_view text) const;
 
 private:

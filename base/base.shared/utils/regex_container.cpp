@@ -50,7 +50,7 @@ constexpr bool space_is_memory = true; // REG_ESPACE says nothing else
 /// before regfree. So we compile it anew after this many bytes, and match longer texts in pieces
 /// that overlap by half.
 constexpr size_t max_wide_bytes = 8192;
-constexpr double max_narrow_cost = 30;
+constexpr double max_narrow_places = 10;
 
 /// The engine tries a match from each place of a text, which takes time by the square of the text.
 /// Behind "\\`.*" it reads the text once, but is in a state for each set of places in which the
@@ -72,7 +72,7 @@ std::string form_for_engine(const RegexTree& tree, bool is_wide) {
 constexpr bool has_word_operators = false; // POSIX does not know them
 constexpr bool space_is_memory = false;    // some engines also say REG_ESPACE of what is too large
 constexpr size_t max_wide_bytes = std::numeric_limits<size_t>::max();
-constexpr double max_narrow_cost = max_cost;
+constexpr double max_narrow_places = max_cost * 2; // never reached
 
 std::string form_for_engine(const RegexTree& tree, bool /*is_wide*/) {
     return written_for_engine(tree, "^", "$");
@@ -106,9 +106,9 @@ void RegexContainer::build_reg(std::string key_word, std::string pattern) {
     if (tree.has_value()) {
         trim_for_search(*tree);
         m_phrase = Phrase(*tree);
-        const double cost = m_phrase.is_exact() ? 0 : cost_of(*tree);
-        if (!m_phrase.is_exact() && cost <= max_cost) {
-            m_is_wide = cost > max_narrow_cost && !is_line(*tree);
+        const RegexCost cost = cost_of(*tree);
+        if (!m_phrase.is_exact() && cost.total <= max_cost) {
+            m_is_wide = cost.loose_places > max_narrow_places && !is_line(*tree);
             m_expression = form_for_engine(*tree, m_is_wide);
             compile();
         }
@@ -126,10 +126,6 @@ bool RegexContainer::exec(const char* text) {
         return m_phrase.is_in(text);
     }
     return m_is_wide ? matches_in_pieces(text) : matches(m_reg, text);
-}
-
-bool RegexContainer::was_built_for(std::string_view key_word) const {
-    return !m_pattern.empty() && m_key_word == key_word;
 }
 
 Answer RegexContainer::known_answer(std::string_view text) const {

@@ -25,11 +25,11 @@ enum class Answer { no, yes, unknown };
 ///   and sets, and the sets times the different ones (characters that begin a text in alternatives
 ///   or repetitions count too) come to 600 at most. `.*a.{100}b.*` comes to 3/4 * 102 + 100 * 1,
 ///   `.*(a.{250}b)+c.*` to 3/4 * 253 + 250 * 3 and is refused.
-/// - Groups nest 20 deep, an operand has 3 repetitions, an expression 8 anchors and 10,000 parts.
+/// - At most: groups nested 20 deep, 3 intervals on one operand, 8 anchors, 10,000 parts.
 /// - There are no back-references, collating elements or equivalence classes; no anchors in
 ///   repetitions, and none in alternatives of which several may be empty; no endless repetition of
-///   what may be empty, but for that of `x*`; no intervals beyond 255; and no word operators, a
-///   backslash and b, B, < or >, but with the GNU C library.
+///   a group that may be empty, such as `(a*b?)*`; no intervals beyond 255; and no word operators,
+///   a backslash and b, B, < or >, but with the GNU C library.
 class RegexContainer {
 public:
     /// Not ready, with an empty pattern and keyword.
@@ -48,11 +48,15 @@ public:
     void build_reg(std::string key_word, std::string pattern);
     /// Whether the expression matches anywhere in the text; false if the container is not ready,
     /// and if the engine finds no memory to match with: engines do not tell the two apart. With the
-    /// GNU C library an endless expression of some ten sets or more is compiled anew every 4 KB,
-    /// and may miss a match longer than 4 KB in a text longer than 8 KB. Throws like `build_reg`.
+    /// GNU C library an expression with more than ten sets, or characters in alternatives and
+    /// repetitions, is compiled anew every 4 KB of text; if it has a `*`, `+` or `{n,}`, it may
+    /// miss a match longer than 4 KB in a text longer than 8 KB: one of `bob.*(phone|mobile)`.
+    /// Throws like `build_reg`.
     [[nodiscard]] bool exec(const char* text);
     /// Whether the last build was made for exactly this keyword, whatever became of it.
-    [[nodiscard]] bool was_built_for(std::string_view key_word) const;
+    [[nodiscard]] bool was_built_for(std::string_view key_word) const {
+        return m_key_word == key_word && !m_pattern.empty();
+    }
     /// What `exec` would answer for a text, NUL bytes in it included, as far as that can be told
     /// without the engine, which is far cheaper.
     [[nodiscard]] Answer known_answer(std::string_view text) const;

@@ -17,8 +17,10 @@ using ByteSet = std::bitset<256>;
 
 constexpr size_t max_depth = 20;
 constexpr size_t max_parts = 10'000;
+constexpr int max_nested_intervals = 2;
 constexpr size_t max_interval = 255; // POSIX asks no more of an engine
 constexpr double max_anchors = 8;
+
 /// Whether there is a match without a byte.
 bool may_be_empty(const RegexTree& tree) {
     const auto& parts = tree.parts;
@@ -41,13 +43,21 @@ RegexTree one_of(std::vector<RegexTree> branches) {
     return {.kind = Kind::alternatives, .parts = std::move(branches)};
 }
 
+/// Of `*`, `+` and `?` behind each other one is enough: `x+?` is `x*`.
 RegexTree repetition(RegexTree part, size_t least, size_t most) {
-    const bool is_star = part.kind == Kind::repetition && part.least == 0 &&
-                         part.most == RegexTree::unbounded; // so often, it is still the same
+    const auto is_simple = [](size_t from, size_t to) {
+        return from <= 1 && (to == 1 || to == RegexTree::unbounded);
+    };
     if (most == 0 || part.is_empty()) {
         return {};
     }
-    if (is_star || (least == 1 && most == 1)) {
+    if (least == 1 && most == 1) {
+        return part;
+    }
+    if (part.kind == Kind::repetition && is_simple(least, most) &&
+        is_simple(part.least, part.most)) {
+        part.least *= least;
+        part.most = std::max(part.most, most);
         return part;
     }
     RegexTree tree{.kind = Kind::repetition, .least = least, .most = most};
@@ -152,6 +162,9 @@ private:
     [[nodiscard]] bool next_is(std::string_view characters) const {
         return !m_rest.empty() && characters.find(m_rest.front()) != std::string_view::npos;
     }
+    [[nodiscard]] bool next_is_name(std::string_view kinds) const {
+        return m_rest.size() > 1 && m_rest[0] == '[' && kinds.find(m_rest[1]) != kinds.npos;
+    }
     char take() {
         require(!m_rest.empty());
         const char c = m_rest.front();
@@ -234,8 +247,8 @@ private:
         const bool is_negated = skip('^');
         ByteSet members;
         for (bool is_first = true; is_first || !skip(']'); is_first = false) {
-            require(!m_rest.starts_with("[.") && !m_rest.starts_with("[="));
-            if (m_rest.starts_with("[:")) {
+            require(!next_is_name(".="));
+            if (next_is_name(":")) {
                 const std::string_view name = m_rest.substr(0, m_rest.find(":]") + 2);
                 m_rest.remove_prefix(name.size());
                 members |= class_named(name);
@@ -246,11 +259,11 @@ private:
             const bool is_range = m_rest.starts_with('-') && !m_rest.starts_with("-]");
             require(is_first || from != '-' || m_rest.starts_with(']'));
             m_rest.remove_prefix(is_range ? 1 : 0);
-            require(!is_range || !m_rest.starts_with('['));
+            require(!is_range || !next_is_name(".=:"));
             const size_t to = is_range ? take_capital() : from;
             require(from <= to);
             for (size_t byte = from; byte <= to; ++byte) {
-                members.set(byte);
+                members.set(byte, byte < 'a' || byte > 'z'); // small letters count as capitals
             }
         }
         return {.kind = Kind::set, .text = written(members, is_negated)};
@@ -259,11 +272,15 @@ private:
     RegexTree read_repetitions(RegexTree operand) {
         // None needs an anchor in a loop, and the C library may take minutes to compile it.
         require(!next_is("*+?{") || !has_anchor(operand));
-        for (int left = 3; next_is("*+?{"); --left) {
-            require(left > 0);
+        for (int nested = 0; next_is("*+?{");) {
             const auto [least, most] = read_bounds();
             operand = repetition(std::move(operand), least, most);
-            require(operand.most != RegexTree::unbounded || !may_be_empty(operand.parts[0]));
+            if (operand.kind == Kind::repetition) {
+                const RegexTree& part = operand.parts[0];
+                nested += part.kind == Kind::repetition ? 1 : 0;
+                require(nested <= max_nested_intervals);
+                require(operand.most != RegexTree::unbounded || !may_be_empty(part));
+            }
         }
         return operand;
     }
@@ -301,6 +318,7 @@ private:
 struct Size {
     double places = 0; // characters and sets
     double sets = 0;
+    double loose = 0; // sets, and characters in an operator
     double anchors = 0;
 };
 
@@ -309,11 +327,12 @@ Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& 
     if (tree.kind == Kind::set || (tree.kind == Kind::literal && is_in_operator)) {
         different.insert(tree.kind == Kind::set ? tree.text : tree.text.substr(0, 1));
     }
+    const auto length = static_cast<double>(tree.text.size());
     switch (tree.kind) {
     case Kind::literal:
-        return {.places = static_cast<double>(tree.text.size())};
+        return {.places = length, .loose = is_in_operator ? length : 0};
     case Kind::set:
-        return {.places = 1, .sets = 1};
+        return {.places = 1, .sets = 1, .loose = 1};
     case Kind::anchor:
         return {.anchors = 1};
     default:
@@ -327,6 +346,7 @@ Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& 
         const Size one = size_of(part, is_in_operator || tree.kind != Kind::sequence, different);
         size.places += copies * one.places;
         size.sets += copies * one.sets;
+        size.loose += copies * one.loose;
         size.anchors += one.anchors;
     }
     return size;
@@ -384,12 +404,13 @@ bool has_anchor(const RegexTree& tree) {
            std::any_of(tree.parts.begin(), tree.parts.end(), has_anchor);
 }
 
-double cost_of(const RegexTree& tree) {
+RegexCost cost_of(const RegexTree& tree) {
     std::set<std::string> different;
     const Size size = size_of(tree, false, different);
-    return size.anchors > max_anchors
-               ? std::numeric_limits<double>::infinity()
-               : 0.75 * size.places + size.sets * static_cast<double>(different.size());
+    return {.total = size.anchors > max_anchors
+                         ? std::numeric_limits<double>::infinity()
+                         : 0.75 * size.places + size.sets * static_cast<double>(different.size()),
+            .loose_places = size.loose};
 }
 
 bool is_line(const RegexTree& tree) {

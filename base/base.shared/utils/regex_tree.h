@@ -51,9 +51,12 @@ struct RegexTree {
 /// answer: for `ab+` as for `.*ab+c*`.
 void trim_for_search(RegexTree& tree);
 
-/// What an engine has to do for an expression, by the rule at `RegexContainer`; infinite for more
-/// than 8 anchors.
-[[nodiscard]] double cost_of(const RegexTree& tree);
+/// What an engine has to do for an expression.
+struct RegexCost {
+    double total;        ///< by the rule at `RegexContainer`; infinite for more than 8 anchors
+    double loose_places; ///< sets, and characters in alternatives and repetitions
+};
+[[nodiscard]] RegexCost cost_of(const RegexTree& tree);
 
 [[nodiscard]] bool has_anchor(const RegexTree& tree);
 

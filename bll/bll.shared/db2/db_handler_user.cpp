@@ -263,20 +263,14 @@ uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_
     });
 }
 
-/// An argument of an SQL function, valid while the function runs; SQL NULL as an empty text.
+/// An argument of an SQL function, valid while the function runs; SQL NULL as an empty text. So it
+/// is if SQLite has no memory to convert it, but then the statement fails whatever the function
+/// answers.
 std::string_view text_of(sqlite3_value* value) {
-    if (sqlite3_value_type(value) == SQLITE_NULL) { // asked before a conversion can leave NULL
-        return {};
-    }
-    const unsigned char* text = sqlite3_value_text(value);
-    if (text == nullptr) {
-        throw std::bad_alloc(); // SQLite found no memory for the conversion
-    }
-    return {reinterpret_cast<const char*>(text), static_cast<size_t>(sqlite3_value_bytes(value))};
-}
-
-std::string_view up_to_nul(std::string_view text) {
-    return text.substr(0, text.find('\0'));
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    return text == nullptr
+               ? std::string_view()
+               : std::string_view(text, static_cast<size_t>(sqlite3_value_bytes(value)));
 }
 
 /// The container, made first if there is none yet.
@@ -448,11 +442,12 @@ void DBUser::create_custom_function() {
     const std::weak_ptr<bool> weak_flag = flag;
     function.call_back = [this, weak_flag](sqlite3_context* context, int /*argc*/,
                                            sqlite3_value** value) {
-        const std::shared_ptr<bool> strong_flag = weak_flag.lock();
-        if (strong_flag == nullptr) {
+        // Asking is enough, and cheaper than a lock for each row: no store goes while it searches.
+        if (weak_flag.expired()) {
             return; // the store is gone; the result stays SQL NULL
         }
-        const std::string_view key_word = up_to_nul(text_of(value[3]));
+        const auto* key = reinterpret_cast<const char*>(sqlite3_value_text(value[3]));
+        const std::string_view key_word = key == nullptr ? "" : key;
         bool find = false;
         // Calls a matcher where its container does not know the answer; after a match only where
         // the container has yet to follow the keyword.
@@ -468,7 +463,7 @@ void DBUser::create_custom_function() {
             if (answer == base::Answer::no) {
                 return; // nor does it match up to a NUL byte
             }
-            const std::string_view text = up_to_nul(whole);
+            const std::string_view text = whole.substr(0, whole.find('\0'));
             if (text.size() >= shortest) {
                 const bool is_known = answer == base::Answer::yes && text.size() == whole.size() &&
                                       &regex != &group_member_search_regex; // the second stage
