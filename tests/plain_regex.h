@@ -7,6 +7,7 @@
 /// is no valid expression. The witness for what the search finds, on whatever engine that runs.
 std::optional<bool> plainly_matches(const std::string& pattern, const std::string& text);
 
-/// Whether that engine is wrong by itself: it takes an anchor at a newline for one at the text's
-/// end or start, and finds no escaped small letter when it ignores case.
+/// Whether that engine is no witness: it takes an anchor at a newline for one at the text's end or
+/// start, finds no escaped small letter when it ignores case, and takes time and memory without end
+/// for repetitions of repetitions.
 bool is_misread_plainly(const std::string& pattern, const std::string& text);

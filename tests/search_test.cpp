@@ -293,10 +293,13 @@ TEST(RegexContainer, AgreesWithTheCLibrary) {
         const base::Answer answer = regex.known_answer(text);
         const bool found = regex.exec(text.c_str());
         std::setlocale(LC_ALL, "C");
+        if (is_misread_plainly(pattern, text)) {
+            continue;
+        }
         const std::optional<bool> expected = plainly_matches(pattern, text);
         if (!regex.check_key_word(key_word)) {
             refused += expected && !contains(key_word, "\\") ? 1 : 0;
-        } else if (!is_misread_plainly(pattern, text)) {
+        } else {
             const bool agrees =
                 answer == base::Answer::unknown || found == (answer == base::Answer::yes);
             ASSERT_TRUE(found == expected && agrees) << pattern << " in " << text;
