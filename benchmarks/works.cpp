@@ -63,15 +63,16 @@ std::vector<pair_of_works> pairs(table& both, int users) {
 std::vector<pair_of_works> searches(table& both, const std::string& whose, const std::string& rare,
                                     const std::string& common, const std::string& with_operator) {
     const auto over_likes = [&](const std::string& kind, const std::string& keyword) {
-        return pair_of_works{"search of " + whose + ", " + kind + " keyword, over three LIKEs",
+        return pair_of_works{"search of " + whose + ", " + kind + ", over three LIKEs",
                              [&both, keyword] { both.store.SearchUserRowsWithKeyWord(keyword); },
                              [&both, keyword] { both.c.search_like(keyword); }};
     };
     const auto over_regexec = [&](const std::string& kind, const std::string& keyword) {
-        return pair_of_works{"search of " + whose + ", " + kind + " keyword, over regexec",
+        return pair_of_works{"search of " + whose + ", " + kind + ", over regexec",
                              [&both, keyword] { both.store.SearchUserRowsWithKeyWord(keyword); },
                              [&both, keyword] { both.c.search_regexec(keyword); }};
     };
-    return {over_likes("rare", rare), over_likes("one-letter", common), over_regexec("rare", rare),
-            over_regexec("one-letter", common), over_regexec("rare with operators", with_operator)};
+    return {over_likes("rare keyword", rare), over_likes("one-letter keyword", common),
+            over_regexec("rare keyword", rare), over_regexec("one-letter keyword", common),
+            over_regexec("rare keyword with operators", with_operator)};
 }
