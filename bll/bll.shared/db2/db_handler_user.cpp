@@ -436,10 +436,8 @@ uint32_t DBUser::UpdateRemarkByIdAndSource(std::string remark, std::string user_
 }
 
 void DBUser::create_custom_function() {
-    SqliteCustomFunction function;
-    function.name = "USER_REGEX";
-    function.argc = 4;
     const std::weak_ptr<bool> weak_flag = flag;
+    SqliteCustomFunction function{"USER_REGEX", 4, {}};
     function.call_back = [this, weak_flag](sqlite3_context* context, int /*argc*/,
                                            sqlite3_value** value) {
         // Asking is enough, and cheaper than a lock for each row: no store goes while it searches.
@@ -458,8 +456,7 @@ void DBUser::create_custom_function() {
                 return;
             }
             const std::string_view whole = text_of(value);
-            const base::Answer answer =
-                is_built ? regex->known_answer(whole) : base::Answer::unknown;
+            const auto answer = is_built ? regex->known_answer(whole) : base::Answer::unknown;
             if (answer == base::Answer::no) {
                 return; // nor does it match up to a NUL byte
             }
