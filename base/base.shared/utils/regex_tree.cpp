@@ -163,7 +163,8 @@ private:
         return !m_rest.empty() && characters.find(m_rest.front()) != std::string_view::npos;
     }
     [[nodiscard]] bool next_is_name(std::string_view kinds) const {
-        return m_rest.size() > 1 && m_rest[0] == '[' && kinds.find(m_rest[1]) != kinds.npos;
+        return m_rest.size() > 1 && m_rest[0] == '[' &&
+               kinds.find(m_rest[1]) != std::string_view::npos;
     }
     char take() {
         require(!m_rest.empty());
