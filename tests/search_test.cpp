@@ -184,7 +184,7 @@ const std::vector<std::string> ordinary{"",
     "^[[:upper:]][^]x]*\\.$",
     "[^A-Za-z0-9_-]",
     "(a" + repeated("|name", 40) + ")",
-    repeated("(a?){240}", 3),
+    repeated("(a?){250}", 3),
     repeated("x", 100000),
     repeated("雨 ", 16384)};
 // clang-format on

@@ -3,7 +3,6 @@
 #include "base/base.shared/utils/regex_tree.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <optional>
 
