@@ -9,9 +9,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -106,13 +106,12 @@ class line_reader {
 public:
     explicit line_reader(const std::string& file)
         : m_name(file == "-" ? "standard input" : file),
-          m_file(file == "-" ? stdin : std::fopen(file.c_str(), "r")) {
-        require(m_file != nullptr);
+          m_file(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+        require(m_file >= 0);
     }
     ~line_reader() {
-        std::free(m_line);
-        if (m_file != stdin) {
-            std::fclose(m_file);
+        if (m_file > STDIN_FILENO) {
+            close(m_file);
         }
     }
     line_reader(const line_reader&) = delete;
@@ -121,23 +120,37 @@ public:
     /// False at the end. Throws `interrupted` if a signal came before or while waiting.
     bool next(std::string& line) {
         ++m_number;
-        const ssize_t size = getline(&m_line, &m_capacity, m_file);
-        interruption::check();
-        require(size >= 0 || std::feof(m_file) != 0);
-        if (size < 0) {
-            return false;
-        }
-        line.assign(m_line, static_cast<size_t>(size));
-        if (line.ends_with('\n')) {
-            line.pop_back();
-        }
-        return true;
+        line.clear();
+        do {
+            const size_t end = m_read.find('\n', m_begin);
+            line.append(m_read, m_begin, end - m_begin);
+            if (end != std::string::npos) {
+                m_begin = end + 1;
+                interruption::check();
+                return true;
+            }
+        } while (read_more());
+        return !line.empty();
     }
 
     /// Where the line read last stands.
     [[nodiscard]] std::string place() const { return m_name + ":" + std::to_string(m_number); }
 
 private:
+    bool read_more() {
+        constexpr size_t at_once = 65536;
+        m_begin = 0;
+        m_read.resize(m_ended ? 0 : at_once);
+        if (!m_ended) {
+            interruption::wait_for_input(m_file);
+            const ssize_t size = read(m_file, m_read.data(), m_read.size());
+            interruption::check();
+            require(size >= 0);
+            m_read.resize(static_cast<size_t>(size));
+            m_ended = size == 0; // a terminal would be asked again
+        }
+        return !m_ended;
+    }
     void require(bool works) const {
         if (!works) {
             throw bad_input("cannot read " + m_name + ": " + std::strerror(errno));
@@ -145,9 +158,10 @@ private:
     }
 
     std::string m_name;
-    std::FILE* m_file;
-    char* m_line = nullptr; // what getline allocates
-    size_t m_capacity = 0;
+    int m_file;
+    std::string m_read;
+    size_t m_begin = 0; // of what next() has yet to give
+    bool m_ended = false;
     size_t m_number = 0;
 };
 

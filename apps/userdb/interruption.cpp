@@ -1,5 +1,7 @@
 #include "apps/userdb/interruption.h"
 
+#include <sys/select.h>
+
 namespace userdb {
 
 namespace {
@@ -35,6 +37,25 @@ void interruption::check() {
     if (noted != 0) {
         throw interrupted(noted);
     }
+}
+
+void interruption::wait_for_input(int file) {
+    // Blocked but for the wait itself, no signal can come unseen between a look and the wait.
+    sigset_t ours;
+    sigset_t before;
+    sigemptyset(&ours);
+    for (const int signal : signals) {
+        sigaddset(&ours, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &ours, &before);
+    if (noted == 0) {
+        fd_set files;
+        FD_ZERO(&files);
+        FD_SET(file, &files);
+        pselect(file + 1, &files, nullptr, nullptr, nullptr, &before);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    check();
 }
 
 } // namespace userdb

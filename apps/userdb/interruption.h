@@ -17,8 +17,8 @@ private:
     int m_signal;
 };
 
-/// While it lives SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and blocked
-/// reads return; those that are ignored stay so. One at a time.
+/// While it lives SIGINT, SIGTERM and SIGHUP are noted instead of ending the process; those that
+/// are ignored stay so. One at a time.
 class interruption {
 public:
     interruption();
@@ -28,6 +28,9 @@ public:
 
     /// Throws `interrupted` if a signal has come.
     static void check();
+    /// Returns once there is something to read, the end or an error. Throws `interrupted` if a
+    /// signal came before or while waiting.
+    static void wait_for_input(int file);
 
 private:
     std::array<struct sigaction, 3> m_before;
