@@ -104,7 +104,7 @@ TEST_F(AccessLayer, IteratorsAreAssignedWithoutTouchingTheOtherResult) {
     walker.swap(it);
     EXPECT_TRUE(it == ended.end());
     EXPECT_EQ(walker->operator[](0).as<long long>(), 1);
-    ++ ++ ++walker;
+    std::advance(walker, 3);
     EXPECT_TRUE(copy.begin() == copy.end()) << "a copy must not step what has ended";
 }
 

@@ -51,13 +51,18 @@ TEST_F(HandlerBase, EscapedTextsDecodeToThemselves) {
     }
 }
 
-TEST_F(HandlerBase, Transactions) {
-    query("CREATE TABLE t (i)");
-    const auto begin_and_add = [&](db::DBBase& handler) {
+class HandlerTransactions : public HandlerBase {
+protected:
+    HandlerTransactions() { query("CREATE TABLE t (i)"); }
+
+    void begin_and_add(db::DBBase& handler) {
         handler.begin_transaction();
         query("INSERT INTO t VALUES (1)");
-    };
-    const auto stored = [&] { return query("SELECT count(*) FROM t"); };
+    }
+    std::string stored() { return query("SELECT count(*) FROM t"); }
+};
+
+TEST_F(HandlerTransactions, NestAndEnd) {
     EXPECT_FALSE(base.is_in_transaction());
     EXPECT_NO_THROW(base.rollback_transaction());
     fails(SQLITE_MISUSE, "no open transaction", [&] { base.commit_transaction(); });
@@ -69,30 +74,47 @@ TEST_F(HandlerBase, Transactions) {
     begin_and_add(base);
     base.commit_transaction();
     EXPECT_TRUE(base.is_in_transaction());
-    const auto lose = [&] { base.rollback_transaction(), throw std::logic_error("x"); };
-    EXPECT_THROW(base.as_transaction(lose), std::logic_error);
-    EXPECT_TRUE(base.is_in_transaction()) << "the one around it is not the body's to end";
-    base.as_transaction([&] {
-        begin_and_add(base);
-        base.commit_transaction();
-        EXPECT_THROW(base.as_transaction([&] { begin_and_add(base), throw std::logic_error("x"); }),
-                     std::logic_error);
-    });
     base.commit_transaction();
     EXPECT_FALSE(base.is_in_transaction());
-    EXPECT_EQ(stored(), "3");
-    fails(SQLITE_MISUSE, "the body must end",
-          [&] { base.as_transaction([&] { begin_and_add(base); }); });
+    EXPECT_EQ(stored(), "2");
     {
         db::DBBase dying({"me", 1}, connection);
         begin_and_add(dying);
         begin_and_add(dying);
     }
-    EXPECT_EQ(stored(), "3") << "what nobody committed is rolled back";
+    EXPECT_EQ(stored(), "2") << "what nobody committed is rolled back";
     begin_and_add(base);
     query("ROLLBACK");
     fails(SQLITE_ABORT_ROLLBACK, "already", [&] { base.commit_transaction(); });
     EXPECT_FALSE(base.is_in_transaction());
+}
+
+TEST_F(HandlerTransactions, ABodyEndsWhatItBeganAndNothingElse) {
+    db::DBBase other({"me", 1}, connection);
+    begin_and_add(base);
+    base.as_transaction([&] {
+        begin_and_add(base);
+        base.commit_transaction();
+        const auto ended = "as_transaction ends its transaction itself";
+        fails(SQLITE_MISUSE, ended, [&] { base.commit_transaction(); });
+        fails(SQLITE_MISUSE, ended, [&] { base.rollback_transaction(); });
+        begin_and_add(other);
+        const auto break_off = [&] {
+            begin_and_add(base);
+            throw std::logic_error("x");
+        };
+        EXPECT_THROW(base.as_transaction(break_off), std::logic_error);
+        begin_and_add(base);
+        fails(SQLITE_MISUSE, "an open one inside", [&] { other.rollback_transaction(); });
+        fails(SQLITE_MISUSE, "an open one inside", [&] { other.commit_transaction(); });
+        base.commit_transaction();
+        other.commit_transaction();
+        EXPECT_TRUE(base.is_in_transaction());
+    });
+    const auto leave_open = [&] { begin_and_add(base); };
+    fails(SQLITE_MISUSE, "left a transaction", [&] { base.as_transaction(leave_open); });
+    base.commit_transaction();
+    EXPECT_EQ(stored(), "4");
 }
 
 TEST_F(HandlerBase, StoresTheUserDataVersion) {

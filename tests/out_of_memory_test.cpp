@@ -88,9 +88,13 @@ struct World {
         run("PRAGMA encoding = 'UTF-16'"), run("PRAGMA synchronous = OFF");
         users.emplace(std::pair("me", 1), db);
         kept.emplace(db->prepare_statement("SELECT upper(remark) FROM users WHERE :a > 0"));
+        const auto look = [this](sqlite3_context* context, auto...) {
+            handle = sqlite3_context_db_handle(context);
+        };
+        db->add_custom_function({"look", 0, look});
+        run("SELECT look()");
     }
     sqlite::result run(const std::string& sql) { return db->execute(sql); }
-    sqlite3* handle() { return sqlite3_db_handle(sqlite::detail::access::handle(*kept)); }
     /// A contact whose key is formed already and whose texts own memory.
     UserRow& whole(const std::string& id, const std::string& name = "the user name of ") {
         given = contact(id, name + id);
@@ -119,6 +123,7 @@ struct World {
     UserRow given;
     std::vector<UserRow> rows{1};
     uint64_t number = 0;
+    sqlite3* handle = nullptr; // what SQLite knows the connection by
 };
 
 constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
@@ -241,7 +246,7 @@ protected:
             EXPECT_TRUE(done(w)) << "it works once there is memory";
         }
         EXPECT_EQ(w.told(), after);
-        sqlite3* const handle = w.handle();
+        sqlite3* const handle = w.handle;
         w.kept.reset();
         EXPECT_EQ(sqlite3_next_stmt(handle, nullptr), nullptr) << "no statement is left";
     }
@@ -284,9 +289,9 @@ TEST(OwedRollback, IsPaidBeforeTheNextTransactionBegins) {
     };
     EXPECT_THROW(w.db->as_transaction(lose), int);
     memory.targets = 0;
-    EXPECT_EQ(sqlite3_get_autocommit(w.handle()), 0) << "SQLite could not roll back";
+    EXPECT_EQ(sqlite3_get_autocommit(w.handle), 0) << "SQLite could not roll back";
     const auto begin = [&](database&) {
-        EXPECT_EQ(sqlite3_txn_state(w.handle(), "main"), SQLITE_TXN_WRITE);
+        EXPECT_EQ(sqlite3_txn_state(w.handle, "main"), SQLITE_TXN_WRITE);
         EXPECT_EQ(w.told(), before);
     };
     EXPECT_EQ(w.db->as_transaction(begin), 0U);

@@ -94,6 +94,10 @@ TEST_F(UserStore, ComparesEveryField) {
         value += *"x"; // a letter more, or a larger number
         EXPECT_TRUE(one != other && !(one == other)) << column.name;
     });
+    const std::vector<UserRow> rows{{.user_id = "a"}, {.user_id = "b"}};
+    EXPECT_EQ(std::find(rows.begin(), rows.end(), UserRow{.user_id = "b"}) - rows.begin(), 1);
+    EXPECT_TRUE(rows[0] != rows[1]);
+    static_assert(!std::is_copy_constructible_v<DBUser>);
 }
 
 TEST_F(UserStore, FormsTheKeyBeforeAnInsertThatFails) {
@@ -132,7 +136,7 @@ TEST_F(UserStore, UpdatesOfOneFieldWorkThroughAnyHandlerAndLog) {
     EXPECT_EQ(DBUser::UpdateIsStartByIdAndSource(true, "u", 1, handler), 1U);
     EXPECT_EQ(DBUser::UpdateIsAttentionByIdAndSource(true, "u", 1, handler), 1U);
     EXPECT_EQ(DBUser::UpdateDataTypeByIdAndSource(0, "nobody", 1, handler), 0U);
-    fails(SQLITE_CONSTRAINT_TRIGGER, "cannot execute: no, in: UPDATE users SET remark\t= :remark,",
+    fails(SQLITE_CONSTRAINT_TRIGGER, "cannot execute: no, in: UPDATE users SET remark = :remark,",
           [&] { DBUser::UpdateRemarkByIdAndSource("", "u", 1, handler); });
     fails(SQLITE_MISUSE, "no database",
           [&] { DBUser::UpdateIsStartByIdAndSource(true, "u", 1, lonely); });
@@ -153,7 +157,7 @@ TEST_F(UserStore, SetParameterListsAndTheirLimit) {
                                               db::_prepare_bind(items));
     db::_bind(stmt, items);
     EXPECT_EQ(shown(connection->execute(stmt)), "8");
-    stmt = connection->prepare_statement("SELECT :param0 || :x || :param2"); // not in a row
+    stmt = connection->prepare_statement("SELECT :param0 || :x || :param2");
     items.resize(3);
     fails(SQLITE_RANGE, "':param1'", [&] { db::_bind(stmt, items); });
     stmt = connection->prepare_statement("SELECT 1 WHERE 4 in " + db::_prepare_bind(items));

@@ -1,7 +1,6 @@
 #include "base/base.shared/sqlite/database.h"
 
 #include "base/base.shared/sqlite/detail.h"
-#include "base/base.shared/sqlite/error.h"
 #include "base/base.shared/sqlite/transaction.h"
 
 #include <algorithm>
@@ -26,17 +25,6 @@ constexpr int busy_timeout_ms = 5000;
 
 using function_body = decltype(SqliteCustomFunction::call_back);
 
-/// What holds the connection during one call. SQLite's mutex comes first everywhere: a thread that
-/// steps a statement holds it already when a function in the statement calls the database back.
-class call_hold {
-public:
-    call_hold(sqlite3* db, std::recursive_mutex& mutex) : m_connection(db), m_guard(mutex) {}
-
-private:
-    detail::connection_hold m_connection;
-    std::lock_guard<std::recursive_mutex> m_guard;
-};
-
 /// The one door through which SQLite calls C++ code: no exception passes it.
 void call_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
     try {
@@ -44,6 +32,11 @@ void call_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
         body(context, argc, argv);
     } catch (const std::bad_alloc&) {
         sqlite3_result_error_nomem(context);
+    } catch (const error& failure) {
+        const int primary = failure.code() & 0xff;
+        sqlite3_result_error(context, failure.what(), -1);
+        sqlite3_result_error_code(
+            context, SQLITE_OK < primary && primary < SQLITE_ROW ? failure.code() : SQLITE_ERROR);
     } catch (const std::exception& failure) {
         sqlite3_result_error(context, failure.what(), -1);
     } catch (...) {
@@ -97,13 +90,13 @@ result database::execute(const std::string& sql) {
 }
 
 result database::execute(const statement& stmt) {
-    const call_hold hold(db, m_mut);
+    const detail::connection_hold hold(db);
     sqlite3_stmt* handle = stmt.stmt.get();
     if (sqlite3_db_handle(handle) != db) {
-        throw error(SQLITE_MISUSE, "cannot execute a statement of another connection: " +
-                                       std::string(detail::sql_of(handle)));
+        throw error(SQLITE_MISUSE,
+                    "cannot execute a statement of another connection: " + detail::shown(handle));
     }
-    require_intact_transaction();
+    settle_transaction();
     detail::abandon_run(handle);
     const int total_before = sqlite3_total_changes(db);
     const bool has_row = detail::step(handle);
@@ -134,12 +127,12 @@ uint32_t database::as_transaction(const std::function<void(database&)>& body) {
 }
 
 int64_t database::last_insert_rowid() const {
-    const call_hold hold(db, m_mut);
+    const detail::connection_hold hold(db);
     return sqlite3_last_insert_rowid(db);
 }
 
 size_t database::size() const {
-    const call_hold hold(db, m_mut);
+    const detail::connection_hold hold(db);
     const auto number = [this](const char* pragma) {
         const std::shared_ptr<sqlite3_stmt> stmt = create_statement(pragma);
         detail::step(stmt.get());
@@ -149,12 +142,12 @@ size_t database::size() const {
 }
 
 uint32_t database::changes() const {
-    const call_hold hold(db, m_mut);
+    const detail::connection_hold hold(db);
     return static_cast<uint32_t>(sqlite3_changes(db));
 }
 
 void database::add_custom_function(SqliteCustomFunction function) {
-    const call_hold hold(db, m_mut);
+    const detail::connection_hold hold(db);
     const std::string tried = "add the function '" + function.name + "'";
     if (function.call_back == nullptr) {
         throw error(SQLITE_MISUSE, "cannot " + tried + ": it has no callback");
@@ -182,12 +175,12 @@ void database::close() {
 
 std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql) const {
     const auto refuse = [&sql](const std::string& why) {
-        throw error(SQLITE_MISUSE, "cannot prepare " + why + ": " + sql);
+        throw error(SQLITE_MISUSE, "cannot prepare " + why + ": " + detail::shown(sql));
     };
     if (sql.find('\0') != std::string::npos) {
         refuse("a text with a NUL byte in it");
     }
-    const call_hold hold(db, m_mut);
+    const detail::connection_hold hold(db);
     if (sql.size() >= static_cast<size_t>(std::numeric_limits<int>::max())) {
         detail::fail(nullptr, SQLITE_TOOBIG, "prepare a statement", {});
     }
@@ -198,7 +191,7 @@ std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql)
         sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size() + 1), &handle, &tail);
     std::shared_ptr<sqlite3_stmt> stmt(handle, sqlite3_finalize);
     if (code != SQLITE_OK) {
-        detail::fail(db, code, "prepare", sql);
+        detail::fail(db, code, "prepare", detail::shown(sql));
     }
     if (stmt == nullptr) {
         refuse("a text without a statement");
@@ -209,7 +202,9 @@ std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql)
     return stmt;
 }
 
-void database::require_intact_transaction() {
+/// Rolls back what could not be rolled back when it should, and throws if SQLite has rolled back
+/// the open transaction.
+void database::settle_transaction() {
     if (m_rollback_owed && sqlite3_get_autocommit(db) == 0) {
         detail::step(create_statement("ROLLBACK").get());
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/base.shared/sqlite/error.h"
 #include "base/base.shared/sqlite/result.h"
 #include "base/base.shared/sqlite/statement.h"
 
@@ -37,7 +38,7 @@ enum access_mode {
 
 /// Whether connections of this process to one file share their page cache.
 enum cache_type {
-    /// They lock each other out table by table, and without waiting: SQLITE_LOCKED comes at once.
+    /// They lock single tables against each other; a conflict fails at once with SQLITE_LOCKED.
     shared_cache = 131072,
     private_cache = 262144,
 };
@@ -106,8 +107,8 @@ public:
     /// for statements prepared before. The callback and what it captures live until the function is
     /// replaced or the connection closed, and are destroyed then, or at once if SQLite refuses the
     /// function (while a statement is running and it would replace one, for instance): that throws.
-    /// A callback may throw: std::bad_alloc fails its statement with SQLITE_NOMEM, any other
-    /// exception with SQLITE_ERROR and its text.
+    /// A callback may throw: its statement fails with the code of an `error`, with SQLITE_NOMEM for
+    /// std::bad_alloc, else with SQLITE_ERROR, and with the exception's text.
     void add_custom_function(SqliteCustomFunction function);
 
 private:
@@ -117,13 +118,13 @@ private:
     void close();
     [[nodiscard]] std::shared_ptr<sqlite3_stmt> create_statement(const std::string& sql) const;
     void open(const std::string& filename, int flags);
-    void require_intact_transaction();
+    void settle_transaction();
 
     sqlite3* db = nullptr;
-    mutable std::recursive_mutex m_mut;
+    std::recursive_mutex m_mut;
     bool m_in_trans = false;
     uint32_t m_depth = 0;         // open objects of the class transaction
-    uint32_t m_undone = 0;        // rows in SQLite's running total that a rollback took back
+    uint32_t m_undone = 0;        // rows that sqlite3_total_changes counts although rolled back
     bool m_rollback_owed = false; // SQLite could not roll back; nothing may run before it has
 };
 

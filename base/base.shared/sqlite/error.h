@@ -7,9 +7,9 @@ namespace sqlite {
 
 /// What every failure of this layer is thrown as.
 ///
-/// The text names what was tried, SQLite's own message and the statement's text, and the parameter
-/// or column if the failure is about one. This layer puts no bound value into it; SQLite's messages
-/// quote one in rare cases (a JSON path, a name to ATTACH).
+/// The text names what was tried, SQLite's own message, some 200 bytes of the statement with its
+/// white space folded, and the parameter or column if the failure is about one. This layer puts no
+/// bound value into it; SQLite's messages quote one in rare cases (a JSON path, a name to ATTACH).
 class error : public std::runtime_error {
 public:
     /// NUL bytes in the text are shown as "\0".

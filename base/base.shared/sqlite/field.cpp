@@ -1,7 +1,6 @@
 #include "base/base.shared/sqlite/field.h"
 
 #include "base/base.shared/sqlite/detail.h"
-#include "base/base.shared/sqlite/error.h"
 
 #include <sqlite3.h>
 
@@ -11,7 +10,7 @@ field::field(const std::shared_ptr<sqlite3_stmt>& stmt, const size_t& index)
     : stmt(stmt), index(index) {}
 
 bool field::is_null() const {
-    require_value();
+    detail::require_value(stmt.get(), index);
     return sqlite3_column_type(stmt.get(), static_cast<int>(index)) == SQLITE_NULL;
 }
 
@@ -25,33 +24,21 @@ std::string field::column_name() const {
 
 template <>
 std::string field::as<std::string>() const {
-    return read<std::string>();
-}
-
-template <>
-unsigned int field::as<unsigned int>() const {
-    return read<unsigned int>();
+    std::string value;
+    detail::read(stmt.get(), index, value);
+    return value;
 }
 
 template <>
 long long field::as<long long>() const {
-    return read<long long>();
-}
-
-template <typename T>
-T field::read() const {
-    require_value();
-    const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
-    T value;
-    detail::read(stmt.get(), static_cast<int>(index), value);
+    long long value = 0;
+    detail::read(stmt.get(), index, value);
     return value;
 }
 
-void field::require_value() const {
-    if (index >= static_cast<size_t>(sqlite3_data_count(stmt.get()))) {
-        throw error(SQLITE_RANGE, "no current row to read column '" + column_name() +
-                                      "' from, in: " + std::string(detail::sql_of(stmt.get())));
-    }
+template <>
+unsigned int field::as<unsigned int>() const {
+    return static_cast<unsigned int>(as<long long>());
 }
 
 } // namespace sqlite

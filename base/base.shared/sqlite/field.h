@@ -33,10 +33,6 @@ public:
     [[nodiscard]] T as() const = delete;
 
 private:
-    void require_value() const;
-    template <typename T>
-    [[nodiscard]] T read() const;
-
     std::shared_ptr<sqlite3_stmt> stmt;
     const size_t index;
 };

@@ -14,14 +14,7 @@ size_t row::column_count() const {
 }
 
 field row::operator[](const std::string& column_name) const {
-    const size_t count = column_count();
-    for (size_t index = 0; index < count; ++index) {
-        if (detail::column_name(stmt.get(), index) == column_name) {
-            return {stmt, index};
-        }
-    }
-    throw error(SQLITE_RANGE, "no column '" + column_name +
-                                  "' in the result of: " + std::string(detail::sql_of(stmt.get())));
+    return {stmt, position_of(column_name)};
 }
 
 field row::operator[](const size_t& index) const {
@@ -33,6 +26,26 @@ field row::operator[](const size_t& index) const {
 
 void row::swap(row& other) noexcept {
     stmt.swap(other.stmt);
+}
+
+size_t row::position_of(std::string_view column_name, size_t guess) const {
+    const size_t count = column_count();
+    for (size_t tried = 0; tried < count; ++tried) {
+        const size_t position = (guess + tried) % count;
+        if (detail::column_name(stmt.get(), position) == column_name) {
+            return position;
+        }
+    }
+    throw error(SQLITE_RANGE, "no column '" + std::string(column_name) +
+                                  "' in the result of: " + detail::shown(stmt.get()));
+}
+
+void row::read(size_t position, std::string& value) const {
+    detail::read(stmt.get(), position, value);
+}
+
+void row::read(size_t position, long long& value) const {
+    detail::read(stmt.get(), position, value);
 }
 
 bool row::is_valid_index(const size_t& index) const {

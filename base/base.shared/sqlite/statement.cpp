@@ -3,10 +3,26 @@
 #include "base/base.shared/sqlite/detail.h"
 #include "base/base.shared/sqlite/error.h"
 
-#include <cstring>
 #include <sqlite3.h>
 
 namespace sqlite {
+
+namespace {
+
+int bind_value(sqlite3_stmt* stmt, int position, const char* value) {
+    return sqlite3_bind_text(stmt, position, value, -1, SQLITE_TRANSIENT);
+}
+
+int bind_value(sqlite3_stmt* stmt, int position, const std::string& value) {
+    return sqlite3_bind_text64(stmt, position, value.data(), value.size(), SQLITE_TRANSIENT,
+                               SQLITE_UTF8);
+}
+
+int bind_value(sqlite3_stmt* stmt, int position, long long value) {
+    return sqlite3_bind_int64(stmt, position, value);
+}
+
+} // namespace
 
 statement::statement(const std::shared_ptr<sqlite3_stmt>& stmt) : stmt(stmt) {}
 
@@ -15,22 +31,22 @@ size_t statement::parameter_count() const {
 }
 
 void statement::bind(const std::string& name, const char* value) {
-    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
+    bind(position_of(name), value);
 }
 
 template <>
 void statement::bind(const std::string& name, const std::string& value) {
-    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
+    bind_at(position_of(name), value);
 }
 
 template <>
 void statement::bind(const std::string& name, const unsigned int& value) {
-    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
+    bind_at<long long>(position_of(name), value);
 }
 
 template <>
 void statement::bind(const std::string& name, const long long& value) {
-    throw_on_bind_error(detail::bind(stmt.get(), parameter_index(name), value), name);
+    bind_at(position_of(name), value);
 }
 
 void statement::clear_bindings() {
@@ -42,24 +58,63 @@ void statement::clear_bindings() {
 
 void statement::swap(statement& other) noexcept {
     stmt.swap(other.stmt);
+    std::swap(m_last_bound, other.m_last_bound);
+}
+
+size_t statement::position_of(const std::string& name) const {
+    const char* next = sqlite3_bind_parameter_name(stmt.get(), static_cast<int>(m_last_bound + 1));
+    if (next != nullptr && next == name) {
+        return m_last_bound + 1;
+    }
+    // SQLite reads the name up to its first NUL, which must not find ":a" for ":a\0b".
+    const bool is_whole = name.find('\0') == std::string::npos;
+    const int position = is_whole ? sqlite3_bind_parameter_index(stmt.get(), name.c_str()) : 0;
+    if (position == 0) {
+        throw error(SQLITE_RANGE, "no parameter '" + name + "' in: " + detail::shown(stmt.get()));
+    }
+    return static_cast<size_t>(position);
+}
+
+void statement::bind(size_t position, const char* value) {
+    bind_at(position, value);
+}
+
+template <>
+void statement::bind(size_t position, const std::string& value) {
+    bind_at(position, value);
+}
+
+template <>
+void statement::bind(size_t position, const unsigned int& value) {
+    bind_at<long long>(position, value);
+}
+
+template <>
+void statement::bind(size_t position, const long long& value) {
+    bind_at(position, value);
 }
 
 void statement::throw_on_bind_error(const int code, const std::string& name) const {
     if (code != SQLITE_OK) {
-        detail::fail_bind(stmt.get(), code, name);
+        detail::fail(nullptr, code, "bind '" + name + "'", detail::shown(stmt.get()));
     }
 }
 
-int statement::parameter_index(const std::string& name) const {
-    // SQLite reads the name up to its first NUL, which must not find ":a" for ":a\0b".
-    const bool whole = std::strlen(name.c_str()) == name.size();
-    const int index = whole ? sqlite3_bind_parameter_index(stmt.get(), name.c_str()) : 0;
-    if (index == 0) {
-        throw error(SQLITE_RANGE,
-                    "no parameter '" + name + "' in: " + std::string(detail::sql_of(stmt.get())));
+template <typename T>
+void statement::bind_at(size_t position, const T& value) {
+    if (position == 0 || position > parameter_count()) {
+        throw error(SQLITE_RANGE, "no parameter at position " + std::to_string(position) + " of " +
+                                      std::to_string(parameter_count()) +
+                                      " in: " + detail::shown(stmt.get()));
     }
     detail::abandon_run(stmt.get());
-    return index;
+    const int code = bind_value(stmt.get(), static_cast<int>(position), value);
+    m_last_bound = position;
+    if (code != SQLITE_OK) {
+        const char* name = sqlite3_bind_parameter_name(stmt.get(), static_cast<int>(position));
+        throw_on_bind_error(
+            code, name != nullptr ? name : std::string("?").append(std::to_string(position)));
+    }
 }
 
 } // namespace sqlite

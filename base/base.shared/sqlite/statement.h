@@ -6,10 +6,6 @@
 
 struct sqlite3_stmt;
 
-namespace sqlite::detail {
-struct access;
-}
-
 namespace sqlite {
 
 /// A compiled SQL statement, made by `database::prepare_statement`.
@@ -36,7 +32,8 @@ public:
     /// Texts are bound by their length, NUL bytes included; the `const char*` form ends at the
     /// first NUL and binds SQL NULL for a null pointer. Throws `error` for a name that the
     /// statement does not have and for a text over SQLite's length limit (a billion bytes).
-    /// The name is sought from the statement's first parameter on: linear in their number.
+    /// Finding a name is linear in the number of parameters, unless names are bound in the order in
+    /// which they first appear in the text.
     void bind(const std::string& name, const char* value);
     /// For `std::string`, `unsigned int` and `long long` (to which an `int64_t` is cast, since it
     /// may be a `long`); any other type does not compile.
@@ -48,14 +45,24 @@ public:
 
     void swap(statement& other) noexcept;
 
+    /// The position of a parameter, counted from 1, for `bind` by position: parameters are numbered
+    /// in the order in which they first appear. Throws `error` for a name that there is not.
+    [[nodiscard]] size_t position_of(const std::string& name) const;
+    /// Binds to the parameter at a position, which also reaches a nameless one (`?`); otherwise
+    /// like `bind` by name, for the same types. Throws `error` for a position that there is not.
+    void bind(size_t position, const char* value);
+    template <typename T>
+    void bind(size_t position, const T& value) = delete;
+
 private:
     friend class database;
-    friend struct detail::access;
 
     void throw_on_bind_error(const int code, const std::string& name) const;
-    [[nodiscard]] int parameter_index(const std::string& name) const;
+    template <typename T>
+    void bind_at(size_t position, const T& value);
 
     std::shared_ptr<sqlite3_stmt> stmt;
+    size_t m_last_bound = 0; // the position; a name is often that of the next one
 };
 
 template <>
@@ -64,5 +71,11 @@ template <>
 void statement::bind(const std::string& name, const unsigned int& value);
 template <>
 void statement::bind(const std::string& name, const long long& value);
+template <>
+void statement::bind(size_t position, const std::string& value);
+template <>
+void statement::bind(size_t position, const unsigned int& value);
+template <>
+void statement::bind(size_t position, const long long& value);
 
 } // namespace sqlite

@@ -1,32 +1,20 @@
 #include "base/base.shared/sqlite/transaction.h"
 
-#include "base/base.shared/sqlite/detail.h"
-#include "base/base.shared/sqlite/error.h"
-
 #include <sqlite3.h>
 
 namespace sqlite {
 
 namespace {
 
-bool run(sqlite3_stmt* stmt) noexcept {
-    sqlite3_step(stmt);
-    return sqlite3_reset(stmt) == SQLITE_OK;
+bool run(sqlite3* db, const char* sql) noexcept {
+    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 } // namespace
 
-bool transaction::begins_nested(database& db) {
-    db.require_intact_transaction(); // an owed rollback ends the transaction that would be seen
-    return sqlite3_get_autocommit(db.db) == 0;
-}
-
-transaction::transaction(database& db)
-    : m_lock(db), m_db(db), m_nested(begins_nested(db)),
-      m_commit(db.create_statement(m_nested ? "RELEASE nested_transaction" : "COMMIT")),
-      m_rollback(db.create_statement("ROLLBACK")),
-      m_rollback_to_savepoint(m_nested ? db.create_statement("ROLLBACK TO nested_transaction")
-                                       : nullptr) {
+transaction::transaction(database& db) : m_lock(db), m_db(db) {
+    db.settle_transaction(); // an owed rollback ends the transaction that would be seen
+    m_nested = sqlite3_get_autocommit(db.db) == 0;
     const bool may_write = sqlite3_db_readonly(db.db, "main") == 0;
     db.execute(m_nested    ? "SAVEPOINT nested_transaction"
                : may_write ? "BEGIN IMMEDIATE"
@@ -41,12 +29,11 @@ transaction::~transaction() {
 }
 
 void transaction::commit() {
-    if (!m_open || m_level != m_db.m_depth) {
+    if (!is_innermost()) {
         throw error(SQLITE_MISUSE, m_open ? "cannot commit while an inner transaction is open"
                                           : "cannot commit: the transaction is over");
     }
-    m_db.require_intact_transaction();
-    detail::step(m_commit.get());
+    m_db.execute(m_nested ? "RELEASE nested_transaction" : "COMMIT");
     end();
 }
 
@@ -56,12 +43,15 @@ void transaction::rollback() noexcept {
     }
     end();
     m_db.m_undone += changes();
-    if (sqlite3_get_autocommit(m_db.db) != 0) {
-        return;
-    }
-    if (!m_nested || !run(m_rollback_to_savepoint.get()) || !run(m_commit.get())) {
-        m_db.m_rollback_owed = !run(m_rollback.get());
-    }
+    const bool is_over = sqlite3_get_autocommit(m_db.db) != 0;
+    const bool is_undone = is_over || (m_nested && !m_db.m_rollback_owed &&
+                                       run(m_db.db, "ROLLBACK TO nested_transaction;"
+                                                    "RELEASE nested_transaction"));
+    m_db.m_rollback_owed = !is_undone && !run(m_db.db, "ROLLBACK");
+}
+
+bool transaction::is_innermost() const {
+    return m_open && m_level == m_db.m_depth;
 }
 
 void transaction::end() noexcept {

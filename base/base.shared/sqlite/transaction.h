@@ -3,10 +3,7 @@
 #include "base/base.shared/sqlite/database.h"
 
 #include <cstdint>
-#include <memory>
 #include <mutex>
-
-struct sqlite3_stmt;
 
 namespace sqlite {
 
@@ -33,23 +30,21 @@ public:
     /// else.
     void rollback() noexcept;
 
+    /// Whether it is open, and no transaction that was begun inside it is.
+    [[nodiscard]] bool is_innermost() const;
+
     /// Rows inserted, updated and deleted inside so far, less those that nested ones rolled back.
     [[nodiscard]] uint32_t changes() const;
 
 private:
-    static bool begins_nested(database& db);
     void end() noexcept;
 
     std::unique_lock<database> m_lock;
     database& m_db;
-    bool m_nested;
-    uint32_t m_level = 0; // 1 for the outermost object
+    bool m_nested = false; // a savepoint
     bool m_open = true;
+    uint32_t m_level = 0; // 1 for the outermost object
     uint32_t m_changes_before = 0;
-    // Compiled ahead, since rolling back must work when memory has run out.
-    std::shared_ptr<sqlite3_stmt> m_commit;
-    std::shared_ptr<sqlite3_stmt> m_rollback;
-    std::shared_ptr<sqlite3_stmt> m_rollback_to_savepoint;
 };
 
 } // namespace sqlite

@@ -1,7 +1,5 @@
 #include "bll/bll.shared/db2/db_handler_base.h"
 
-#include "base/base.shared/sqlite/error.h"
-
 #include <charconv>
 #include <sqlite3.h>
 #include <string_view>
@@ -102,8 +100,8 @@ void DBBase::begin_transaction() {
 
 void DBBase::rollback_transaction() {
     if (!m_transactions.empty()) {
-        m_transactions.pop_back();
-        m_is_in_transaction = !m_transactions.empty();
+        require_endable();
+        end_innermost();
     }
 }
 
@@ -111,10 +109,10 @@ void DBBase::commit_transaction() {
     if (m_transactions.empty()) {
         throw sqlite::error(SQLITE_MISUSE, "cannot commit: this handler has no open transaction");
     }
+    require_endable();
     const std::unique_ptr<sqlite::transaction> innermost = std::move(m_transactions.back());
-    m_transactions.pop_back();
-    m_is_in_transaction = !m_transactions.empty();
-    innermost->commit();
+    end_innermost();
+    innermost->commit(); // what cannot be committed is rolled back with the object
 }
 
 bool DBBase::is_in_transaction() {
@@ -122,21 +120,39 @@ bool DBBase::is_in_transaction() {
 }
 
 void DBBase::as_transaction(std::function<void()> body) {
-    const size_t before = m_transactions.size();
     begin_transaction();
-    try {
-        body();
-        if (m_transactions.size() != before + 1) {
-            throw sqlite::error(SQLITE_MISUSE, "the body must end the transactions that it begins, "
-                                               "and no others");
+    struct scope {
+        explicit scope(DBBase& handler)
+            : m_handler(handler),
+              m_before(std::exchange(handler.m_kept_open, handler.m_transactions.size())) {}
+        ~scope() {
+            while (m_handler.m_transactions.size() >= m_handler.m_kept_open) {
+                m_handler.end_innermost();
+            }
+            m_handler.m_kept_open = m_before;
         }
-    } catch (...) {
-        while (m_transactions.size() > before) {
-            rollback_transaction();
-        }
-        throw;
+        DBBase& m_handler;
+        size_t m_before;
+    };
+    const scope until_ended(*this);
+    body();
+    if (m_transactions.size() != m_kept_open) {
+        throw sqlite::error(SQLITE_MISUSE, "the body left a transaction of its own open");
     }
-    commit_transaction();
+    m_transactions.back()->commit();
+}
+
+void DBBase::require_endable() {
+    if (m_transactions.size() == m_kept_open || !m_transactions.back()->is_innermost()) {
+        throw sqlite::error(SQLITE_MISUSE, m_transactions.size() == m_kept_open
+                                               ? "as_transaction ends its transaction itself"
+                                               : "the transaction has an open one inside");
+    }
+}
+
+void DBBase::end_innermost() noexcept {
+    m_transactions.pop_back();
+    m_is_in_transaction = !m_transactions.empty();
 }
 
 std::shared_ptr<sqlite::database> DBBase::GetDB() {

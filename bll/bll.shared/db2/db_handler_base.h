@@ -1,12 +1,10 @@
 #pragma once
 
 #include "base/base.shared/sqlite/database.h"
-#include "base/base.shared/sqlite/detail.h"
 #include "base/base.shared/sqlite/transaction.h"
 
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,6 +23,8 @@ public:
     /// Both are kept unchanged for the handler's life. Without a connection only the operations
     /// that need none work; the others throw `sqlite::error`.
     DBBase(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db);
+    DBBase(const DBBase&) = delete;
+    DBBase& operator=(const DBBase&) = delete;
     /// Rolls back the transactions that are still open.
     virtual ~DBBase();
 
@@ -67,15 +67,17 @@ public:
     /// connection end their transactions in the opposite order. See `sqlite::transaction`.
     void begin_transaction();
     /// Undoes what the innermost transaction of this handler did. Does nothing if none is open.
+    /// Throws SQLITE_MISUSE, and leaves it open, if another one was begun inside it through the
+    /// connection, or if `as_transaction` began it.
     void rollback_transaction();
-    /// Finishes the innermost transaction of this handler. Throws if none is open, and if SQLite
-    /// cannot commit: it is rolled back then.
+    /// Finishes the innermost transaction of this handler. Throws like `rollback_transaction`, if
+    /// none is open, and if SQLite cannot commit: it is rolled back then.
     void commit_transaction();
     /// Whether a transaction begun through this handler is open.
     bool is_in_transaction();
     /// Runs `body` inside a transaction: commits after it, or rolls back if it throws, and lets
     /// that exception through. Throws SQLITE_MISUSE, with everything rolled back, if `body` leaves
-    /// a transaction of its own open or ends this one.
+    /// a transaction of its own open.
     void as_transaction(std::function<void()> body);
 
     /// The very connection given at construction.
@@ -90,7 +92,11 @@ protected:
     bool m_is_in_transaction = false;
 
 private:
+    void require_endable();
+    void end_innermost() noexcept; // rolls it back if it was not committed
+
     std::vector<std::unique_ptr<sqlite::transaction>> m_transactions; // the innermost last
+    size_t m_kept_open = 0; // how many of them `as_transaction` alone may end
 };
 
 /// A list of numbered parameters: "( :param0, :param1  ) " for 2.
@@ -106,18 +112,9 @@ std::string _prepare_bind(T& items) {
 /// `_prepare_bind` of the same, unchanged items.
 template <typename T>
 void _bind(sqlite::statement& stmt, T& items) {
-    namespace detail = sqlite::detail;
-    sqlite3_stmt* handle = detail::access::handle(stmt);
-    const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
-    const int first = detail::first_of_numbered(handle, numbered_parameters(count), count);
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
-        const std::string name = std::string(":param").append(std::to_string(index));
-        if (index == 0 || first == 0) {
-            stmt.bind(name, *it); // SQLite looks through all parameters for a name
-        } else if (const int code = detail::bind(handle, first + static_cast<int>(index), *it)) {
-            detail::fail_bind(handle, code, name);
-        }
+        stmt.bind(std::string(":param").append(std::to_string(index)), *it);
     }
 }
 

@@ -1,11 +1,8 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include "base/base.shared/logging/logging.h"
-#include "base/base.shared/sqlite/detail.h"
-#include "base/base.shared/sqlite/error.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
-#include <algorithm>
 #include <array>
 #include <new>
 #include <sqlite3.h>
@@ -80,10 +77,6 @@ constexpr const char* update_sql =
     " AND user_source\t\t= :user_source;";
 // clang-format on
 
-/// The type through which the access layer binds and reads a field.
-template <typename T>
-using sql_type = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
-
 constexpr size_t field_count = std::tuple_size_v<decltype(user_columns)>;
 static_assert(field_count == 22);
 
@@ -93,86 +86,35 @@ using all_fields = decltype([](const UserRow& user_row) {
                                   f16, f17, f18, f19, f20, f21, f22] = user_row;
 });
 
-using Positions = std::array<int, field_count>;
+using Positions = std::array<size_t, field_count>;
 
-/// Where a result has the columns of a record. They are looked up by name once for all its rows:
-/// another statement, or the same one after a change of the schema, may have them elsewhere.
+/// Where a result has the columns of a record.
 Positions column_positions(const sqlite::row& row) {
-    sqlite3_stmt* stmt = sqlite::detail::access::handle(row);
-    const sqlite::detail::connection_hold hold(sqlite3_db_handle(stmt));
-    std::vector<std::string_view> names(row.column_count());
-    for (size_t i = 0; i < names.size(); ++i) {
-        names[i] = sqlite::detail::column_name(stmt, i);
-    }
     Positions positions{};
-    auto next = positions.begin();
-    auto place = names.begin(); // most columns follow the one before
+    size_t next = 0;
+    auto position = positions.begin();
     for_each_user_column([&](const auto& column) {
-        const std::string_view name = column.name;
-        place = std::find(place, names.end(), name);
-        if (place == names.end()) {
-            place = std::find(names.begin(), names.end(), name);
-        }
-        if (place == names.end()) {
-            (void)row[column.name]; // throws the error that names it
-        }
-        *next++ = static_cast<int>(place - names.begin());
+        *position = row.position_of(column.name, next);
+        next = *position++ + 1; // most columns follow the one before
     });
     return positions;
 }
 
-/// Fills a record that holds the defaults.
+/// Fills a record.
 void Load(const sqlite::row& row, const Positions& positions, UserRow& user_row) {
-    sqlite3_stmt* stmt = sqlite::detail::access::handle(row);
-    const sqlite::detail::connection_hold hold(sqlite3_db_handle(stmt));
     auto position = positions.begin();
-    for_each_user_column([&](const auto& column) {
-        auto& field = user_row.*column.field;
-        using stored = sql_type<std::decay_t<decltype(field)>>;
-        if constexpr (std::is_same_v<decltype(field), stored&>) {
-            sqlite::detail::read(stmt, *position++, field);
-        } else {
-            stored value = 0;
-            sqlite::detail::read(stmt, *position++, value);
-            field = value;
-        }
-    });
+    for_each_user_column(
+        [&](const auto& column) { row.read(*position++, user_row.*column.field); });
 }
 
 template <typename T>
 void bind_field(const UserRow& user_row, const UserColumn<T>& column, sqlite::statement& stmt) {
-    stmt.bind<sql_type<T>>(std::string(":") + column.name, user_row.*column.field);
+    using bound = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
+    stmt.bind<bound>(column.parameter, user_row.*column.field);
 }
 
-/// Where the inserts, which share one list of parameters, have the parameters of the columns.
-Positions insert_positions(sqlite3_stmt* stmt) {
-    Positions positions{};
-    auto next = positions.begin();
-    for_each_user_column([&](const auto& column) {
-        *next++ = sqlite3_bind_parameter_index(stmt, (std::string(":") + column.name).c_str());
-    });
-    return positions;
-}
-
-/// Binds the texts in place: the record must stay as it is until the statement has run.
 void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
-    sqlite3_stmt* handle = sqlite::detail::access::handle(stmt);
-    static const Positions positions = insert_positions(handle);
-    const sqlite::detail::connection_hold hold(sqlite3_db_handle(handle));
-    auto position = positions.begin();
-    for_each_user_column([&](const auto& column) {
-        const auto& value = user_row.*column.field;
-        int code = SQLITE_OK;
-        if constexpr (std::is_same_v<decltype(value), const std::string&>) {
-            code = sqlite::detail::bind_in_place(handle, *position++, value);
-        } else {
-            using number = sql_type<std::decay_t<decltype(value)>>;
-            code = sqlite::detail::bind(handle, *position++, static_cast<number>(value));
-        }
-        if (code != SQLITE_OK) {
-            sqlite::detail::fail_bind(handle, code, std::string(":") + column.name);
-        }
-    });
+    for_each_user_column([&](const auto& column) { bind_field(user_row, column, stmt); });
 }
 
 /// Whether the full update has a parameter for a column.
@@ -221,7 +163,8 @@ uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind, UserRow&
     return 1;
 }
 
-/// All rows of a query.
+/// All rows of a query. Finds the columns once: by name for each row a list takes XXX times as
+/// long.
 template <typename Bind>
 std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bind) {
     const sqlite::result res = run(db, sql, bind);
@@ -274,7 +217,7 @@ std::string_view text_of(sqlite3_value* value) {
 }
 
 /// The container, made first if there is none yet.
-base::RegexContainer& made(std::unique_ptr<base::RegexContainer>& container) {
+base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container) {
     if (container == nullptr) {
         container = std::make_unique<base::RegexContainer>();
     }
@@ -283,11 +226,15 @@ base::RegexContainer& made(std::unique_ptr<base::RegexContainer>& container) {
 
 } // namespace
 
-bool UserRow::operator==(db::UserRow& other) {
+bool operator==(const UserRow& one, const UserRow& other) {
     bool equal = true;
     for_each_user_column(
-        [&](const auto& column) { equal = equal && this->*column.field == other.*column.field; });
+        [&](const auto& column) { equal = equal && one.*column.field == other.*column.field; });
     return equal;
+}
+
+bool UserRow::operator==(db::UserRow& other) {
+    return std::as_const(*this) == std::as_const(other);
 }
 
 bool UserRow::operator!=(db::UserRow& other) {
@@ -477,7 +424,7 @@ void DBUser::create_custom_function() {
 }
 
 bool DBUser::remark_name_search(std::string remark, std::string key_word) {
-    base::RegexContainer& regex = made(m_remark_name_search_regex);
+    base::RegexContainer& regex = existing_or_new(m_remark_name_search_regex);
     if (!regex.check_key_word(key_word)) {
         regex.build_reg(key_word, R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))");
     }
@@ -485,7 +432,7 @@ bool DBUser::remark_name_search(std::string remark, std::string key_word) {
 }
 
 bool DBUser::user_name_search(std::string user_name, std::string key_word) {
-    base::RegexContainer& regex = made(m_user_name_search_regex);
+    base::RegexContainer& regex = existing_or_new(m_user_name_search_regex);
     if (!regex.check_key_word(key_word)) {
         regex.build_reg(key_word, ".*" + key_word + ".*");
     }
@@ -501,7 +448,7 @@ bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     if (!group_member_check_regex->exec(group_info.c_str())) {
         return false; // no nick name at all: the keyword's expression need not be built
     }
-    base::RegexContainer& regex = made(group_member_search_regex);
+    base::RegexContainer& regex = existing_or_new(group_member_search_regex);
     if (!regex.check_key_word(key_word)) {
         regex.clear();
         regex.build_reg(key_word, R"(("nick_name":"([^"]*)" + key_word + R"([^"]*)))");

@@ -19,17 +19,20 @@ enum class UserDataType {
     USERDATA_CONTACT = 2,
     USERDATA_PUBLIC_ACCOUNT = 4,
 };
+constexpr UserDataType operator|(UserDataType one, UserDataType other) {
+    return static_cast<UserDataType>(static_cast<int>(one) | static_cast<int>(other));
+}
 
 /// One user: the in-memory form of one row of the table `users`. A plain value, for one thread at a
 /// time.
 struct UserRow {
-    std::string local_user_id; ///< the primary key, formed from `user_id` and `user_source`
-    std::string user_id;       ///< unique within its source
-    std::string device_id;
-    std::string avatar;
-    std::string user_name;
-    std::string name_spell;
-    std::string remark; ///< JSON in compact form; "remark_name" in it is searched
+    std::string local_user_id = {}; ///< the primary key, formed from `user_id` and `user_source`
+    std::string user_id = {};       ///< unique within its source
+    std::string device_id = {};
+    std::string avatar = {};
+    std::string user_name = {};
+    std::string name_spell = {};
+    std::string remark = {}; ///< JSON in compact form; "remark_name" in it is searched
     uint32_t is_anonymous = 0;
     uint32_t is_star = 0;      ///< 0 or 1
     uint32_t is_attention = 0; ///< 0 or 1
@@ -37,19 +40,20 @@ struct UserRow {
     int64_t user_version = 0; ///< raised by each single-field update
     uint32_t user_source = 0;
     uint32_t gender = 0;
-    std::string extra;
+    std::string extra = {};
     std::string group_info = "0"; ///< JSON in compact form; each "nick_name" in it is searched
     std::string msg_set = "0";
     uint32_t in_black_list = 0;
     uint32_t is_blacked = 0;
     uint32_t data_type = 0; ///< bits of `UserDataType`
-    std::string user_extension;
-    std::string contact_extension;
+    std::string user_extension = {};
+    std::string contact_extension = {};
 
     /// Compares all 22 fields.
     bool operator==(db::UserRow& other);
     bool operator!=(db::UserRow& other);
 };
+bool operator==(const UserRow& one, const UserRow& other);
 
 /// The handler of the table `users`: every user that the client knows of.
 ///
