@@ -42,7 +42,7 @@ private:
 /// Throws `error` if there is no current row, or if it has no such column.
 void require_value(sqlite3_stmt* stmt, size_t index);
 
-/// Reads a column of the current row, as `field::as` promises.
+/// Reads a column of the current row, as `field::as` promises. Hold the connection.
 void read(sqlite3_stmt* stmt, size_t index, std::string& value);
 void read(sqlite3_stmt* stmt, size_t index, long long& value);
 

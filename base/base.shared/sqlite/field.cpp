@@ -24,6 +24,7 @@ std::string field::column_name() const {
 
 template <>
 std::string field::as<std::string>() const {
+    const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
     std::string value;
     detail::read(stmt.get(), index, value);
     return value;

@@ -18,6 +18,16 @@ int bind_value(sqlite3_stmt* stmt, int position, const std::string& value) {
                                SQLITE_UTF8);
 }
 
+/// A text that SQLite does not copy.
+struct uncopied {
+    const std::string& text;
+};
+
+int bind_value(sqlite3_stmt* stmt, int position, uncopied value) {
+    return sqlite3_bind_text64(stmt, position, value.text.data(), value.text.size(), SQLITE_STATIC,
+                               SQLITE_UTF8);
+}
+
 int bind_value(sqlite3_stmt* stmt, int position, long long value) {
     return sqlite3_bind_int64(stmt, position, value);
 }
@@ -59,6 +69,15 @@ void statement::clear_bindings() {
 void statement::swap(statement& other) noexcept {
     stmt.swap(other.stmt);
     std::swap(m_last_bound, other.m_last_bound);
+}
+
+std::string_view statement::sql() const {
+    const char* text = sqlite3_sql(stmt.get());
+    return text != nullptr ? text : "";
+}
+
+void statement::bind_no_copy(const std::string& name, const std::string& value) {
+    bind_at(position_of(name), uncopied{value});
 }
 
 size_t statement::position_of(const std::string& name) const {

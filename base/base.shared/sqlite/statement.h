@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 
 struct sqlite3_stmt;
 
@@ -45,6 +46,11 @@ public:
 
     void swap(statement& other) noexcept;
 
+    /// The text that was prepared, valid as long as this object.
+    [[nodiscard]] std::string_view sql() const;
+    /// Binds a text like `bind`, but in place: it must stay as it is until the statement has run
+    /// for the last time, is bound anew or is gone.
+    void bind_no_copy(const std::string& name, const std::string& value);
     /// The position of a parameter, counted from 1, for `bind` by position: parameters are numbered
     /// in the order in which they first appear. Throws `error` for a name that there is not.
     [[nodiscard]] size_t position_of(const std::string& name) const;

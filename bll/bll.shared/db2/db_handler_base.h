@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -112,9 +114,19 @@ std::string _prepare_bind(T& items) {
 /// `_prepare_bind` of the same, unchanged items.
 template <typename T>
 void _bind(sqlite::statement& stmt, T& items) {
+    const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
+    const size_t list = stmt.sql().find(numbered_parameters(count));
+    // Parameters are numbered as they first appear. If that is in the list for all of these, their
+    // positions follow each other, and SQLite need not look through the names for each.
+    const bool is_in_list = list != std::string_view::npos && stmt.sql().find(":param") == list + 2;
+    const size_t first = count > 0 && is_in_list ? stmt.position_of(":param0") : 0;
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
-        stmt.bind(std::string(":param").append(std::to_string(index)), *it);
+        if (first != 0) {
+            stmt.bind(first + index, *it);
+        } else {
+            stmt.bind(std::string(":param").append(std::to_string(index)), *it);
+        }
     }
 }
 

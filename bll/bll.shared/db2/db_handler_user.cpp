@@ -3,7 +3,6 @@
 #include "base/base.shared/logging/logging.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
-#include <array>
 #include <new>
 #include <sqlite3.h>
 #include <string_view>
@@ -77,8 +76,7 @@ constexpr const char* update_sql =
     " AND user_source\t\t= :user_source;";
 // clang-format on
 
-constexpr size_t field_count = std::tuple_size_v<decltype(user_columns)>;
-static_assert(field_count == 22);
+static_assert(std::tuple_size_v<decltype(user_columns)> == 22);
 
 /// Does not compile once UserRow has other than the 22 fields that `user_columns` lists.
 using all_fields = decltype([](const UserRow& user_row) {
@@ -86,31 +84,26 @@ using all_fields = decltype([](const UserRow& user_row) {
                                   f16, f17, f18, f19, f20, f21, f22] = user_row;
 });
 
-using Positions = std::array<size_t, field_count>;
-
 /// Where a result has the columns of a record.
-Positions column_positions(const sqlite::row& row) {
-    Positions positions{};
-    size_t next = 0;
-    auto position = positions.begin();
-    for_each_user_column([&](const auto& column) {
-        *position = row.position_of(column.name, next);
-        next = *position++ + 1; // most columns follow the one before
-    });
-    return positions;
+std::vector<size_t> column_positions(const sqlite::row& row) {
+    return std::apply([&](const auto&... column) { return row.positions_of({column.name...}); },
+                      user_columns);
 }
 
-/// Fills a record.
-void Load(const sqlite::row& row, const Positions& positions, UserRow& user_row) {
-    auto position = positions.begin();
-    for_each_user_column(
-        [&](const auto& column) { row.read(*position++, user_row.*column.field); });
+void Load(const sqlite::row& row, const std::vector<size_t>& positions, UserRow& user_row) {
+    std::apply([&](const auto&... column) { row.read(positions, (user_row.*column.field)...); },
+               user_columns);
 }
 
+/// Binds texts in place: the record must stay as it is until the statement has run.
 template <typename T>
 void bind_field(const UserRow& user_row, const UserColumn<T>& column, sqlite::statement& stmt) {
-    using bound = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
-    stmt.bind<bound>(column.parameter, user_row.*column.field);
+    if constexpr (std::is_same_v<T, std::string>) {
+        stmt.bind_no_copy(column.parameter, user_row.*column.field);
+    } else {
+        using number = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
+        stmt.bind<number>(column.parameter, user_row.*column.field);
+    }
 }
 
 void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
@@ -170,7 +163,7 @@ std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bin
     const sqlite::result res = run(db, sql, bind);
     std::vector<UserRow> user_rows;
     if (res.begin() != res.end()) {
-        const Positions positions = column_positions(*res.begin());
+        const std::vector<size_t> positions = column_positions(*res.begin());
         for (const sqlite::row& row : res) {
             Load(row, positions, user_rows.emplace_back());
         }
