@@ -33,7 +33,7 @@ db::DBUser open_store(const options& common, sqlite::access_mode mode) {
         return {{}, std::make_shared<sqlite::database>(common.database, mode)};
     } catch (const sqlite::error& failure) {
         switch (failure.code()) {
-        case SQLITE_READONLY: // what creating the table comes to in a file that is only read
+        case SQLITE_READONLY: // CREATE TABLE failed: the file is opened read-only
             throw sqlite::error(failure.code(), "it has no table users");
         case SQLITE_READONLY_ROLLBACK:
         case SQLITE_READONLY_RECOVERY:

@@ -88,7 +88,9 @@ public:
     /// Runs `body` inside a transaction and commits; inside an open transaction, inside a savepoint
     /// of it. Holds the lock meanwhile. Returns the number of rows inserted, updated and deleted
     /// inside, by triggers too. If `body` or the commit throws, everything inside is rolled back,
-    /// unless SQLite has done so already, and that exception leaves. Once SQLite has rolled back by
+    /// and that exception leaves. The exception to this is a commit that fails while it cleans up,
+    /// with SQLITE_IOERR_UNLOCK, SQLITE_IOERR_TRUNCATE or SQLITE_IOERR_FSTAT: it can have taken
+    /// effect. Once SQLite has rolled back by
     /// itself, `execute` throws SQLITE_ABORT_ROLLBACK up to the end of the outermost transaction,
     /// so that a body that goes on leaves nothing behind. The transaction takes the write lock at
     /// once (on a read-only database none), so that it waits for other writers at its start and not

@@ -9,8 +9,8 @@ namespace sqlite {
 
 /// A transaction that lives in a scope; inside an open transaction, a savepoint of it.
 ///
-/// Holds the connection's lock until it is destroyed, on the thread that made it. Nested ones end
-/// before the outer. What was not committed is rolled back.
+/// Holds the connection's lock until it is destroyed, on the thread that made it. A nested one is
+/// ended before the one around it. What was not committed is rolled back.
 class transaction {
 public:
     /// Begins, with the write lock unless the database is read-only. Throws `error` if it cannot,
@@ -21,8 +21,8 @@ public:
     ~transaction();
 
     /// Throws `error` if SQLite cannot commit or has rolled back already, if the transaction is
-    /// over, or if one that was begun inside it is still open. What could not be committed is
-    /// rolled back by the destructor.
+    /// over, or if one that was begun inside it is still open. The destructor rolls back what could
+    /// not be committed. See `database::as_transaction` for commits that fail after their effect.
     void commit();
     /// Undoes everything inside. Does nothing after it, or after a commit, or if SQLite has rolled
     /// back by itself. A savepoint that SQLite cannot undo takes the whole transaction with it. If

@@ -15,12 +15,12 @@ namespace {
 constexpr double max_cost = 600; // measured by benchmarks/worst_keyword.cpp
 
 /// Makes this thread match byte by byte while it lives, whatever the locale of the process.
-class plain_locale {
+class PlainLocale {
 public:
-    plain_locale() : m_before(uselocale(c_locale())) {}
-    ~plain_locale() { uselocale(m_before); }
-    plain_locale(const plain_locale&) = delete;
-    plain_locale& operator=(const plain_locale&) = delete;
+    PlainLocale() : m_before(uselocale(c_locale())) {}
+    ~PlainLocale() { uselocale(m_before); }
+    PlainLocale(const PlainLocale&) = delete;
+    PlainLocale& operator=(const PlainLocale&) = delete;
 
 private:
     static locale_t c_locale() {
@@ -32,12 +32,12 @@ private:
 };
 
 int compile(regex_t& reg, const char* expression) {
-    const plain_locale plain;
+    const PlainLocale plain;
     return regcomp(&reg, expression, REG_EXTENDED | REG_ICASE | REG_NOSUB);
 }
 
 bool matches(const regex_t& reg, const char* text, int flags = 0) {
-    const plain_locale plain;
+    const PlainLocale plain;
     return regexec(&reg, text, 0, nullptr, flags) == 0;
 }
 

@@ -126,7 +126,7 @@ std::string written(ByteSet members, bool is_negated) {
 class Parser {
 public:
     /// Thrown for what is not read.
-    struct refusal {};
+    struct Refusal {};
 
     Parser(std::string_view pattern, bool has_word_operators)
         : m_rest(pattern), m_has_word_operators(has_word_operators) {}
@@ -155,7 +155,7 @@ public:
 private:
     static void require(bool holds) {
         if (!holds) {
-            throw refusal();
+            throw Refusal();
         }
     }
 
@@ -382,7 +382,7 @@ std::string interval(size_t least, size_t most) {
 std::optional<RegexTree> parse_regex(std::string_view pattern, bool has_word_operators) {
     try {
         return Parser(pattern, has_word_operators).read_alternatives();
-    } catch (const Parser::refusal&) {
+    } catch (const Parser::Refusal&) {
         return {};
     }
 }

@@ -73,12 +73,13 @@ public:
     /// connection, or if `as_transaction` began it.
     void rollback_transaction();
     /// Finishes the innermost transaction of this handler. Throws like `rollback_transaction`, if
-    /// none is open, and if SQLite cannot commit: it is rolled back then.
+    /// none is open, and if SQLite cannot commit: then it is rolled back, but see
+    /// `sqlite::database::as_transaction` for commits that fail after their effect.
     void commit_transaction();
     /// Whether a transaction begun through this handler is open.
     bool is_in_transaction();
-    /// Runs `body` inside a transaction: commits after it, or rolls back if it throws, and lets
-    /// that exception through. Throws SQLITE_MISUSE, with everything rolled back, if `body` leaves
+    /// Runs `body` inside a transaction, and commits; if `body` throws, rolls back and lets that
+    /// exception through. Throws SQLITE_MISUSE, with everything rolled back, if `body` leaves
     /// a transaction of its own open.
     void as_transaction(std::function<void()> body);
 

@@ -13,7 +13,7 @@ namespace db {
 
 namespace {
 
-// SQLite keeps this text in the schema from the table's name on, blanks and tabs included.
+// SQLite keeps this text in the schema, blanks and tabs included, from the table's name on.
 // clang-format off
 constexpr const char* create_table_sql =
     "CREATE TABLE IF NOT EXISTS users ( "
@@ -127,7 +127,7 @@ void bind_mask(sqlite::statement& stmt, UserDataType data_type) {
 
 void bind_nothing(sqlite::statement& /*stmt*/) {}
 
-/// Runs a statement whose parameters `bind` binds; the result holds the statement.
+/// Prepares a statement, lets `bind` bind its parameters, and runs it.
 template <typename Bind>
 sqlite::result run(sqlite::database& db, const std::string& sql, Bind bind) {
     sqlite::statement stmt = db.prepare_statement(sql);
@@ -142,7 +142,7 @@ uint32_t change(sqlite::database& db, const std::string& sql, Bind bind) {
     return db.changes();
 }
 
-/// Moves a query's first row into `user_row`: 1, or 0 if there is none.
+/// Reads a query's first row into `user_row`. Returns 1, or 0 if there is no row.
 template <typename Bind>
 uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind, UserRow& user_row) {
     const sqlite::result res = run(db, sql, bind);
@@ -150,14 +150,14 @@ uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind, UserRow&
     if (row == res.end()) {
         return 0;
     }
-    UserRow found; // `user_row` stays as it is if this throws
+    UserRow found; // a read that throws leaves `user_row` as it is
     Load(*row, column_positions(*row), found);
     user_row = std::move(found);
     return 1;
 }
 
-/// All rows of a query. Finds the columns once: by name for each row a list takes XXX times as
-/// long.
+/// All rows of a query. It finds the columns once: a list that looks them up by name for each row
+/// takes five times as long.
 template <typename Bind>
 std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bind) {
     const sqlite::result res = run(db, sql, bind);
@@ -171,7 +171,7 @@ std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bin
     return user_rows;
 }
 
-/// Stores a record under its newly formed key.
+/// Forms the record's key and stores the record under it.
 uint32_t insert(DBUser& store, const char* head, UserRow& user_row) {
     user_row.local_user_id =
         store.make_local_user_id(user_row.user_id, static_cast<int32_t>(user_row.user_source));
@@ -199,9 +199,8 @@ uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_
     });
 }
 
-/// An argument of an SQL function, valid while the function runs; SQL NULL as an empty text. So it
-/// is if SQLite has no memory to convert it, but then the statement fails whatever the function
-/// answers.
+/// An argument of an SQL function, valid while the function runs. It is empty for SQL NULL, and if
+/// SQLite has no memory to convert it: then the statement fails whatever the function answers.
 std::string_view text_of(sqlite3_value* value) {
     const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
     return text == nullptr
@@ -209,7 +208,7 @@ std::string_view text_of(sqlite3_value* value) {
                : std::string_view(text, static_cast<size_t>(sqlite3_value_bytes(value)));
 }
 
-/// The container, made first if there is none yet.
+/// The container that a matcher uses. The first call makes it.
 base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container) {
     if (container == nullptr) {
         container = std::make_unique<base::RegexContainer>();
@@ -380,15 +379,15 @@ void DBUser::create_custom_function() {
     SqliteCustomFunction function{"USER_REGEX", 4, {}};
     function.call_back = [this, weak_flag](sqlite3_context* context, int /*argc*/,
                                            sqlite3_value** value) {
-        // Asking is enough, and cheaper than a lock for each row: no store goes while it searches.
+        // A store is not destroyed while it searches, so its token need not be held as well.
         if (weak_flag.expired()) {
             return; // the store is gone; the result stays SQL NULL
         }
         const auto* key = reinterpret_cast<const char*>(sqlite3_value_text(value[3]));
         const std::string_view key_word = key == nullptr ? "" : key;
         bool find = false;
-        // Calls a matcher where its container does not know the answer; after a match only where
-        // the container has yet to follow the keyword.
+        // Skip a matcher that cannot match, and one whose answer is known without it. A match by
+        // one does not skip the others: each must have built its expression for this keyword.
         const auto search = [&](const auto& regex, sqlite3_value* value, size_t shortest,
                                 auto matcher) {
             const bool is_built = regex != nullptr && regex->was_built_for(key_word);
@@ -398,12 +397,13 @@ void DBUser::create_custom_function() {
             const std::string_view whole = text_of(value);
             const auto answer = is_built ? regex->known_answer(whole) : base::Answer::unknown;
             if (answer == base::Answer::no) {
-                return; // nor does it match up to a NUL byte
+                return; // then it does not match the text up to its first NUL byte either
             }
             const std::string_view text = whole.substr(0, whole.find('\0'));
             if (text.size() >= shortest) {
-                const bool is_known = answer == base::Answer::yes && text.size() == whole.size() &&
-                                      &regex != &group_member_search_regex; // the second stage
+                const bool is_second_stage = &regex == &group_member_search_regex;
+                const bool is_known =
+                    answer == base::Answer::yes && !is_second_stage && text.size() == whole.size();
                 find |= is_known || (this->*matcher)(std::string(text), std::string(key_word));
             }
         };
@@ -436,10 +436,10 @@ bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     if (group_member_check_regex == nullptr) {
         auto regex = std::make_unique<base::RegexContainer>();
         regex->build_reg(key_word, R"re(("nick_name":"([^"]+)"))re");
-        group_member_check_regex = std::move(regex); // built once: kept only if that worked
+        group_member_check_regex = std::move(regex); // kept only if the one build worked
     }
     if (!group_member_check_regex->exec(group_info.c_str())) {
-        return false; // no nick name at all: the keyword's expression need not be built
+        return false; // without any nick name the keyword's expression need not be built
     }
     base::RegexContainer& regex = existing_or_new(group_member_search_regex);
     if (!regex.check_key_word(key_word)) {

@@ -92,10 +92,10 @@ public:
     uint32_t GetUserByUserIdAndSource(std::string user_id, uint32_t user_source,
                                       db::UserRow& user_row);
     /// The stored ones among many users, named by user id and source, in SQLite's order; users that
-    /// are not stored are left out. One statement with a parameter a user, whose cost SQLite lets
-    /// grow with their number: a user of 1,000 costs twice, one of 8,000 nine times what one of 100
-    /// does, so split a set of more than some hundred. Throws at once, naming the limit, for more
-    /// users than SQLite allows parameters in a statement.
+    /// are not stored are left out. Runs one statement with a parameter for each user. SQLite's
+    /// cost for a parameter grows with their number: per user, a batch of 1,000 costs twice as much
+    /// as a batch of 100, one of 8,000 nine times, so split a set of more than some hundred. Throws
+    /// at once, naming the limit, for more users than SQLite allows parameters in a statement.
     std::vector<db::UserRow> GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids);
     /// Like `GetUserByUserIdAndSource`, for a user whose `data_type` shares a bit with the mask;
     /// others count as missing.
@@ -120,7 +120,7 @@ public:
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
 
     /// Rewrites the stored record of the user with this user id and source, `user_version` as the
-    /// record has it; all but `device_id`, `is_anonymous` and `local_user_id`. Only reads the
+    /// record has it; all but `device_id`, `is_anonymous` and `local_user_id`. Does not change the
     /// record. Returns the number of rows changed, 0 if the user is not stored. Reads the whole
     /// table, as the updates below do: they find the user by columns that have no index.
     uint32_t Update(db::UserRow& user_row);
@@ -143,8 +143,8 @@ private:
     bool user_name_search(std::string user_name, std::string key_word);
     bool group_member_search(std::string group_info, std::string key_word);
 
-    std::shared_ptr<bool> flag; // lives as long as the store may be called by USER_REGEX
-    // Compiled expressions, of the last keyword but for the first stage; empty until first needed.
+    std::shared_ptr<bool> flag; // once it is gone, USER_REGEX no longer calls the store
+    // Made when first needed. Each follows the keyword of the search, but for the check.
     std::unique_ptr<base::RegexContainer> m_remark_name_search_regex;
     std::unique_ptr<base::RegexContainer> m_user_name_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_search_regex;
