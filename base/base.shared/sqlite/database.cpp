@@ -1,6 +1,7 @@
 #include "base/base.shared/sqlite/database.h"
 
 #include "base/base.shared/sqlite/detail.h"
+#include "base/base.shared/sqlite/statement_cache.h"
 #include "base/base.shared/sqlite/transaction.h"
 
 #include <algorithm>
@@ -48,8 +49,8 @@ void destroy_function(void* body) {
     delete static_cast<function_body*>(body);
 }
 
-/// Whether nothing but blanks, comments and semicolons is left.
-bool is_blank(std::string_view sql) {
+/// What is behind blanks, comments and semicolons.
+std::string_view without_blanks(std::string_view sql) {
     while (!sql.empty()) {
         size_t size = 1;
         if (sql.starts_with("--")) {
@@ -57,11 +58,11 @@ bool is_blank(std::string_view sql) {
         } else if (sql.starts_with("/*")) {
             size = std::min(sql.find("*/", 2), sql.size() - 2) + 2;
         } else if (std::string_view("; \t\n\f\r").find(sql.front()) == std::string_view::npos) {
-            return false;
+            break;
         }
         sql.remove_prefix(std::min(size, sql.size()));
     }
-    return true;
+    return sql;
 }
 
 } // namespace
@@ -169,7 +170,17 @@ size_t parameter_limit(const database& db) {
     return static_cast<size_t>(sqlite3_limit(db.db, SQLITE_LIMIT_VARIABLE_NUMBER, -1));
 }
 
+void database::set_statement_cache_capacity(size_t statements) {
+    const detail::connection_hold hold(db);
+    m_statements->set_capacity(statements);
+}
+
+sqlite3* database::native_handle() const {
+    return db;
+}
+
 void database::close() {
+    set_statement_cache_capacity(0);
     sqlite3_close_v2(std::exchange(db, nullptr));
 }
 
@@ -184,19 +195,26 @@ std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql)
     if (sql.size() >= static_cast<size_t>(std::numeric_limits<int>::max())) {
         detail::fail(nullptr, SQLITE_TOOBIG, "prepare a statement", {});
     }
+    if (sqlite3_stmt* kept = m_statements->take(sql)) {
+        return detail::shared_statement(kept, m_statements);
+    }
     sqlite3_stmt* handle = nullptr;
     const char* tail = nullptr;
     // With the terminating NUL counted in SQLite need not copy the text.
     const int code =
         sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size() + 1), &handle, &tail);
-    std::shared_ptr<sqlite3_stmt> stmt(handle, sqlite3_finalize);
+    const std::string_view text = without_blanks(sql);
+    const bool is_pragma = sqlite3_strnicmp(text.data(), "PRAGMA", 6) == 0;
+    std::shared_ptr<sqlite3_stmt> stmt =
+        is_pragma ? std::shared_ptr<sqlite3_stmt>(handle, sqlite3_finalize)
+                  : detail::shared_statement(handle, m_statements);
     if (code != SQLITE_OK) {
         detail::fail(db, code, "prepare", detail::shown(sql));
     }
     if (stmt == nullptr) {
         refuse("a text without a statement");
     }
-    if (!is_blank(std::string_view(sql).substr(static_cast<size_t>(tail - sql.c_str())))) {
+    if (!without_blanks(tail).empty()) {
         refuse("more than one statement");
     }
     return stmt;
@@ -215,6 +233,7 @@ void database::settle_transaction() {
 }
 
 void database::open(const std::string& filename, int flags) {
+    m_statements = std::make_shared<detail::statement_cache>();
     sqlite3* handle = nullptr;
     const int code =
         sqlite3_open_v2(filename.c_str(), &handle, flags | SQLITE_OPEN_FULLMUTEX, nullptr);

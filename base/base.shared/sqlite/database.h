@@ -27,6 +27,10 @@ struct SqliteCustomFunction {
     std::function<void(sqlite3_context*, int, sqlite3_value**)> call_back;
 };
 
+namespace sqlite::detail {
+class statement_cache;
+}
+
 namespace sqlite {
 
 /// How a file is opened. The values are SQLite's own open flags.
@@ -113,6 +117,19 @@ public:
     /// std::bad_alloc, else with SQLITE_ERROR, and with the exception's text.
     void add_custom_function(SqliteCustomFunction function);
 
+    /// How many compiled statements the connection keeps for their next use; 0 at first, some tens
+    /// at most are sensible. While it is above 0, a statement whose last holder goes is reset, its
+    /// bindings are cleared, and the next `prepare_statement` of the same text takes it. A kept
+    /// statement holds no lock and no value. Beyond the capacity the least recently used one is
+    /// finalised, also at once when the capacity is lowered. Statements that are in use at a time
+    /// never share a compiled one. A PRAGMA is never kept, since some act when they are compiled.
+    void set_statement_cache_capacity(size_t statements);
+
+    /// SQLite's own handle, valid as long as this object, for what SQLite offers and this layer
+    /// does not wrap. Do not close it. Transactions begun or ended past this layer are noticed as
+    /// those in SQL texts are.
+    [[nodiscard]] sqlite3* native_handle() const;
+
 private:
     friend class transaction;
     friend size_t parameter_limit(const database& db);
@@ -128,6 +145,7 @@ private:
     uint32_t m_depth = 0;         // open objects of the class transaction
     uint32_t m_undone = 0;        // rows that sqlite3_total_changes counts although rolled back
     bool m_rollback_owed = false; // SQLite could not roll back; nothing may run before it has
+    std::shared_ptr<detail::statement_cache> m_statements; // those kept for their next use
 };
 
 /// The number of parameters that one statement of a connection can have.

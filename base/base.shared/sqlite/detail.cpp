@@ -94,6 +94,11 @@ void read(sqlite3_stmt* stmt, size_t index, long long& value) {
     value = sqlite3_column_int64(stmt, static_cast<int>(index));
 }
 
+void read(sqlite3_stmt* stmt, size_t index, double& value) {
+    require_value(stmt, index);
+    value = sqlite3_column_double(stmt, static_cast<int>(index));
+}
+
 bool step(sqlite3_stmt* stmt) {
     sqlite3* db = sqlite3_db_handle(stmt);
     const connection_hold hold(db);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -45,6 +46,13 @@ void require_value(sqlite3_stmt* stmt, size_t index);
 /// Reads a column of the current row, as `field::as` promises. Hold the connection.
 void read(sqlite3_stmt* stmt, size_t index, std::string& value);
 void read(sqlite3_stmt* stmt, size_t index, long long& value);
+void read(sqlite3_stmt* stmt, size_t index, double& value);
+template <std::integral T>
+void read(sqlite3_stmt* stmt, size_t index, T& value) {
+    long long whole = 0;
+    read(stmt, index, whole);
+    value = static_cast<T>(whole);
+}
 
 /// Steps a statement: true if there is a row. A run that ends or fails is reset at once, so that
 /// the statement holds no lock and can be bound again; a failure throws.

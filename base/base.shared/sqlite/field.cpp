@@ -22,24 +22,31 @@ std::string field::column_name() const {
     return std::string(detail::column_name(stmt.get(), index));
 }
 
-template <>
-std::string field::as<std::string>() const {
-    const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
-    std::string value;
-    detail::read(stmt.get(), index, value);
-    return value;
+template <readable T>
+T field::as() const {
+    if constexpr (std::is_constructible_v<T, std::nullopt_t>) {
+        return is_null() ? T() : T(as<typename T::value_type>());
+    } else {
+        const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
+        T value{};
+        detail::read(stmt.get(), index, value);
+        return value;
+    }
 }
 
-template <>
-long long field::as<long long>() const {
-    long long value = 0;
-    detail::read(stmt.get(), index, value);
-    return value;
-}
-
-template <>
-unsigned int field::as<unsigned int>() const {
-    return static_cast<unsigned int>(as<long long>());
-}
+template std::string field::as() const;
+template int field::as() const;
+template unsigned int field::as() const;
+template long field::as() const;
+template long long field::as() const;
+template double field::as() const;
+template bool field::as() const;
+template std::optional<std::string> field::as() const;
+template std::optional<int> field::as() const;
+template std::optional<unsigned int> field::as() const;
+template std::optional<long> field::as() const;
+template std::optional<long long> field::as() const;
+template std::optional<double> field::as() const;
+template std::optional<bool> field::as() const;
 
 } // namespace sqlite

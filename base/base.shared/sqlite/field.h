@@ -2,11 +2,23 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
+#include <type_traits>
 
 struct sqlite3_stmt;
 
 namespace sqlite {
+
+template <typename T, typename... Types>
+concept one_of = (std::is_same_v<T, Types> || ...);
+
+/// What a value can be read as. `std::optional` of each is empty for SQL NULL.
+template <typename T>
+concept readable = one_of<T, std::string, int, unsigned int, long, long long, double, bool,
+                          std::optional<std::string>, std::optional<int>,
+                          std::optional<unsigned int>, std::optional<long>,
+                          std::optional<long long>, std::optional<double>, std::optional<bool>>;
 
 /// One column of a result's current row.
 ///
@@ -24,24 +36,17 @@ public:
     /// The column's name in the result: the alias if the statement gives one.
     [[nodiscard]] std::string column_name() const;
 
-    /// The value converted as SQLite converts it; any other type than these does not compile.
+    /// The value converted as SQLite converts it; a type that is not `readable` does not compile.
     /// `std::string`: the text by its length, NUL bytes included; numbers in decimal, blobs as
     /// they are (converted like texts in a database that is not UTF-8). `long long`: a text's
-    /// leading number, a real's whole part. `unsigned int`: the low 32 bits of that. SQL NULL gives
-    /// an empty text and 0.
-    template <typename T>
-    [[nodiscard]] T as() const = delete;
+    /// leading number, a real's whole part; other integers: the low bits of that; `bool`: whether
+    /// that is not 0. SQL NULL gives an empty text and 0.
+    template <readable T>
+    [[nodiscard]] T as() const;
 
 private:
     std::shared_ptr<sqlite3_stmt> stmt;
     const size_t index;
 };
-
-template <>
-std::string field::as<std::string>() const;
-template <>
-unsigned int field::as<unsigned int>() const;
-template <>
-long long field::as<long long>() const;
 
 } // namespace sqlite

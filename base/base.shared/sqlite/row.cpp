@@ -84,4 +84,8 @@ void row::read_value(size_t position, long long& value) const {
     detail::read(stmt.get(), position, value);
 }
 
+void row::read_value(size_t position, double& value) const {
+    detail::read(stmt.get(), position, value);
+}
+
 } // namespace sqlite

@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,16 +40,16 @@ public:
 
     void swap(row& other) noexcept;
 
-    /// The positions of the columns with these names, the first of each if several have it.
-    /// Throws `error` naming a column that there is not. They hold for all
-    /// rows of the result, but not for another one: a change of the schema may move columns.
+    /// The positions of the columns with these names, the first of each if several have it. Throws
+    /// `error` naming a column that there is not. They hold for all rows of the result, but not for
+    /// another one: a change of the schema may move columns.
     [[nodiscard]] std::vector<size_t>
     positions_of(const std::vector<std::string_view>& column_names) const;
 
     /// Reads the columns at these positions into the values, one each, as `field::as` converts
-    /// them, and makes use of the memory that a text has already: the fast way to read many rows.
-    /// Throws `error` for positions that are not as many as the values, or outside of the row, and
-    /// leaves the values before that one read.
+    /// them, into the memory that a text has already: the fast way to read many rows. Throws
+    /// `error` for positions that are not as many as the values, or outside of the row; the values
+    /// before that one have been read then.
     template <typename... T>
     void read(const std::vector<size_t>& positions, T&... values) const {
         require_count(positions, sizeof...(values));
@@ -64,11 +65,16 @@ private:
     [[nodiscard]] std::unique_ptr<sqlite3_mutex, void (*)(sqlite3_mutex*)> held_connection() const;
     void read_value(size_t position, std::string& value) const;
     void read_value(size_t position, long long& value) const;
+    void read_value(size_t position, double& value) const;
     template <std::integral T>
     void read_value(size_t position, T& value) const {
         long long whole = 0;
         read_value(position, whole);
         value = static_cast<T>(whole);
+    }
+    template <typename T>
+    void read_value(size_t position, std::optional<T>& value) const {
+        value = (*this)[position].template as<std::optional<T>>();
     }
 
     std::shared_ptr<sqlite3_stmt> stmt;

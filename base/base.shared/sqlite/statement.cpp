@@ -13,9 +13,22 @@ int bind_value(sqlite3_stmt* stmt, int position, const char* value) {
     return sqlite3_bind_text(stmt, position, value, -1, SQLITE_TRANSIENT);
 }
 
-int bind_value(sqlite3_stmt* stmt, int position, const std::string& value) {
-    return sqlite3_bind_text64(stmt, position, value.data(), value.size(), SQLITE_TRANSIENT,
-                               SQLITE_UTF8);
+int bind_value(sqlite3_stmt* stmt, int position, std::string_view value) {
+    return sqlite3_bind_text64(stmt, position, value.data() != nullptr ? value.data() : "",
+                               value.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+template <std::integral T>
+int bind_value(sqlite3_stmt* stmt, int position, T value) {
+    return sqlite3_bind_int64(stmt, position, value);
+}
+
+int bind_value(sqlite3_stmt* stmt, int position, double value) {
+    return sqlite3_bind_double(stmt, position, value);
+}
+
+int bind_value(sqlite3_stmt* stmt, int position, std::nullptr_t /*value*/) {
+    return sqlite3_bind_null(stmt, position);
 }
 
 /// A text that SQLite does not copy.
@@ -26,10 +39,6 @@ struct uncopied {
 int bind_value(sqlite3_stmt* stmt, int position, uncopied value) {
     return sqlite3_bind_text64(stmt, position, value.text.data(), value.text.size(), SQLITE_STATIC,
                                SQLITE_UTF8);
-}
-
-int bind_value(sqlite3_stmt* stmt, int position, long long value) {
-    return sqlite3_bind_int64(stmt, position, value);
 }
 
 } // namespace
@@ -44,18 +53,8 @@ void statement::bind(const std::string& name, const char* value) {
     bind(position_of(name), value);
 }
 
-template <>
-void statement::bind(const std::string& name, const std::string& value) {
-    bind_at(position_of(name), value);
-}
-
-template <>
-void statement::bind(const std::string& name, const unsigned int& value) {
-    bind_at<long long>(position_of(name), value);
-}
-
-template <>
-void statement::bind(const std::string& name, const long long& value) {
+template <bindable T>
+void statement::bind(const std::string& name, const T& value) {
     bind_at(position_of(name), value);
 }
 
@@ -98,18 +97,8 @@ void statement::bind(size_t position, const char* value) {
     bind_at(position, value);
 }
 
-template <>
-void statement::bind(size_t position, const std::string& value) {
-    bind_at(position, value);
-}
-
-template <>
-void statement::bind(size_t position, const unsigned int& value) {
-    bind_at<long long>(position, value);
-}
-
-template <>
-void statement::bind(size_t position, const long long& value) {
+template <bindable T>
+void statement::bind(size_t position, const T& value) {
     bind_at(position, value);
 }
 
@@ -135,5 +124,24 @@ void statement::bind_at(size_t position, const T& value) {
             code, name != nullptr ? name : std::string("?").append(std::to_string(position)));
     }
 }
+
+template void statement::bind(const std::string&, const std::string&);
+template void statement::bind(const std::string&, const std::string_view&);
+template void statement::bind(const std::string&, const int&);
+template void statement::bind(const std::string&, const unsigned int&);
+template void statement::bind(const std::string&, const long&);
+template void statement::bind(const std::string&, const long long&);
+template void statement::bind(const std::string&, const double&);
+template void statement::bind(const std::string&, const bool&);
+template void statement::bind(const std::string&, const std::nullptr_t&);
+template void statement::bind(size_t, const std::string&);
+template void statement::bind(size_t, const std::string_view&);
+template void statement::bind(size_t, const int&);
+template void statement::bind(size_t, const unsigned int&);
+template void statement::bind(size_t, const long&);
+template void statement::bind(size_t, const long long&);
+template void statement::bind(size_t, const double&);
+template void statement::bind(size_t, const bool&);
+template void statement::bind(size_t, const std::nullptr_t&);
 
 } // namespace sqlite

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/base.shared/sqlite/field.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -8,6 +10,12 @@
 struct sqlite3_stmt;
 
 namespace sqlite {
+
+/// What can be bound: texts, numbers, and SQL NULL as nullptr. `long` and `long long` are listed so
+/// that `int64_t` is there, whichever of the two it is.
+template <typename T>
+concept bindable = one_of<T, std::string, std::string_view, int, unsigned int, long, long long,
+                          double, bool, std::nullptr_t>;
 
 /// A compiled SQL statement, made by `database::prepare_statement`.
 ///
@@ -36,10 +44,9 @@ public:
     /// Finding a name is linear in the number of parameters, unless names are bound in the order in
     /// which they first appear in the text.
     void bind(const std::string& name, const char* value);
-    /// For `std::string`, `unsigned int` and `long long` (to which an `int64_t` is cast, since it
-    /// may be a `long`); any other type does not compile.
-    template <typename T>
-    void bind(const std::string& name, const T& value) = delete;
+    /// For the types of `bindable`; any other does not compile.
+    template <bindable T>
+    void bind(const std::string& name, const T& value);
 
     /// Makes every parameter SQL NULL.
     void clear_bindings();
@@ -57,8 +64,8 @@ public:
     /// Binds to the parameter at a position, which also reaches a nameless one (`?`); otherwise
     /// like `bind` by name, for the same types. Throws `error` for a position that there is not.
     void bind(size_t position, const char* value);
-    template <typename T>
-    void bind(size_t position, const T& value) = delete;
+    template <bindable T>
+    void bind(size_t position, const T& value);
 
 private:
     friend class database;
@@ -70,18 +77,5 @@ private:
     std::shared_ptr<sqlite3_stmt> stmt;
     size_t m_last_bound = 0; // the position; a name is often that of the next one
 };
-
-template <>
-void statement::bind(const std::string& name, const std::string& value);
-template <>
-void statement::bind(const std::string& name, const unsigned int& value);
-template <>
-void statement::bind(const std::string& name, const long long& value);
-template <>
-void statement::bind(size_t position, const std::string& value);
-template <>
-void statement::bind(size_t position, const unsigned int& value);
-template <>
-void statement::bind(size_t position, const long long& value);
 
 } // namespace sqlite
