@@ -174,6 +174,7 @@ private:
     std::unique_ptr<base::RegexContainer> m_user_name_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_check_regex;
+    std::vector<size_t> m_positions;  // of the columns in the last result, a guess for the next
     std::weak_ptr<bool> m_registered; // gone once USER_REGEX on the connection is another one
 };
 
