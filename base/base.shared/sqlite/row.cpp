@@ -14,7 +14,7 @@ size_t row::column_count() const {
 }
 
 field row::operator[](const std::string& column_name) const {
-    return {stmt, position_of(column_name, 0)};
+    return {stmt, position_of(column_name)};
 }
 
 field row::operator[](const size_t& index) const {
@@ -32,7 +32,10 @@ void row::find_columns(const std::vector<std::string_view>& names,
                        std::vector<size_t>& positions) const {
     positions.resize(names.size());
     for (size_t i = 0; i < names.size(); ++i) {
-        positions[i] = position_of(names[i], positions[i]);
+        const char* guess = sqlite3_column_name(stmt.get(), static_cast<int>(positions[i]));
+        if (guess == nullptr || guess != names[i]) {
+            positions[i] = position_of(names[i]);
+        }
     }
 }
 
@@ -40,10 +43,9 @@ bool row::is_valid_index(const size_t& index) const {
     return index < column_count();
 }
 
-size_t row::position_of(std::string_view column_name, size_t guess) const {
+size_t row::position_of(std::string_view column_name) const {
     const size_t count = column_count();
-    for (size_t tried = 0; tried < count; ++tried) {
-        const size_t position = (guess + tried) % count;
+    for (size_t position = 0; position < count; ++position) {
         if (column_name == detail::column_name(stmt.get(), position)) {
             return position;
         }

@@ -61,7 +61,7 @@ public:
 
 private:
     [[nodiscard]] bool is_valid_index(const size_t& index) const;
-    [[nodiscard]] size_t position_of(std::string_view column_name, size_t guess) const;
+    [[nodiscard]] size_t position_of(std::string_view column_name) const;
     static void require_count(const std::vector<size_t>& positions, size_t count);
     [[nodiscard]] std::unique_ptr<sqlite3_mutex, void (*)(sqlite3_mutex*)> held_connection() const;
     void read_value(size_t position, std::string& value) const;

@@ -127,10 +127,9 @@ bool is_updated(std::string_view column) {
     return column != "local_user_id" && column != "device_id" && column != "is_anonymous";
 }
 
-void bind_key(sqlite::statement& stmt, DBUser& store, std::string user_id, uint32_t user_source) {
-    stmt.bind<std::string>(
-        ":local_user_id",
-        store.make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source)));
+/// Binds the key in place: it must stay as it is until the statement has run.
+void bind_key(sqlite::statement& stmt, const std::string& local_user_id) {
+    stmt.bind_no_copy(stmt.position_of(":local_user_id"), local_user_id);
 }
 
 void bind_mask(sqlite::statement& stmt, UserDataType data_type) {
@@ -317,10 +316,11 @@ uint32_t DBUser::InsertOrReplace(db::UserRow& user_row) {
 
 uint32_t DBUser::GetUserByUserIdAndSource(std::string user_id, uint32_t user_source,
                                           db::UserRow& user_row) {
+    const std::string key =
+        make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
     return fetch(
         *m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;",
-        [&](sqlite::statement& stmt) { bind_key(stmt, *this, std::move(user_id), user_source); },
-        m_positions, user_row);
+        [&](sqlite::statement& stmt) { bind_key(stmt, key); }, m_positions, user_row);
 }
 
 std::vector<db::UserRow>
@@ -345,20 +345,23 @@ DBUser::GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids) {
 
 uint32_t DBUser::GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
                                               db::UserDataType data_type, db::UserRow& user_row) {
+    const std::string key =
+        make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
     return fetch(
         *m_db,
         "SELECT * from users WHERE local_user_id = :local_user_id AND data_type & :data_type;",
         [&](sqlite::statement& stmt) {
-            bind_key(stmt, *this, std::move(user_id), user_source);
+            bind_key(stmt, key);
             bind_mask(stmt, data_type);
         },
         m_positions, user_row);
 }
 
 uint32_t DBUser::DelUserByUserIdAndSource(std::string user_id, uint32_t user_source) {
-    return change(
-        *m_db, "DELETE from users WHERE local_user_id = :local_user_id;",
-        [&](sqlite::statement& stmt) { bind_key(stmt, *this, std::move(user_id), user_source); });
+    const std::string key =
+        make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
+    return change(*m_db, "DELETE from users WHERE local_user_id = :local_user_id;",
+                  [&](sqlite::statement& stmt) { bind_key(stmt, key); });
 }
 
 std::vector<db::UserRow> DBUser::GetUsersByDataType(db::UserDataType data_type) {
