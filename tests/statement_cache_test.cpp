@@ -29,7 +29,6 @@ protected:
         }
         return all;
     }
-    sqlite3_stmt* last_compiled() { return sqlite3_next_stmt(db->native_handle(), nullptr); }
 
     scratch_directory directory;
     std::string file = directory.file("a.db");
@@ -39,17 +38,24 @@ protected:
 TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
     EXPECT_EQ(compiled(), "0:");
     db->execute("SELECT 1");
-    sqlite3_stmt* const first = last_compiled();
+    sqlite3_stmt* const first = sqlite3_next_stmt(db->native_handle(), nullptr);
+    const auto again = db->execute("SELECT 1");
+    EXPECT_EQ(sqlite3_next_stmt(db->native_handle(), nullptr), first) << "compiled once";
+    EXPECT_EQ(shown(again), "1");
     db->execute("SELECT 2");
-    db->execute("SELECT 1");
-    EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 2") << "compiled once each";
+    EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 2");
     db->execute("SELECT 3");
     EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 3");
     db->set_statement_cache_capacity(1);
     EXPECT_EQ(compiled(), "1: SELECT 3");
     db->set_statement_cache_capacity(0);
+    EXPECT_EQ(compiled(), "1: SELECT 1") << "in use";
+}
+
+TEST_F(StatementCache, WhatDoesNotCompileIsNotKept) {
+    fails(SQLITE_ERROR, "SELEC", [&] { db->execute("SELEC 1"); });
+    fails(SQLITE_MISUSE, "without a statement", [&] { db->execute("-- no"); });
     EXPECT_EQ(compiled(), "0:");
-    EXPECT_NE(first, nullptr);
 }
 
 TEST_F(StatementCache, StatementsInUseShareNothing) {
