@@ -1,15 +1,16 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 #include <functional>
 #include <malloc.h>
 #include <vector>
 
+/// The CPU time of some work, which other programs on the machine hardly lengthen.
 inline double seconds(const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();
     work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
 inline double median(std::vector<double> values) {

@@ -320,10 +320,10 @@ struct Size {
     double anchors = 0;
 };
 
-/// Collects the different sets, and the characters that begin a literal in an operator.
+/// Collects the different sets and anchors, and the characters that begin a literal in an operator.
 Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& different) {
-    if (tree.kind == Kind::set || (tree.kind == Kind::literal && is_in_operator)) {
-        different.insert(tree.kind == Kind::set ? tree.text : tree.text.substr(0, 1));
+    if (tree.kind == Kind::literal ? is_in_operator : !tree.text.empty()) {
+        different.insert(tree.kind == Kind::literal ? tree.text.substr(0, 1) : tree.text);
     }
     const auto length = static_cast<double>(tree.text.size());
     switch (tree.kind) {
