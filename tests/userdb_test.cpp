@@ -39,22 +39,6 @@ protected:
         }
     }
 
-    /// What shell commands write, to either stream. $U is userdb on the test's database.
-    std::string shell(const std::string& commands) {
-        const std::string whole = "{ cd " + directory.file("") +
-                                  "; U='" USERDB_PROGRAM " --db users.db'; " + commands + "\n} >" +
-                                  directory.file("out") + " 2>&1 </dev/null";
-        EXPECT_EQ(std::system(whole.c_str()), 0) << commands;
-        return read("out");
-    }
-    /// Sends a signal to an import that has stored a user and waits for more; gives what it says.
-    std::string import_gets(const std::string& signal, const std::string& then) {
-        return shell("mkfifo pipe; exec 3<>pipe; echo '{\"user_id\":\"a\"}' >&3;" + signal +
-                     " $U import - <pipe 3<&- & for i in $(seq 1000); do"
-                     " [ -e users.db-journal ] && break; sleep 0.01; done;" +
-                     then + " wait $!; echo status $?; rm pipe");
-    }
-
     void write(const std::string& name, const std::string& content) const {
         std::ofstream(directory.file(name), std::ios::binary) << content;
     }
@@ -223,51 +207,6 @@ TEST_F(Program, TellsUsageFromDatabaseTrouble) {
     }
     userdb({"--help", 0, "Exit status"});
     userdb({"--version", 0, "userdb "});
-}
-
-TEST_F(Program, AnInterruptedImportStoresNothing) {
-    userdb({import_examples, 0, ""});
-    for (const auto& [signal, status] :
-         {std::pair("INT"s, "130"), {"TERM", "143"}, {"HUP", "129"}}) {
-        const std::string said =
-            import_gets("env --default-signal=" + signal, "kill -" + signal + " $!;");
-        EXPECT_TRUE(contains(said, "userdb: interrupted, nothing was stored\n")) << said;
-        EXPECT_TRUE(said.ends_with("\nstatus "s + status + "\n")) << said;
-        userdb({"get a 0", 1, "nothing found"});
-    }
-    EXPECT_EQ(import_gets("env --ignore-signal=HUP", "kill -HUP $!; exec 3<&-;"),
-              "stored 1, ignored 0, read 1\nstatus 0\n");
-}
-
-TEST_F(Program, EndsQuietlyWhenItsReaderHasEnough) {
-    shell("seq 20000 | sed 's/.*/{\"user_id\":\"&\"}/' | $U import -"); // more than a pipe takes
-    for (const std::string parent : {"", "trap '' PIPE; "}) {
-        const std::string said = shell(parent + "{ $U list; echo status $? >&2; } | head -1");
-        EXPECT_TRUE(said.ends_with("NICK NAMES\nstatus 141\n")) << said;
-    }
-}
-
-TEST_F(Program, TheHeadIsBoldOnATerminalAlone) {
-    userdb({import_examples, 0, ""});
-    const auto is_bold = [&](const std::string& environment, const std::string& command) {
-        const std::string said = shell(environment + " script -qec \"" + command + "\" /dev/null");
-        EXPECT_TRUE(contains(said, "u1001"));
-        return contains(said, "\033[1mUSER ID");
-    };
-    EXPECT_TRUE(is_bold("unset NO_COLOR;", "$U list"));
-    EXPECT_TRUE(is_bold("NO_COLOR=", "$U list"));
-    EXPECT_FALSE(is_bold("NO_COLOR=1", "$U list"));
-    EXPECT_FALSE(is_bold("unset NO_COLOR;", "$U list | cat"));
-}
-
-TEST_F(Program, ReadingLeavesTheFileAsItIs) {
-    userdb({import_examples, 0, ""});
-    const auto state = [&] { return shell("ls; ls --full-time users.db; cksum users.db"); };
-    const std::string before = state();
-    for (const char* command : {"list", "search u", "get me 1", "get me:1", "export"}) {
-        userdb({command, 0, ""});
-    }
-    EXPECT_EQ(state(), before);
 }
 
 } // namespace
