@@ -105,14 +105,6 @@ std::array<std::string, 2> patterns_of(const std::string& key_word) {
     return {".*" + key_word + ".*", R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))"};
 }
 
-std::string repeated(const std::string& text, int count) {
-    std::string all;
-    for (int i = 0; i < count; ++i) {
-        all += text;
-    }
-    return all;
-}
-
 bool is_built(const std::string& key_word, const std::string& pattern) {
     base::RegexContainer regex;
     regex.build_reg(key_word, pattern);
