@@ -89,11 +89,6 @@ struct World {
         run("PRAGMA synchronous = OFF");
         users.emplace(std::pair("me", 1), db);
         kept.emplace(db->prepare_statement("SELECT upper(remark) FROM users WHERE :a > 0"));
-        const auto look = [this](sqlite3_context* context, auto...) {
-            handle = sqlite3_context_db_handle(context);
-        };
-        db->add_custom_function({"look", 0, look});
-        run("SELECT look()");
     }
     sqlite::result run(const std::string& sql) { return db->execute(sql); }
     /// A contact whose key is formed already and whose texts own memory.
@@ -125,7 +120,6 @@ struct World {
     UserRow given;
     std::vector<UserRow> rows{1};
     uint64_t number = 0;
-    sqlite3* handle = nullptr; // what SQLite knows the connection by
 };
 
 constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
@@ -177,7 +171,7 @@ struct Operation {
         } catch (int) { // as it should
         }
         w.db->as_transaction([&](database&) { // none inside of the one that is lost
-            EXPECT_EQ(sqlite3_txn_state(w.handle, "main"), SQLITE_TXN_WRITE);
+            EXPECT_EQ(sqlite3_txn_state(w.db->native_handle(), "main"), SQLITE_TXN_WRITE);
             w.add("five");
         });
     }},
@@ -254,9 +248,8 @@ protected:
             EXPECT_TRUE(done(w)) << "it works once there is memory";
         }
         EXPECT_EQ(w.told(), after);
-        sqlite3* const handle = w.handle;
         w.kept.reset();
-        EXPECT_EQ(sqlite3_next_stmt(handle, nullptr), nullptr) << "no statement is left";
+        EXPECT_EQ(sqlite3_next_stmt(w.db->native_handle(), nullptr), nullptr) << "one is left";
     }
 
     scratch_directory directory;
