@@ -7,15 +7,9 @@ namespace {
 
 using user = std::pair<std::string, int>;
 
-/// A handler without a table.
-struct Handler : db::DBBase {
-    using DBBase::CreateTable;
-    using DBBase::DBBase;
-};
-
 class HandlerBase : public WithStore {
 protected:
-    Handler base{{"me", 1}, connection};
+    db::DBBase base{{"me", 1}, connection};
 };
 
 TEST_F(HandlerBase, KnowsTheAccountAndTheConnection) {
@@ -29,8 +23,6 @@ TEST_F(HandlerBase, KnowsTheAccountAndTheConnection) {
     EXPECT_TRUE(base.is_group("group_7", 0) && !base.is_group({"me", 1}));
     EXPECT_EQ(base.make_local_user_id("a\0:1"s, -1), "a\0:1:-1"s) << "one key for one user";
     EXPECT_EQ(base.GetDB(), connection);
-    base.CreateTable();
-    EXPECT_EQ(query("SELECT name FROM sqlite_master WHERE tbl_name != 'users'"), "");
 }
 
 TEST_F(HandlerBase, EscapedTextsDecodeToThemselves) {

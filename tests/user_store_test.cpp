@@ -82,6 +82,14 @@ TEST_F(UserStore, DefaultsAreThoseOfTheColumns) {
     EXPECT_EQ(see(), "NULL|||0|0|0|0|0||0|0|0|0|0|0|0||||||a|a:0");
 }
 
+TEST_F(UserStore, NullColumnsGiveEmptyTexts) {
+    query(
+        "INSERT INTO users (user_id, group_info, msg_set, data_type) VALUES ('a', NULL, NULL, 2)");
+    const UserRow expected{.user_id = "a", .group_info = "", .msg_set = "", .data_type = 2};
+    EXPECT_TRUE(users->GetAll().at(0) == expected);
+    EXPECT_EQ(found("x"), "");
+}
+
 TEST_F(UserStore, ComparesEveryField) {
     db::for_each_user_column([&](const auto& column) {
         UserRow one = full_record();
