@@ -1,6 +1,7 @@
 #include "benchmarks/c_users.h"
 
 #include <array>
+#include <concepts>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -17,19 +18,23 @@ void require(bool works, sqlite3* db) {
     }
 }
 
-statement prepare(sqlite3* db, const std::string& sql) {
+void put(sqlite3_stmt* stmt, int index, const std::string& text) {
+    sqlite3_bind_text(stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+}
+
+void put(sqlite3_stmt* stmt, int index, int64_t number) {
+    sqlite3_bind_int64(stmt, index, number);
+}
+
+/// Binds the values by position. The texts among them must outlive the statement.
+template <typename... Values>
+statement prepare(sqlite3* db, const std::string& sql, const Values&... values) {
     sqlite3_stmt* stmt = nullptr;
     const int size = static_cast<int>(sql.size()) + 1;
     require(sqlite3_prepare_v2(db, sql.c_str(), size, &stmt, nullptr) == SQLITE_OK, db);
+    int index = 0;
+    (put(stmt, ++index, values), ...);
     return {stmt, sqlite3_finalize};
-}
-
-void put(const statement& stmt, int index, const std::string& text) {
-    sqlite3_bind_text(stmt.get(), index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
-}
-
-void put(const statement& stmt, int index, int64_t number) {
-    sqlite3_bind_int64(stmt.get(), index, number);
 }
 
 uint32_t change(sqlite3* db, const statement& stmt) {
@@ -37,43 +42,33 @@ uint32_t change(sqlite3* db, const statement& stmt) {
     return static_cast<uint32_t>(sqlite3_changes(db));
 }
 
-void read(sqlite3_stmt* stmt, int column, std::string& text) {
-    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(stmt, column));
-    if (bytes != nullptr) {
-        text.assign(bytes, static_cast<size_t>(sqlite3_column_bytes(stmt, column)));
-    } else {
-        text.clear();
-    }
+const char* chars(const unsigned char* text) {
+    return text != nullptr ? reinterpret_cast<const char*>(text) : "";
 }
 
-void read(sqlite3_stmt* stmt, int column, uint32_t& number) {
-    number = static_cast<uint32_t>(sqlite3_column_int64(stmt, column));
+void read(sqlite3_stmt* stmt, int column, std::string& text) {
+    const char* bytes = chars(sqlite3_column_text(stmt, column));
+    text.assign(bytes, static_cast<size_t>(sqlite3_column_bytes(stmt, column)));
+}
+
+template <std::integral Number>
+void read(sqlite3_stmt* stmt, int column, Number& number) {
+    number = static_cast<Number>(sqlite3_column_int64(stmt, column));
+}
+
+template <typename... Fields>
+void read_columns(sqlite3_stmt* stmt, int first, Fields&... fields) {
+    int column = first;
+    (read(stmt, column++, fields), ...);
 }
 
 /// The columns in the order of the table; number 8 is `custom`.
 void read_row(sqlite3_stmt* stmt, db::UserRow& row) {
-    read(stmt, 0, row.local_user_id);
-    read(stmt, 1, row.user_id);
-    read(stmt, 2, row.device_id);
-    read(stmt, 3, row.avatar);
-    read(stmt, 4, row.user_name);
-    read(stmt, 5, row.name_spell);
-    read(stmt, 6, row.remark);
-    read(stmt, 7, row.extra);
-    read(stmt, 9, row.user_extension);
-    read(stmt, 10, row.contact_extension);
-    read(stmt, 11, row.is_anonymous);
-    read(stmt, 12, row.is_star);
-    read(stmt, 13, row.is_attention);
-    read(stmt, 14, row.user_type);
-    row.user_version = sqlite3_column_int64(stmt, 15);
-    read(stmt, 16, row.user_source);
-    read(stmt, 17, row.gender);
-    read(stmt, 18, row.data_type);
-    read(stmt, 19, row.group_info);
-    read(stmt, 20, row.msg_set);
-    read(stmt, 21, row.in_black_list);
-    read(stmt, 22, row.is_blacked);
+    read_columns(stmt, 0, row.local_user_id, row.user_id, row.device_id, row.avatar, row.user_name,
+                 row.name_spell, row.remark, row.extra);
+    read_columns(stmt, 9, row.user_extension, row.contact_extension, row.is_anonymous, row.is_star,
+                 row.is_attention, row.user_type, row.user_version, row.user_source, row.gender,
+                 row.data_type, row.group_info, row.msg_set, row.in_black_list, row.is_blacked);
 }
 
 std::vector<db::UserRow> read_rows(sqlite3* db, const statement& stmt) {
@@ -86,84 +81,59 @@ std::vector<db::UserRow> read_rows(sqlite3* db, const statement& stmt) {
     return rows;
 }
 
-/// An expression that is compiled anew when the keyword has changed.
-class expression {
-public:
-    explicit expression(std::string head, std::string tail = {})
-        : m_head(std::move(head)), m_tail(std::move(tail)) {}
-    ~expression() { release(); }
-    expression(const expression&) = delete;
-    expression& operator=(const expression&) = delete;
+using regex = std::unique_ptr<regex_t, void (*)(regex_t*)>;
 
-    bool matches(const char* text, const char* key_word) {
-        if (!m_ready || m_key_word != key_word) {
-            release();
-            m_key_word = key_word;
-            m_ready = regcomp(&m_regex, (m_head + m_key_word + m_tail).c_str(),
-                              REG_EXTENDED | REG_ICASE) == 0;
-        }
-        return m_ready && regexec(&m_regex, text, m_matched.size(), m_matched.data(), 0) == 0;
+regex compiled(const std::string& pattern) {
+    regex fresh(new regex_t, [](regex_t* old) {
+        regfree(old);
+        delete old;
+    });
+    if (regcomp(fresh.get(), pattern.c_str(), REG_EXTENDED | REG_ICASE) != 0) {
+        std::abort();
     }
-
-private:
-    void release() {
-        if (m_ready) {
-            regfree(&m_regex);
-        }
-        m_ready = false;
-    }
-
-    std::string m_head;
-    std::string m_tail;
-    std::string m_key_word;
-    bool m_ready = false;
-    regex_t m_regex{};
-    std::array<regmatch_t, 10> m_matched{};
-};
-
-struct expressions {
-    expression name{".*", ".*"};
-    expression remark{R"(("remark_name":"([^"]*)", R"([^"]*)))"};
-    expression any_nick_name{R"re(("nick_name":"([^"]+)"))re"};
-    expression nick_name{R"(("nick_name":"([^"]*)", R"([^"]*)))"};
-};
-
-const char* text_of(sqlite3_value* value) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-    return text != nullptr ? text : "";
+    return fresh;
 }
+
+bool matches(const regex& expression, const char* text) {
+    std::array<regmatch_t, 10> found;
+    return regexec(expression.get(), text, found.size(), found.data(), 0) == 0;
+}
+
+/// What a search looks for, compiled once.
+struct expressions {
+    std::string key_word;
+    regex name = compiled(".*" + key_word + ".*");
+    regex remark = compiled(R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))");
+    regex any_nick_name = compiled(R"re(("nick_name":"([^"]+)"))re");
+    regex nick_name = compiled(R"(("nick_name":"([^"]*)" + key_word + R"([^"]*)))");
+};
 
 void c_user_regex(sqlite3_context* context, int /*argc*/, sqlite3_value** value) {
-    auto& use = *static_cast<expressions*>(sqlite3_user_data(context));
-    const char* key_word = text_of(value[3]);
-    const char* name = text_of(value[0]);
-    const char* remark = text_of(value[1]);
-    const char* group = text_of(value[2]);
-    bool find = name[0] != '\0' && use.name.matches(name, key_word);
-    if (sqlite3_value_bytes(value[1]) > 2 && use.remark.matches(remark, key_word)) {
-        find = true;
+    auto* use = static_cast<expressions*>(sqlite3_get_auxdata(context, 3));
+    if (use == nullptr) {
+        use = new expressions{chars(sqlite3_value_text(value[3]))};
+        sqlite3_set_auxdata(context, 3, use,
+                            [](void* old) { delete static_cast<expressions*>(old); });
     }
-    if (sqlite3_value_bytes(value[2]) > 2 && use.any_nick_name.matches(group, "") &&
-        use.nick_name.matches(group, key_word)) {
-        find = true;
-    }
-    sqlite3_result_int(context, find ? 1 : 0);
-}
-
-void destroy_expressions(void* use) {
-    delete static_cast<expressions*>(use);
+    const char* name = chars(sqlite3_value_text(value[0]));
+    const char* remark = chars(sqlite3_value_text(value[1]));
+    const char* group = chars(sqlite3_value_text(value[2]));
+    const bool in_name = name[0] != '\0' && matches(use->name, name);
+    const bool in_remark = sqlite3_value_bytes(value[1]) > 2 && matches(use->remark, remark);
+    const bool in_group = sqlite3_value_bytes(value[2]) > 2 && matches(use->any_nick_name, group) &&
+                          matches(use->nick_name, group);
+    sqlite3_result_int(context, in_name || in_remark || in_group ? 1 : 0);
 }
 
 } // namespace
 
 c_users::c_users(sqlite3* db) : m_db(db) {
-    sqlite3_create_function_v2(m_db, "C_USER_REGEX", 4, SQLITE_UTF8, new expressions, c_user_regex,
-                               nullptr, nullptr, destroy_expressions);
+    sqlite3_create_function(m_db, "C_USER_REGEX", 4, SQLITE_UTF8, nullptr, c_user_regex, nullptr,
+                            nullptr);
 }
 
-uint32_t c_users::insert_or_replace(db::UserRow& user_row) {
-    user_row.local_user_id =
-        user_row.user_id + ":" + std::to_string(static_cast<int32_t>(user_row.user_source));
+uint32_t c_users::insert_or_replace(db::UserRow& row) {
+    row.local_user_id = row.user_id + ":" + std::to_string(static_cast<int32_t>(row.user_source));
     const statement stmt = prepare(
         m_db,
         "REPLACE INTO users  ( local_user_id, user_id, device_id, avatar,  user_name,  name_spell, "
@@ -172,40 +142,21 @@ uint32_t c_users::insert_or_replace(db::UserRow& user_row) {
         " user_extension, contact_extension) VALUES  (:local_user_id, :user_id, :device_id,"
         " :avatar, :user_name, :name_spell, :remark, :is_anonymous, :is_star, :is_attention,"
         " :user_type, :user_version, :user_source, :gender, :extra, :data_type, :group_info,"
-        " :msg_set, :in_black_list, :is_blacked, :user_extension, :contact_extension);");
-    put(stmt, 1, user_row.local_user_id);
-    put(stmt, 2, user_row.user_id);
-    put(stmt, 3, user_row.device_id);
-    put(stmt, 4, user_row.avatar);
-    put(stmt, 5, user_row.user_name);
-    put(stmt, 6, user_row.name_spell);
-    put(stmt, 7, user_row.remark);
-    put(stmt, 8, user_row.is_anonymous);
-    put(stmt, 9, user_row.is_star);
-    put(stmt, 10, user_row.is_attention);
-    put(stmt, 11, user_row.user_type);
-    put(stmt, 12, user_row.user_version);
-    put(stmt, 13, user_row.user_source);
-    put(stmt, 14, user_row.gender);
-    put(stmt, 15, user_row.extra);
-    put(stmt, 16, user_row.data_type);
-    put(stmt, 17, user_row.group_info);
-    put(stmt, 18, user_row.msg_set);
-    put(stmt, 19, user_row.in_black_list);
-    put(stmt, 20, user_row.is_blacked);
-    put(stmt, 21, user_row.user_extension);
-    put(stmt, 22, user_row.contact_extension);
+        " :msg_set, :in_black_list, :is_blacked, :user_extension, :contact_extension);",
+        row.local_user_id, row.user_id, row.device_id, row.avatar, row.user_name, row.name_spell,
+        row.remark, row.is_anonymous, row.is_star, row.is_attention, row.user_type,
+        row.user_version, row.user_source, row.gender, row.extra, row.data_type, row.group_info,
+        row.msg_set, row.in_black_list, row.is_blacked, row.user_extension, row.contact_extension);
     return change(m_db, stmt);
 }
 
-uint32_t c_users::get(const std::string& user_id, uint32_t source, db::UserRow& user_row) {
+uint32_t c_users::get(const std::string& user_id, uint32_t source, db::UserRow& row) {
     const std::string key = user_id + ":" + std::to_string(static_cast<int32_t>(source));
     const statement stmt =
-        prepare(m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;");
-    put(stmt, 1, key);
+        prepare(m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;", key);
     const int code = sqlite3_step(stmt.get());
     if (code == SQLITE_ROW) {
-        read_row(stmt.get(), user_row);
+        read_row(stmt.get(), row);
         return 1;
     }
     require(code == SQLITE_DONE, m_db);
@@ -222,38 +173,36 @@ std::vector<db::UserRow> c_users::get_many(const std::vector<std::string>& local
         sql += (i == 0 ? ":param" : ", :param") + std::to_string(i);
     }
     const statement stmt = prepare(m_db, sql + "  ) ");
-    for (size_t i = 0; i < local_user_ids.size(); ++i) {
-        put(stmt, static_cast<int>(i) + 1, local_user_ids[i]);
+    int index = 0;
+    for (const std::string& key : local_user_ids) {
+        put(stmt.get(), ++index, key);
     }
     return read_rows(m_db, stmt);
 }
 
 uint32_t c_users::set_star(uint32_t is_star, const std::string& user_id, uint32_t source) {
-    const statement stmt =
-        prepare(m_db, "UPDATE users SET is_star\t= :is_star,user_version = (user_version+1) "
-                      "WHERE user_id\t\t= :user_id  AND user_source\t= :user_source;");
-    put(stmt, 1, is_star);
-    put(stmt, 2, user_id);
-    put(stmt, 3, source);
-    return change(m_db, stmt);
+    return change(m_db,
+                  prepare(m_db,
+                          "UPDATE users SET is_star\t= :is_star,user_version = (user_version+1) "
+                          "WHERE user_id\t\t= :user_id  AND user_source\t= :user_source;",
+                          is_star, user_id, source));
 }
 
 std::vector<db::UserRow> c_users::search_like(const std::string& key_word) {
     const std::string pattern = "%" + key_word + "%";
-    const statement stmt =
-        prepare(m_db, "SELECT * from users where data_type & :data_type and (user_name LIKE "
-                      ":like OR remark LIKE :like OR group_info LIKE :like);");
-    put(stmt, 1, 2);
-    put(stmt, 2, pattern);
-    return read_rows(m_db, stmt);
+    return read_rows(m_db,
+                     prepare(m_db,
+                             "SELECT * from users where data_type & :data_type and (user_name LIKE "
+                             ":like OR remark LIKE :like OR group_info LIKE :like);",
+                             2, pattern));
 }
 
 std::vector<db::UserRow> c_users::search_regexec(const std::string& key_word) {
-    const statement stmt = prepare(m_db, "SELECT * from users where data_type & :data_type and  "
-                                         "C_USER_REGEX(user_name,remark,group_info,'" +
-                                             key_word + "');");
-    put(stmt, 1, 2);
-    return read_rows(m_db, stmt);
+    return read_rows(m_db, prepare(m_db,
+                                   "SELECT * from users where data_type & :data_type and  "
+                                   "C_USER_REGEX(user_name,remark,group_info,'" +
+                                       key_word + "');",
+                                   2));
 }
 
 void c_users::run(const std::string& sql) {

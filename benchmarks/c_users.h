@@ -13,8 +13,8 @@ public:
     explicit c_users(sqlite3* db);
 
     void run(const std::string& sql);
-    uint32_t insert_or_replace(db::UserRow& user_row);
-    uint32_t get(const std::string& user_id, uint32_t source, db::UserRow& user_row);
+    uint32_t insert_or_replace(db::UserRow& row);
+    uint32_t get(const std::string& user_id, uint32_t source, db::UserRow& row);
     std::vector<db::UserRow> get_all();
     std::vector<db::UserRow> get_many(const std::vector<std::string>& local_user_ids);
     uint32_t set_star(uint32_t is_star, const std::string& user_id, uint32_t source);

@@ -26,6 +26,14 @@ db::UserRow made_up_user(int number) {
     return row;
 }
 
+std::set<std::pair<std::string, int>> made_up_batch(int users) {
+    std::set<std::pair<std::string, int>> batch;
+    for (int i = 0; i < users; ++i) {
+        batch.emplace(made_up_user(i).user_id, 1);
+    }
+    return batch;
+}
+
 namespace {
 
 /// The handle of a connection, as a function that SQL calls on it sees it.

@@ -4,10 +4,15 @@
 
 #include <istream>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 
 /// A made-up contact: real-looking names, a remark and a group, all different by number.
 db::UserRow made_up_user(int number);
+
+/// The first of them, as a batch lookup asks for them.
+std::set<std::pair<std::string, int>> made_up_batch(int users);
 
 /// A table in memory, reached by the store and by C code on the same connection.
 struct table {

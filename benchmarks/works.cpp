@@ -1,29 +1,32 @@
 #include "benchmarks/works.h"
 
-#include <set>
-#include <string>
-
 namespace {
 
-constexpr int users_in_batch = 500;
+/// The ids of the users from 0 to that number, one after the other in an order without locality.
+auto scattered_user_ids(int users) {
+    return [users, number = 0]() mutable {
+        number = (number + 7919) % users;
+        return "user" + std::to_string(number);
+    };
+}
+
+template <typename Insert>
+void insert_1000(Insert insert) {
+    for (int i = 0; i < 1000; ++i) {
+        db::UserRow row = made_up_user(i);
+        insert(row);
+    }
+}
 
 } // namespace
 
 std::vector<pair_of_works> pairs(table& both, int users) {
-    std::set<std::pair<std::string, int>> batch;
+    const auto batch = made_up_batch(500);
     std::vector<std::string> batch_keys;
-    for (int i = 0; i < users_in_batch; ++i) {
-        const std::string user_id = made_up_user(i * 37 % users).user_id;
-        batch.emplace(user_id, 1);
-        batch_keys.push_back(user_id + ":1");
+    for (const auto& [user_id, source] : batch) {
+        batch_keys.push_back(user_id + ":" + std::to_string(source));
     }
-    auto next = [users, number = 0]() mutable { return number = (number + 7919) % users; };
-    const auto insert_1000 = [](auto insert) {
-        for (int i = 0; i < 1000; ++i) {
-            db::UserRow row = made_up_user(i);
-            insert(row);
-        }
-    };
+    auto next = scattered_user_ids(users);
     std::vector<pair_of_works> all{
         {"`GetAll`", [&] { both.store.GetAll(); }, [&] { both.c.get_all(); }},
         {"batch lookup of 500", [&both, batch] { both.store.GetUserRowsByUserIds(batch); },
@@ -31,48 +34,44 @@ std::vector<pair_of_works> pairs(table& both, int users) {
         {"`GetUserByUserIdAndSource`",
          [&both, next]() mutable {
              db::UserRow row;
-             both.store.GetUserByUserIdAndSource("user" + std::to_string(next()), 1, row);
+             both.store.GetUserByUserIdAndSource(next(), 1, row);
          },
          [&both, next]() mutable {
              db::UserRow row;
-             both.c.get("user" + std::to_string(next()), 1, row);
+             both.c.get(next(), 1, row);
          }},
         {"`InsertOrReplace` in one transaction",
-         [&both, insert_1000] {
+         [&] {
              both.store.as_transaction(
                  [&] { insert_1000([&](db::UserRow& row) { both.store.InsertOrReplace(row); }); });
          },
-         [&both, insert_1000] {
+         [&] {
              both.c.run("BEGIN");
              insert_1000([&](db::UserRow& row) { both.c.insert_or_replace(row); });
              both.c.run("COMMIT");
          }},
         {"single-field update",
          [&both, next]() mutable {
-             db::DBUser::UpdateIsStartByIdAndSource(true, "user" + std::to_string(next()), 1,
-                                                    both.store);
+             db::DBUser::UpdateIsStartByIdAndSource(true, next(), 1, both.store);
          },
-         [&both, next]() mutable { both.c.set_star(1, "user" + std::to_string(next()), 1); }},
+         [&both, next]() mutable { both.c.set_star(1, next(), 1); }},
     };
-    for (pair_of_works& search : searches(both, "made-up users", "1234", "a", "1[23]+4")) {
-        all.push_back(std::move(search));
-    }
+    add_searches(all, both, "made-up users", "1234", "a", "1[23]+4");
     return all;
 }
 
-std::vector<pair_of_works> searches(table& both, const std::string& whose, const std::string& rare,
-                                    const std::string& common, const std::string& with_operator) {
-    const auto over_likes = [&](const std::string& kind, const std::string& keyword) {
-        return pair_of_works{"search of " + whose + ", " + kind + ", over three LIKEs",
-                             [&both, keyword] { both.store.SearchUserRowsWithKeyWord(keyword); },
-                             [&both, keyword] { both.c.search_like(keyword); }};
+void add_searches(std::vector<pair_of_works>& all, table& both, const std::string& whose,
+                  const std::string& rare, const std::string& common,
+                  const std::string& with_operator) {
+    const auto add = [&](const std::string& kind, const std::string& keyword,
+                         const std::string& reference, auto c_search) {
+        all.push_back({"search of " + whose + ", " + kind + ", over " + reference,
+                       [&both, keyword] { both.store.SearchUserRowsWithKeyWord(keyword); },
+                       [&both, keyword, c_search] { (both.c.*c_search)(keyword); }});
     };
-    const auto over_regexec = [&](const std::string& kind, const std::string& keyword) {
-        return pair_of_works{"search of " + whose + ", " + kind + ", over regexec",
-                             [&both, keyword] { both.store.SearchUserRowsWithKeyWord(keyword); },
-                             [&both, keyword] { both.c.search_regexec(keyword); }};
-    };
-    return {over_likes("rare keyword", rare), over_likes("one-letter keyword", common),
-            over_regexec("rare keyword", rare), over_regexec("one-letter keyword", common),
-            over_regexec("rare keyword with operators", with_operator)};
+    add("rare keyword", rare, "three LIKEs", &c_users::search_like);
+    add("one-letter keyword", common, "three LIKEs", &c_users::search_like);
+    add("rare keyword", rare, "regexec", &c_users::search_regexec);
+    add("one-letter keyword", common, "regexec", &c_users::search_regexec);
+    add("rare keyword with operators", with_operator, "regexec", &c_users::search_regexec);
 }

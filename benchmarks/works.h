@@ -13,10 +13,12 @@ struct pair_of_works {
     std::function<void()> c;
 };
 
-/// Searches of a table whose users `whose` names: for a keyword that few of them have, for one that
-/// most have, and for one with an operator.
-std::vector<pair_of_works> searches(table& both, const std::string& whose, const std::string& rare,
-                                    const std::string& common, const std::string& with_operator);
-
-/// All that is compared, on a table of so many users (at least 1000), which must outlive them.
+/// All that is compared, on a table of so many made-up users (at least 1000). The table must
+/// outlive the works, here and below.
 std::vector<pair_of_works> pairs(table& both, int users);
+
+/// Adds searches of a table whose users `whose` names: for a keyword that few of them have, for one
+/// that most have, and for one with an operator.
+void add_searches(std::vector<pair_of_works>& all, table& both, const std::string& whose,
+                  const std::string& rare, const std::string& common,
+                  const std::string& with_operator);

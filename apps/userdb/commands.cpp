@@ -30,7 +30,9 @@ db::DBUser open_store(const options& common, sqlite::access_mode mode) {
         throw bad_input("--db must name a file");
     }
     try {
-        return {{}, std::make_shared<sqlite::database>(common.database, mode)};
+        const auto connection = std::make_shared<sqlite::database>(common.database, mode);
+        connection->set_statement_cache_capacity(16); // one for each kind of statement
+        return {{}, connection};
     } catch (const sqlite::error& failure) {
         switch (failure.code()) {
         case SQLITE_READONLY: // CREATE TABLE failed: the file is opened read-only
@@ -305,6 +307,12 @@ status update(const options& common, const std::string& file) {
     std::cout << "updated " << updated << ", not found " << missing.size() << ", read " << read
               << '\n';
     return updated == 0 ? status::nothing_found : status::done;
+}
+
+status create_index(const options& common) {
+    open_store(common, sqlite::read_write).CreateUserIdIndex();
+    std::cout << "indexed\n";
+    return status::done;
 }
 
 status set(const options& common, const std::string& field, const user_key& key,

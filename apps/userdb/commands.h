@@ -41,6 +41,8 @@ status export_users(const options& common);
 /// Rewrites the stored records of the users in a file, like the one `import_contacts` reads, all of
 /// them or none, and says which users are not stored.
 status update(const options& common, const std::string& file);
+/// Makes the index that `update` and `set` find users by.
+status create_index(const options& common);
 /// Changes one of the fields star, attention (0 or 1), remark and data-type (see `data_type_of`).
 status set(const options& common, const std::string& field, const user_key& key,
            const std::string& value);

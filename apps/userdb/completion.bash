@@ -1,7 +1,7 @@
 # Completes the commands and options of userdb in bash.
 _userdb() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' i
-    local commands='import export search list get update set delete'
+    local commands='import export search list get update index set delete'
     for ((i = 1; i < COMP_CWORD; i++)); do
         [[ " $commands " == *" ${COMP_WORDS[i]} "* && ${COMP_WORDS[i - 1]} != --db ]] &&
             { command=${COMP_WORDS[i]}; break; }

@@ -173,8 +173,16 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
 
     add_input(add("update",
                   "Rewrite the stored record of each user in a file, but for device_id and "
-                  "is_anonymous: the whole file, or nothing if a line is bad",
+                  "is_anonymous: the whole file, or nothing if a line is bad. Each line reads the "
+                  "whole table unless the database has the index that the command index makes: "
+                  "make it first for more than some hundred lines",
                   [&] { return userdb::update(args.common, args.input); }));
+
+    add("index",
+        "Make an index by which update and set find their users at once; import gets slower and "
+        "the "
+        "file larger",
+        [&] { return userdb::create_index(args.common); });
 
     CLI::App* set = add("set", "Change one field of one user and raise user_version by 1", [&] {
         return userdb::set(args.common, args.field, args.key(), args.value);

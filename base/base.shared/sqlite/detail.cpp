@@ -49,7 +49,7 @@ void fail_position(sqlite3_stmt* stmt, size_t index) {
                                   " in the result of: " + shown(stmt));
 }
 
-std::string_view column_name(sqlite3_stmt* stmt, size_t index) {
+const char* column_name(sqlite3_stmt* stmt, size_t index) {
     if (index >= static_cast<size_t>(sqlite3_column_count(stmt))) {
         fail_position(stmt, index);
     }

@@ -38,7 +38,7 @@ private:
 [[noreturn]] void fail_position(sqlite3_stmt* stmt, size_t index);
 
 /// The name of a column, counted from 0. Valid until the statement is finalised or compiled anew.
-[[nodiscard]] std::string_view column_name(sqlite3_stmt* stmt, size_t index);
+[[nodiscard]] const char* column_name(sqlite3_stmt* stmt, size_t index);
 
 /// Throws `error` if there is no current row, or if it has no such column.
 void require_value(sqlite3_stmt* stmt, size_t index);

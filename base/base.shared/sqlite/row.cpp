@@ -3,7 +3,6 @@
 #include "base/base.shared/sqlite/detail.h"
 #include "base/base.shared/sqlite/error.h"
 
-#include <algorithm>
 #include <sqlite3.h>
 
 namespace sqlite {
@@ -15,13 +14,7 @@ size_t row::column_count() const {
 }
 
 field row::operator[](const std::string& column_name) const {
-    const size_t count = column_count();
-    for (size_t index = 0; index < count; ++index) {
-        if (detail::column_name(stmt.get(), index) == column_name) {
-            return {stmt, index};
-        }
-    }
-    fail_name(column_name);
+    return {stmt, position_of(column_name)};
 }
 
 field row::operator[](const size_t& index) const {
@@ -35,30 +28,28 @@ void row::swap(row& other) noexcept {
     stmt.swap(other.stmt);
 }
 
-std::vector<size_t> row::positions_of(const std::vector<std::string_view>& column_names) const {
-    std::vector<std::string_view> present(column_count());
-    for (size_t index = 0; index < present.size(); ++index) {
-        present[index] = detail::column_name(stmt.get(), index);
-    }
-    std::vector<size_t> positions;
-    positions.reserve(column_names.size());
-    auto place = present.begin(); // most names follow each other as the columns do
-    for (const std::string_view name : column_names) {
-        place = std::find(place, present.end(), name);
-        place = place != present.end() ? place : std::find(present.begin(), present.end(), name);
-        if (place == present.end()) {
-            fail_name(name);
+void row::find_columns(const std::vector<std::string_view>& names,
+                       std::vector<size_t>& positions) const {
+    positions.resize(names.size());
+    for (size_t i = 0; i < names.size(); ++i) {
+        const char* guess = sqlite3_column_name(stmt.get(), static_cast<int>(positions[i]));
+        if (guess == nullptr || guess != names[i]) {
+            positions[i] = position_of(names[i]);
         }
-        positions.push_back(static_cast<size_t>(place - present.begin()));
     }
-    return positions;
 }
 
 bool row::is_valid_index(const size_t& index) const {
     return index < column_count();
 }
 
-void row::fail_name(std::string_view column_name) const {
+size_t row::position_of(std::string_view column_name) const {
+    const size_t count = column_count();
+    for (size_t position = 0; position < count; ++position) {
+        if (column_name == detail::column_name(stmt.get(), position)) {
+            return position;
+        }
+    }
     throw error(SQLITE_RANGE, "no column '" + std::string(column_name) +
                                   "' in the result of: " + detail::shown(stmt.get()));
 }

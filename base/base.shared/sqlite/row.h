@@ -40,11 +40,12 @@ public:
 
     void swap(row& other) noexcept;
 
-    /// The positions of the columns with these names, the first of each if several have it. Throws
-    /// `error` naming a column that there is not. They hold for all rows of the result, but not for
-    /// another one: a change of the schema may move columns.
-    [[nodiscard]] std::vector<size_t>
-    positions_of(const std::vector<std::string_view>& column_names) const;
+    /// Sets `positions` to where the columns with these names are, counted from 0. Throws `error`
+    /// naming a column that there is not. They hold for all rows of the result, but not for another
+    /// one: a change of the schema may move columns. What `positions` holds before, from an earlier
+    /// result, is tried first: then each name is compared but once.
+    void find_columns(const std::vector<std::string_view>& names,
+                      std::vector<size_t>& positions) const;
 
     /// Reads the columns at these positions into the values, one each, as `field::as` converts
     /// them, into the memory that a text has already: the fast way to read many rows. Throws
@@ -60,7 +61,7 @@ public:
 
 private:
     [[nodiscard]] bool is_valid_index(const size_t& index) const;
-    [[noreturn]] void fail_name(std::string_view column_name) const;
+    [[nodiscard]] size_t position_of(std::string_view column_name) const;
     static void require_count(const std::vector<size_t>& positions, size_t count);
     [[nodiscard]] std::unique_ptr<sqlite3_mutex, void (*)(sqlite3_mutex*)> held_connection() const;
     void read_value(size_t position, std::string& value) const;

@@ -67,7 +67,6 @@ void statement::clear_bindings() {
 
 void statement::swap(statement& other) noexcept {
     stmt.swap(other.stmt);
-    std::swap(m_last_bound, other.m_last_bound);
 }
 
 std::string_view statement::sql() const {
@@ -75,15 +74,7 @@ std::string_view statement::sql() const {
     return text != nullptr ? text : "";
 }
 
-void statement::bind_no_copy(const std::string& name, const std::string& value) {
-    bind_at(position_of(name), uncopied{value});
-}
-
 size_t statement::position_of(const std::string& name) const {
-    const char* next = sqlite3_bind_parameter_name(stmt.get(), static_cast<int>(m_last_bound + 1));
-    if (next != nullptr && next == name) {
-        return m_last_bound + 1;
-    }
     // SQLite reads the name up to its first NUL, which must not find ":a" for ":a\0b".
     const bool is_whole = name.find('\0') == std::string::npos;
     const int position = is_whole ? sqlite3_bind_parameter_index(stmt.get(), name.c_str()) : 0;
@@ -102,6 +93,10 @@ void statement::bind(size_t position, const T& value) {
     bind_at(position, value);
 }
 
+void statement::bind_no_copy(size_t position, const std::string& value) {
+    bind_at(position, uncopied{value});
+}
+
 void statement::throw_on_bind_error(const int code, const std::string& name) const {
     if (code != SQLITE_OK) {
         detail::fail(nullptr, code, "bind '" + name + "'", detail::shown(stmt.get()));
@@ -117,7 +112,6 @@ void statement::bind_at(size_t position, const T& value) {
     }
     detail::abandon_run(stmt.get());
     const int code = bind_value(stmt.get(), static_cast<int>(position), value);
-    m_last_bound = position;
     if (code != SQLITE_OK) {
         const char* name = sqlite3_bind_parameter_name(stmt.get(), static_cast<int>(position));
         throw_on_bind_error(

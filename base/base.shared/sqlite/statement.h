@@ -41,8 +41,7 @@ public:
     /// Texts are bound by their length, NUL bytes included; the `const char*` form ends at the
     /// first NUL and binds SQL NULL for a null pointer. Throws `error` for a name that the
     /// statement does not have and for a text over SQLite's length limit (a billion bytes).
-    /// Finding a name is linear in the number of parameters, unless names are bound in the order in
-    /// which they first appear in the text.
+    /// Finding a name is linear in the number of parameters.
     void bind(const std::string& name, const char* value);
     /// For the types of `bindable`; any other does not compile.
     template <bindable T>
@@ -55,9 +54,6 @@ public:
 
     /// The text that was prepared, valid as long as this object.
     [[nodiscard]] std::string_view sql() const;
-    /// Binds a text like `bind`, but in place: it must stay as it is until the statement has run
-    /// for the last time, is bound anew or is gone.
-    void bind_no_copy(const std::string& name, const std::string& value);
     /// The position of a parameter, counted from 1, for `bind` by position: parameters are numbered
     /// in the order in which they first appear. Throws `error` for a name that there is not.
     [[nodiscard]] size_t position_of(const std::string& name) const;
@@ -66,6 +62,9 @@ public:
     void bind(size_t position, const char* value);
     template <bindable T>
     void bind(size_t position, const T& value);
+    /// Binds a text in place: it must stay as it is until the statement has run for the last time,
+    /// is bound anew or is gone.
+    void bind_no_copy(size_t position, const std::string& value);
 
 private:
     friend class database;
@@ -75,7 +74,6 @@ private:
     void bind_at(size_t position, const T& value);
 
     std::shared_ptr<sqlite3_stmt> stmt;
-    size_t m_last_bound = 0; // the position; a name is often that of the next one
 };
 
 } // namespace sqlite

@@ -51,7 +51,8 @@ std::shared_ptr<sqlite3_stmt> shared_statement(sqlite3_stmt* stmt,
         return {stmt, sqlite3_finalize};
     }
     const auto hand_back = [weak = std::weak_ptr(cache)](sqlite3_stmt* handed) {
-        if (const std::shared_ptr<statement_cache> cache = weak.lock()) {
+        const std::shared_ptr<statement_cache> cache = weak.lock();
+        if (cache != nullptr && handed != nullptr) { // null for a text that did not compile
             const connection_hold hold(sqlite3_db_handle(handed));
             if (cache->keep(handed)) {
                 return;

@@ -16,9 +16,16 @@ transaction::transaction(database& db) : m_lock(db), m_db(db) {
     db.settle_transaction(); // an owed rollback ends the transaction that would be seen
     m_nested = sqlite3_get_autocommit(db.db) == 0;
     const bool may_write = sqlite3_db_readonly(db.db, "main") == 0;
+    if (!m_nested && may_write) {
+        const result timeout = db.execute("PRAGMA busy_timeout");
+        m_busy_timeout = timeout.begin()->operator[](0).as<int>();
+    }
     db.execute(m_nested    ? "SAVEPOINT nested_transaction"
                : may_write ? "BEGIN IMMEDIATE"
                            : "BEGIN"); // older versions of SQLite refuse the other one
+    if (m_busy_timeout > 0) {
+        sqlite3_busy_timeout(db.db, 0);
+    }
     m_level = ++db.m_depth;
     db.m_in_trans = true;
     m_changes_before = changes();
@@ -33,6 +40,7 @@ void transaction::commit() {
         throw error(SQLITE_MISUSE, m_open ? "cannot commit while an inner transaction is open"
                                           : "cannot commit: the transaction is over");
     }
+    wait_for_others_again();
     m_db.execute(m_nested ? "RELEASE nested_transaction" : "COMMIT");
     end();
 }
@@ -41,6 +49,7 @@ void transaction::rollback() noexcept {
     if (!m_open) {
         return;
     }
+    wait_for_others_again();
     end();
     m_db.m_undone += changes();
     const bool is_over = sqlite3_get_autocommit(m_db.db) != 0;
@@ -52,6 +61,12 @@ void transaction::rollback() noexcept {
 
 bool transaction::is_innermost() const {
     return m_open && m_level == m_db.m_depth;
+}
+
+void transaction::wait_for_others_again() noexcept {
+    if (m_busy_timeout > 0) {
+        sqlite3_busy_timeout(m_db.db, m_busy_timeout);
+    }
 }
 
 void transaction::end() noexcept {

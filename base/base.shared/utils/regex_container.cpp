@@ -151,7 +151,7 @@ bool RegexContainer::matches_in_pieces(std::string_view text) {
         if (matches(m_reg, piece.c_str(), at_start | (is_last ? 0 : REG_NOTEOL))) {
             return true;
         }
-        if (is_last) {
+        if (is_last || (m_stop && m_stop())) {
             return false;
         }
         at_start = REG_NOTBOL;

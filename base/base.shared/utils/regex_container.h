@@ -3,9 +3,11 @@
 #include "base/base.shared/utils/phrase.h"
 
 #include <cstddef>
+#include <functional>
 #include <regex.h>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace base {
 
@@ -53,6 +55,9 @@ public:
     /// miss a match longer than 4 KB in a text longer than 8 KB: one of `bob.*(phone|mobile)`.
     /// Throws like `build_reg`.
     [[nodiscard]] bool exec(const char* text);
+    /// Asks `stop` between the pieces in which a long text is matched; once it says true, `exec`
+    /// gives up and returns false.
+    void stop_when(std::function<bool()> stop) { m_stop = std::move(stop); }
     /// Whether the last build was made for exactly this keyword, whatever became of it.
     [[nodiscard]] bool was_built_for(std::string_view key_word) const {
         return m_key_word == key_word && !m_pattern.empty();
@@ -76,6 +81,7 @@ private:
     std::string m_expression;   // what m_reg is compiled from
     bool m_is_wide = false;     // m_reg takes ever more memory as it matches
     size_t m_matched_bytes = 0; // since m_reg was compiled
+    std::function<bool()> m_stop;
 };
 
 } // namespace base

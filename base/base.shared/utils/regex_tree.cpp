@@ -43,21 +43,18 @@ RegexTree one_of(std::vector<RegexTree> branches) {
     return {.kind = Kind::alternatives, .parts = std::move(branches)};
 }
 
-/// Of `*`, `+` and `?` behind each other one is enough: `x+?` is `x*`.
+/// A repetition of `x*`, `x+` or `x?` is one of x: `x+?` is `x*`, `x?{2,5}` is `x{0,5}`.
 RegexTree repetition(RegexTree part, size_t least, size_t most) {
-    const auto is_simple = [](size_t from, size_t to) {
-        return from <= 1 && (to == 1 || to == RegexTree::unbounded);
-    };
     if (most == 0 || part.is_empty()) {
         return {};
     }
     if (least == 1 && most == 1) {
         return part;
     }
-    if (part.kind == Kind::repetition && is_simple(least, most) &&
-        is_simple(part.least, part.most)) {
+    const bool is_endless = part.most == RegexTree::unbounded;
+    if (part.kind == Kind::repetition && part.least <= 1 && (is_endless || part.most == 1)) {
         part.least *= least;
-        part.most = std::max(part.most, most);
+        part.most = is_endless ? part.most : most;
         return part;
     }
     RegexTree tree{.kind = Kind::repetition, .least = least, .most = most};

@@ -3,6 +3,8 @@
 #include "base/base.shared/logging/logging.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <new>
 #include <sqlite3.h>
 #include <string_view>
@@ -84,30 +86,40 @@ using all_fields = decltype([](const UserRow& user_row) {
                                   f16, f17, f18, f19, f20, f21, f22] = user_row;
 });
 
-/// Where a result has the columns of a record.
-std::vector<size_t> column_positions(const sqlite::row& row) {
-    return std::apply([&](const auto&... column) { return row.positions_of({column.name...}); },
-                      user_columns);
-}
+/// The columns of a record, in the order of `user_columns`.
+const std::vector<std::string_view> column_names =
+    std::apply([](const auto&... column) { return std::vector<std::string_view>{column.name...}; },
+               user_columns);
 
 void Load(const sqlite::row& row, const std::vector<size_t>& positions, UserRow& user_row) {
     std::apply([&](const auto&... column) { row.read(positions, (user_row.*column.field)...); },
                user_columns);
 }
 
-/// Binds texts in place: the record must stay as it is until the statement has run.
-template <typename T>
-void bind_field(const UserRow& user_row, const UserColumn<T>& column, sqlite::statement& stmt) {
-    if constexpr (std::is_same_v<T, std::string>) {
-        stmt.bind_no_copy(column.parameter, user_row.*column.field);
-    } else {
-        using number = std::conditional_t<std::is_same_v<T, int64_t>, long long, T>;
-        stmt.bind<number>(column.parameter, user_row.*column.field);
-    }
-}
+/// Where the inserts have the parameters of the columns. SQLite numbers parameters from 1 on, as
+/// they appear in the text; to look them up by name for each insert takes a tenth of its time.
+const std::vector<size_t> insert_positions = [] {
+    std::vector<size_t> positions;
+    for_each_user_column([&positions](const auto& column) {
+        const auto place = user_field_list.begin() +
+                           static_cast<std::ptrdiff_t>(user_field_list.find(column.parameter));
+        const auto before = std::count(user_field_list.begin(), place, ':');
+        positions.push_back(static_cast<size_t>(before) + 1);
+    });
+    return positions;
+}();
 
+/// Binds texts in place: the record must stay as it is until the statement has run.
 void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
-    for_each_user_column([&](const auto& column) { bind_field(user_row, column, stmt); });
+    auto position = insert_positions.begin();
+    for_each_user_column([&](const auto& column) {
+        const auto& value = user_row.*column.field;
+        if constexpr (std::is_same_v<decltype(value), const std::string&>) {
+            stmt.bind_no_copy(*position++, value);
+        } else {
+            stmt.bind(*position++, value);
+        }
+    });
 }
 
 /// Whether the full update has a parameter for a column.
@@ -115,10 +127,9 @@ bool is_updated(std::string_view column) {
     return column != "local_user_id" && column != "device_id" && column != "is_anonymous";
 }
 
-void bind_key(sqlite::statement& stmt, DBUser& store, std::string user_id, uint32_t user_source) {
-    stmt.bind<std::string>(
-        ":local_user_id",
-        store.make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source)));
+/// Binds the key in place: it must stay as it is until the statement has run.
+void bind_key(sqlite::statement& stmt, const std::string& local_user_id) {
+    stmt.bind_no_copy(stmt.position_of(":local_user_id"), local_user_id);
 }
 
 void bind_mask(sqlite::statement& stmt, UserDataType data_type) {
@@ -144,30 +155,46 @@ uint32_t change(sqlite::database& db, const std::string& sql, Bind bind) {
 
 /// Reads a query's first row into `user_row`. Returns 1, or 0 if there is no row.
 template <typename Bind>
-uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind, UserRow& user_row) {
+uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind,
+               std::vector<size_t>& positions, UserRow& user_row) {
     const sqlite::result res = run(db, sql, bind);
     const auto row = res.begin();
     if (row == res.end()) {
         return 0;
     }
     UserRow found; // a read that throws leaves `user_row` as it is
-    Load(*row, column_positions(*row), found);
+    row->find_columns(column_names, positions);
+    Load(*row, positions, found);
     user_row = std::move(found);
     return 1;
 }
 
-/// All rows of a query. It finds the columns once: a list that looks them up by name for each row
-/// takes five times as long.
-template <typename Bind>
-std::vector<UserRow> list(sqlite::database& db, const std::string& sql, Bind bind) {
+/// Reads the rows of a query one by one until `visit` has enough. It finds the columns once: a list
+/// that looks them up by name for each row takes five times as long.
+template <typename Bind, typename Visit>
+void walk(sqlite::database& db, const std::string& sql, Bind bind, std::vector<size_t>& positions,
+          const Visit& visit) {
     const sqlite::result res = run(db, sql, bind);
-    std::vector<UserRow> user_rows;
     if (res.begin() != res.end()) {
-        const std::vector<size_t> positions = column_positions(*res.begin());
-        for (const sqlite::row& row : res) {
-            Load(row, positions, user_rows.emplace_back());
+        res.begin()->find_columns(column_names, positions);
+    }
+    UserRow user_row;
+    for (const sqlite::row& row : res) {
+        Load(row, positions, user_row);
+        if (!visit(user_row)) {
+            return;
         }
     }
+}
+
+/// All that a walk visits.
+template <typename Walk>
+std::vector<UserRow> list(const Walk& walk) {
+    std::vector<UserRow> user_rows;
+    walk([&user_rows](UserRow& user_row) {
+        user_rows.push_back(std::move(user_row));
+        return true;
+    });
     return user_rows;
 }
 
@@ -208,15 +235,34 @@ std::string_view text_of(sqlite3_value* value) {
                : std::string_view(text, static_cast<size_t>(sqlite3_value_bytes(value)));
 }
 
+/// Whether sqlite3_interrupt was called while a statement runs: then any other one fails as well.
+/// SQLite tells of it directly from version 3.41 on.
+bool is_interrupted(sqlite3* db) {
+    return sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) == SQLITE_INTERRUPT;
+}
+
 /// The container that a matcher uses. The first call makes it.
-base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container) {
+base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container,
+                                      const sqlite::database& db) {
     if (container == nullptr) {
         container = std::make_unique<base::RegexContainer>();
+        container->stop_when([handle = db.native_handle()] { return is_interrupted(handle); });
     }
     return *container;
 }
 
 } // namespace
+
+std::string escape_key_word(const std::string& text) {
+    std::string key_word;
+    for (const char c : text) {
+        if (std::string_view(".[]()*+?{}|^$\\").find(c) != std::string_view::npos) {
+            key_word += '\\';
+        }
+        key_word += c;
+    }
+    return key_word;
+}
 
 bool operator==(const UserRow& one, const UserRow& other) {
     bool equal = true;
@@ -270,10 +316,11 @@ uint32_t DBUser::InsertOrReplace(db::UserRow& user_row) {
 
 uint32_t DBUser::GetUserByUserIdAndSource(std::string user_id, uint32_t user_source,
                                           db::UserRow& user_row) {
+    const std::string key =
+        make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
     return fetch(
         *m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;",
-        [&](sqlite::statement& stmt) { bind_key(stmt, *this, std::move(user_id), user_source); },
-        user_row);
+        [&](sqlite::statement& stmt) { bind_key(stmt, key); }, m_positions, user_row);
 }
 
 std::vector<db::UserRow>
@@ -290,61 +337,98 @@ DBUser::GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids) {
                                               " users at once: SQLite allows " +
                                               std::to_string(limit) + " parameters in a statement");
     }
-    return list(*m_db,
-                "SELECT * FROM users WHERE local_user_id in " + _prepare_bind(local_user_ids),
-                [&](sqlite::statement& stmt) { _bind(stmt, local_user_ids); });
+    const std::string sql =
+        "SELECT * FROM users WHERE local_user_id in " + _prepare_bind(local_user_ids);
+    const auto bind = [&](sqlite::statement& stmt) { _bind(stmt, local_user_ids); };
+    return list([&](const auto& visit) { walk(*m_db, sql, bind, m_positions, visit); });
 }
 
 uint32_t DBUser::GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
                                               db::UserDataType data_type, db::UserRow& user_row) {
+    const std::string key =
+        make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
     return fetch(
         *m_db,
         "SELECT * from users WHERE local_user_id = :local_user_id AND data_type & :data_type;",
         [&](sqlite::statement& stmt) {
-            bind_key(stmt, *this, std::move(user_id), user_source);
+            bind_key(stmt, key);
             bind_mask(stmt, data_type);
         },
-        user_row);
+        m_positions, user_row);
 }
 
 uint32_t DBUser::DelUserByUserIdAndSource(std::string user_id, uint32_t user_source) {
-    return change(
-        *m_db, "DELETE from users WHERE local_user_id = :local_user_id;",
-        [&](sqlite::statement& stmt) { bind_key(stmt, *this, std::move(user_id), user_source); });
+    const std::string key =
+        make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
+    return change(*m_db, "DELETE from users WHERE local_user_id = :local_user_id;",
+                  [&](sqlite::statement& stmt) { bind_key(stmt, key); });
 }
 
 std::vector<db::UserRow> DBUser::GetUsersByDataType(db::UserDataType data_type) {
-    return list(*m_db, "SELECT * from users WHERE data_type & :data_type;",
-                [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); });
+    return list([&](const auto& visit) { WalkUsersByDataType(data_type, visit); });
 }
 
 std::vector<db::UserRow> DBUser::GetUsersByDataTypeAndSource(db::UserDataType data_type,
                                                              uint32_t user_source) {
-    return list(*m_db,
-                "SELECT * from users WHERE data_type & :data_type AND user_source = :user_source;",
-                [&](sqlite::statement& stmt) {
-                    bind_mask(stmt, data_type);
-                    stmt.bind<unsigned int>(":user_source", user_source);
-                });
+    return list(
+        [&](const auto& visit) { WalkUsersByDataTypeAndSource(data_type, user_source, visit); });
 }
 
 std::vector<db::UserRow> DBUser::GetAll() {
-    return list(*m_db, "SELECT * from users;", bind_nothing);
+    return list([&](const auto& visit) { WalkAll(visit); });
 }
 
 std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word) {
-    return list(*m_db,
-                "SELECT * from users where data_type & :data_type and "
-                " USER_REGEX(user_name,remark,group_info,'" +
-                    convert_quotation_mark(std::move(key_word)) + "');",
-                [](sqlite::statement& stmt) { bind_mask(stmt, UserDataType::USERDATA_CONTACT); });
+    return list([&](const auto& visit) { WalkUserRowsWithKeyWord(std::move(key_word), visit); });
+}
+
+void DBUser::WalkAll(const std::function<bool(db::UserRow&)>& visit) {
+    walk(*m_db, "SELECT * from users;", bind_nothing, m_positions, visit);
+}
+
+void DBUser::WalkUsersByDataType(db::UserDataType data_type,
+                                 const std::function<bool(db::UserRow&)>& visit) {
+    walk(
+        *m_db, "SELECT * from users WHERE data_type & :data_type;",
+        [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); }, m_positions, visit);
+}
+
+void DBUser::WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
+                                          const std::function<bool(db::UserRow&)>& visit) {
+    walk(
+        *m_db, "SELECT * from users WHERE data_type & :data_type AND user_source = :user_source;",
+        [&](sqlite::statement& stmt) {
+            bind_mask(stmt, data_type);
+            stmt.bind<unsigned int>(":user_source", user_source);
+        },
+        m_positions, visit);
+}
+
+void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
+                                     const std::function<bool(db::UserRow&)>& visit) {
+    if (m_registered.expired()) {
+        create_custom_function();
+    }
+    walk(
+        *m_db,
+        "SELECT * from users where data_type & :data_type and "
+        " USER_REGEX(user_name,remark,group_info,'" +
+            convert_quotation_mark(std::move(key_word)) + "');",
+        [](sqlite::statement& stmt) { bind_mask(stmt, UserDataType::USERDATA_CONTACT); },
+        m_positions, visit);
+}
+
+void DBUser::CreateUserIdIndex() {
+    run(*m_db,
+        "CREATE INDEX IF NOT EXISTS users_by_user_id_and_source ON users (user_id, user_source)",
+        bind_nothing);
 }
 
 uint32_t DBUser::Update(db::UserRow& user_row) {
     return change(*m_db, update_sql, [&](sqlite::statement& stmt) {
         for_each_user_column([&](const auto& column) {
             if (is_updated(column.name)) {
-                bind_field(user_row, column, stmt);
+                stmt.bind(column.parameter, user_row.*column.field);
             }
         });
     });
@@ -376,9 +460,10 @@ uint32_t DBUser::UpdateRemarkByIdAndSource(std::string remark, std::string user_
 
 void DBUser::create_custom_function() {
     const std::weak_ptr<bool> weak_flag = flag;
+    const auto registered = std::make_shared<bool>(true); // destroyed with the function
     SqliteCustomFunction function{"USER_REGEX", 4, {}};
-    function.call_back = [this, weak_flag](sqlite3_context* context, int /*argc*/,
-                                           sqlite3_value** value) {
+    function.call_back = [this, weak_flag, registered](sqlite3_context* context, int /*argc*/,
+                                                       sqlite3_value** value) {
         // A store is not destroyed while it searches, so its token need not be held as well.
         if (weak_flag.expired()) {
             return; // the store is gone; the result stays SQL NULL
@@ -413,11 +498,12 @@ void DBUser::create_custom_function() {
         search(group_member_search_regex, value[2], 3, &DBUser::group_member_search);
         sqlite3_result_int(context, find ? 1 : 0);
     };
-    m_db->add_custom_function(function);
+    m_db->add_custom_function(std::move(function));
+    m_registered = registered;
 }
 
 bool DBUser::remark_name_search(std::string remark, std::string key_word) {
-    base::RegexContainer& regex = existing_or_new(m_remark_name_search_regex);
+    base::RegexContainer& regex = existing_or_new(m_remark_name_search_regex, *m_db);
     if (!regex.check_key_word(key_word)) {
         regex.build_reg(key_word, R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))");
     }
@@ -425,7 +511,7 @@ bool DBUser::remark_name_search(std::string remark, std::string key_word) {
 }
 
 bool DBUser::user_name_search(std::string user_name, std::string key_word) {
-    base::RegexContainer& regex = existing_or_new(m_user_name_search_regex);
+    base::RegexContainer& regex = existing_or_new(m_user_name_search_regex, *m_db);
     if (!regex.check_key_word(key_word)) {
         regex.build_reg(key_word, ".*" + key_word + ".*");
     }
@@ -441,7 +527,7 @@ bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     if (!group_member_check_regex->exec(group_info.c_str())) {
         return false; // without any nick name the keyword's expression need not be built
     }
-    base::RegexContainer& regex = existing_or_new(group_member_search_regex);
+    base::RegexContainer& regex = existing_or_new(group_member_search_regex, *m_db);
     if (!regex.check_key_word(key_word)) {
         regex.clear();
         regex.build_reg(key_word, R"(("nick_name":"([^"]*)" + key_word + R"([^"]*)))");

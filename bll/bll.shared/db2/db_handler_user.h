@@ -4,6 +4,7 @@
 #include "bll/bll.shared/db2/db_handler_base.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -55,6 +56,10 @@ struct UserRow {
 };
 bool operator==(const UserRow& one, const UserRow& other);
 
+/// A keyword that finds this text literally: a backslash before each character that has a meaning
+/// in an expression.
+[[nodiscard]] std::string escape_key_word(const std::string& text);
+
 /// The handler of the table `users`: every user that the client knows of.
 ///
 /// Creates the table if it is missing and registers the SQL function `USER_REGEX` on the shared
@@ -66,8 +71,8 @@ bool operator==(const UserRow& one, const UserRow& other);
 /// around it where another thread uses the connection too, or it may return that one's change count
 /// and list rows that changed half way.
 ///
-/// Two stores on one connection: `USER_REGEX` belongs to the one that registered it last, and with
-/// that store's end searches find nothing until another store calls `CreateTable` again.
+/// Two stores on one connection take turns with `USER_REGEX`: a search by the store that does not
+/// have it registers it anew, which SQLite refuses while a statement is running on the connection.
 class DBUser : public DBBase {
 public:
     /// Throws if the table cannot be created or `USER_REGEX` not registered.
@@ -116,7 +121,8 @@ public:
     /// letters match in either case. Where the outcome is no valid expression, or one that
     /// `base::RegexContainer` refuses for its cost, nothing matches. An empty keyword matches every
     /// contact that has any of the three. Reads the whole table. A keyword with a NUL byte in it
-    /// throws, since no SQL text can hold it.
+    /// throws, since no SQL text can hold it. See `escape_key_word` for a literal text. A search
+    /// that sqlite3_interrupt has stopped throws SQLITE_INTERRUPT; the next one works.
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
 
     /// Rewrites the stored record of the user with this user id and source, `user_version` as the
@@ -137,6 +143,25 @@ public:
     static uint32_t UpdateRemarkByIdAndSource(std::string remark, std::string user_id,
                                               uint32_t user_source, db::DBBase& db);
 
+    /// The same lists, record by record: `visit` gets each, which is its to move from, and returns
+    /// whether to go on. One record is in memory at a time. The walk ends its statement when
+    /// `visit` says so or throws. `visit` may use the store and the connection, within SQLite's
+    /// limits: no function can be registered meanwhile, so that no store can be made and no other
+    /// store of the connection can search; no table can be dropped; a rollback can end the walk
+    /// with SQLITE_ABORT_ROLLBACK; and whether users that are stored meanwhile are visited is open.
+    void WalkAll(const std::function<bool(db::UserRow&)>& visit);
+    void WalkUsersByDataType(db::UserDataType data_type,
+                             const std::function<bool(db::UserRow&)>& visit);
+    void WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
+                                      const std::function<bool(db::UserRow&)>& visit);
+    void WalkUserRowsWithKeyWord(std::string key_word,
+                                 const std::function<bool(db::UserRow&)>& visit);
+
+    /// Makes an index over `user_id` and `user_source`, by which `Update` and the updates of one
+    /// field find their user without reading the whole table. The database keeps it; does nothing
+    /// if it is there. It makes inserts dearer and the file larger: the README has the figures.
+    void CreateUserIdIndex();
+
 private:
     void create_custom_function();
     bool remark_name_search(std::string remark, std::string key_word);
@@ -149,6 +174,8 @@ private:
     std::unique_ptr<base::RegexContainer> m_user_name_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_check_regex;
+    std::vector<size_t> m_positions;  // of the columns in the last result, a guess for the next
+    std::weak_ptr<bool> m_registered; // gone once USER_REGEX on the connection is another one
 };
 
 } // namespace db

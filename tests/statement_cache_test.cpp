@@ -1,0 +1,136 @@
+#include "tests/support.h"
+
+#include <thread>
+
+namespace {
+
+/// A connection that keeps two statements.
+class StatementCache : public testing::Test {
+protected:
+    StatementCache() {
+        db->set_statement_cache_capacity(2);
+        db->execute("CREATE TABLE t (i INTEGER PRIMARY KEY)");
+        db->set_statement_cache_capacity(0);
+        db->set_statement_cache_capacity(2);
+    }
+
+    /// The texts of all compiled statements, in the order of the alphabet.
+    std::string compiled() {
+        std::set<std::string> texts;
+        size_t count = 0;
+        sqlite3_stmt* stmt = nullptr;
+        while ((stmt = sqlite3_next_stmt(db->native_handle(), stmt)) != nullptr) {
+            texts.insert(sqlite3_sql(stmt));
+            ++count;
+        }
+        std::string all = std::to_string(count) + ":";
+        for (const std::string& text : texts) {
+            all += " " + text;
+        }
+        return all;
+    }
+
+    scratch_directory directory;
+    std::string file = directory.file("a.db");
+    std::optional<sqlite::database> db{std::in_place, file};
+};
+
+TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
+    EXPECT_EQ(compiled(), "0:");
+    db->execute("SELECT 1");
+    sqlite3_stmt* const first = sqlite3_next_stmt(db->native_handle(), nullptr);
+    {
+        const auto again = db->execute("SELECT 1");
+        EXPECT_EQ(sqlite3_next_stmt(db->native_handle(), nullptr), first) << "compiled once";
+        EXPECT_EQ(shown(again), "1");
+    }
+    db->execute("SELECT 2");
+    EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 2");
+    db->execute("SELECT 1");
+    db->execute("SELECT 3");
+    EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 3");
+    db->set_statement_cache_capacity(1);
+    EXPECT_EQ(compiled(), "1: SELECT 3");
+    db->set_statement_cache_capacity(0);
+    EXPECT_EQ(compiled(), "0:");
+}
+
+TEST_F(StatementCache, WhatDoesNotCompileIsNotKept) {
+    fails(SQLITE_ERROR, "SELEC", [&] { db->execute("SELEC 1"); });
+    fails(SQLITE_MISUSE, "without a statement", [&] { db->execute("-- no"); });
+    EXPECT_EQ(compiled(), "0:");
+}
+
+TEST_F(StatementCache, StatementsInUseShareNothing) {
+    auto one = db->prepare_statement("SELECT :v");
+    auto other = db->prepare_statement("SELECT :v");
+    one.bind(":v", 1);
+    other.bind(":v", 2);
+    EXPECT_EQ(shown(db->execute(one)) + shown(db->execute(other)), "12");
+    EXPECT_EQ(compiled(), "2: SELECT :v");
+}
+
+TEST_F(StatementCache, WhatIsKeptHoldsNoValueAndNoLock) {
+    db->execute("INSERT INTO t VALUES (1), (2)");
+    {
+        auto select = db->prepare_statement("SELECT :v FROM t");
+        select.bind(":v", "value");
+        EXPECT_EQ(db->execute(select).begin()->operator[](0).as<std::string>(), "value");
+    }
+    EXPECT_EQ(shown(db->execute("SELECT :v FROM t")), "NULL;NULL");
+    auto insert = db->prepare_statement("INSERT INTO t VALUES (:i)");
+    insert.bind(":i", 1);
+    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "t.i", [&] { db->execute(insert); });
+    insert = db->prepare_statement("SELECT i FROM t");
+    EXPECT_EQ(db->execute(insert).begin()->operator[](0).as<int>(), 1); // half walked
+    insert = db->prepare_statement("INSERT INTO t VALUES (:i)");
+    sqlite::database other(file);
+    other.execute("PRAGMA busy_timeout = 0");
+    EXPECT_NO_THROW(other.execute("DELETE FROM t"));
+    EXPECT_EQ(shown(db->execute(insert)), "");
+    EXPECT_EQ(db->changes(), 1U) << "a kept statement works again after it failed";
+}
+
+TEST_F(StatementCache, SeesChangesOfSchemaAndFunctions) {
+    db->execute("INSERT INTO t VALUES (1)");
+    EXPECT_EQ(shown(db->execute("SELECT * FROM t")), "1");
+    db->execute("ALTER TABLE t ADD COLUMN j DEFAULT 2");
+    EXPECT_EQ(shown(db->execute("SELECT * FROM t")), "1|2");
+    for (const int answer : {3, 4}) {
+        db->add_custom_function({"answer", 0, [answer](sqlite3_context* context, auto...) {
+                                     sqlite3_result_int(context, answer);
+                                 }});
+        EXPECT_EQ(shown(db->execute("SELECT answer()")), std::to_string(answer));
+    }
+    for (const char* size : {"100", "200", "100"}) {
+        db->execute("/* acts when compiled */ pragma cache_size = "s + size);
+        EXPECT_EQ(shown(db->execute("PRAGMA cache_size")), size);
+    }
+}
+
+TEST_F(StatementCache, ItsStatementsOutliveTheDatabase) {
+    std::optional statement(db->prepare_statement("SELECT i FROM t"));
+    db->execute("SELECT 1");
+    db.reset();
+    EXPECT_EQ(statement->parameter_count(), 0U);
+    statement.reset();
+    EXPECT_NO_THROW(sqlite::database(file, sqlite::read_write).execute("DROP TABLE t"));
+}
+
+TEST_F(StatementCache, ServesManyThreads) {
+    const auto add = [&](int first) {
+        for (int i = first; i < first + 200; ++i) {
+            auto insert = db->prepare_statement("INSERT INTO t VALUES (:i)");
+            insert.bind(":i", i);
+            db->execute(insert);
+            db->set_statement_cache_capacity(static_cast<size_t>(i % 3));
+        }
+    };
+    db->execute("PRAGMA synchronous = OFF");
+    std::thread other(add, 1000);
+    add(0);
+    other.join();
+    EXPECT_EQ(shown(db->execute("SELECT count(*) FROM t")), "400");
+}
+
+} // namespace

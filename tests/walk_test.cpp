@@ -1,0 +1,155 @@
+#include "tests/support.h"
+
+#include "base/base.shared/utils/regex_container.h"
+
+#include <functional>
+#include <sstream>
+
+namespace {
+
+using visitor = std::function<bool(db::UserRow&)>;
+
+class Walk : public WithStore {
+protected:
+    Walk() {
+        for (const char* id : {"a", "b", "c", "d"}) {
+            db::UserRow row = contact(id, "name");
+            row.user_source = id == "d"s ? 2 : 1;
+            users->Insert(row);
+        }
+    }
+
+    /// The ids that a walk visits, the last one being `last`.
+    static std::string visited(const std::function<void(const visitor&)>& walk,
+                               const std::string& last = "") {
+        std::string ids;
+        walk([&](db::UserRow& row) {
+            ids += std::exchange(row.user_id, "moved from");
+            return !ids.ends_with(last) || last.empty();
+        });
+        return ids;
+    }
+    [[nodiscard]] bool has_statement() const {
+        return sqlite3_next_stmt(connection->native_handle(), nullptr) != nullptr;
+    }
+};
+
+TEST_F(Walk, VisitsWhatTheListHolds) {
+    constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
+    EXPECT_EQ(visited([&](auto& visit) { users->WalkAll(visit); }), "abcd");
+    EXPECT_EQ(visited([&](auto& visit) { users->WalkUsersByDataType(contacts, visit); }), "abcd");
+    EXPECT_EQ(
+        visited([&](auto& visit) { users->WalkUsersByDataTypeAndSource(contacts, 2, visit); }),
+        "d");
+    EXPECT_EQ(visited([&](auto& visit) { users->WalkUserRowsWithKeyWord("n[a-f]", visit); }),
+              "abcd");
+    const auto public_accounts = db::UserDataType::USERDATA_PUBLIC_ACCOUNT;
+    EXPECT_EQ(visited([&](auto& visit) { users->WalkUsersByDataType(public_accounts, visit); }),
+              "");
+}
+
+TEST_F(Walk, EndsItsStatementWhenTheVisitorHasEnough) {
+    EXPECT_EQ(visited([&](auto& visit) { users->WalkAll(visit); }, "b"), "ab");
+    EXPECT_FALSE(has_statement());
+    const visitor fail = [](auto&) -> bool { throw std::out_of_range("enough"); };
+    EXPECT_THROW(users->WalkUserRowsWithKeyWord("name", fail), std::out_of_range);
+    EXPECT_FALSE(has_statement());
+}
+
+TEST_F(Walk, TheVisitorUsesTheStore) {
+    std::string seen;
+    users->WalkUserRowsWithKeyWord("name", [&](db::UserRow& row) {
+        seen += row.user_id + std::to_string(users->SearchUserRowsWithKeyWord("ame").size());
+        db::DBUser::UpdateIsStartByIdAndSource(true, row.user_id, row.user_source, *users);
+        users->DelUserByUserIdAndSource("c", 1);
+        return true;
+    });
+    EXPECT_EQ(seen, "a4b3d3");
+    EXPECT_EQ(query("SELECT sum(is_star) FROM users"), "3");
+    users->WalkAll([&](auto&) {
+        fails(SQLITE_BUSY, "USER_REGEX", [&] { db::DBUser({"me", 1}, connection); });
+        return false;
+    });
+}
+
+TEST_F(Walk, StoresOfOneConnectionTakeTurnsWithTheSearch) {
+    // Each string is a story: stores 1 and 2 are made (+), search, and go (-).
+    for (const std::string story : {"+1 1 +2 1 2 1 -1 2 -2", "+1 +2 -2 1 -1", "+1 +2 -1 2 +1 2 1",
+                                    "+1 +2 2 2 1 1 -2 1 +2 1"}) {
+        SCOPED_TRACE(story);
+        std::optional<db::DBUser> stores[2];
+        std::istringstream steps(story);
+        for (std::string step; steps >> step;) {
+            const bool is_first = step.back() == '1';
+            std::optional<db::DBUser>& store = stores[is_first ? 0 : 1];
+            if (step[0] == '+') {
+                store.emplace(std::pair("me", 1), connection);
+            } else if (step[0] == '-') {
+                store.reset();
+            } else {
+                const auto found = store->SearchUserRowsWithKeyWord(is_first ? "n" : "[ab]m");
+                EXPECT_EQ(found.size(), 4U) << step;
+            }
+        }
+    }
+    const db::DBUser second({"me", 1}, connection);
+    const auto running = connection->execute("SELECT 1 UNION ALL SELECT 2");
+    fails(SQLITE_BUSY, "USER_REGEX", [&] { users->SearchUserRowsWithKeyWord("n"); });
+}
+
+TEST_F(Walk, AnInterruptStopsOneSearch) {
+    fails(SQLITE_INTERRUPT, "interrupted", [&] {
+        users->WalkUserRowsWithKeyWord("n", [&](auto&) {
+            sqlite3_interrupt(connection->native_handle());
+            return true;
+        });
+    });
+    EXPECT_EQ(found("n"), "abcd");
+}
+
+#ifdef RE_SYNTAX_POSIX_EXTENDED // the engine that matches long texts in pieces
+TEST_F(Walk, AnInterruptStopsInsideALongText) {
+    base::RegexContainer regex;
+    int asked = 0;
+    regex.stop_when([&] { return ++asked == 2; });
+    regex.build_reg("key", "a(x|y)[bc].{9}z?");
+    const std::string text = std::string(100000, '-') + "axb123456789";
+    EXPECT_FALSE(regex.exec(text.c_str()));
+    EXPECT_EQ(asked, 2);
+    EXPECT_TRUE(regex.exec(text.c_str())) << "the next one works";
+
+    connection->add_custom_function({"stop", 0, [](sqlite3_context* context, auto...) {
+                                         sqlite3_interrupt(sqlite3_context_db_handle(context));
+                                     }});
+    for (const auto& [first, found] : {std::pair("stop()", "0"), {"NULL", "1"}}) {
+        auto stmt =
+            connection->prepare_statement("SELECT "s + first + ", USER_REGEX(:text, '', '', :key)");
+        stmt.bind(":text", text);
+        stmt.bind(":key", "a(x|y)[bc].{9}z?");
+        EXPECT_EQ((*connection->execute(stmt).begin())[1].as<std::string>(), found) << first;
+    }
+}
+#endif
+
+TEST_F(Walk, AnIndexFindsTheUserOfAnUpdate) {
+    const auto plan = [&] {
+        return query("EXPLAIN QUERY PLAN UPDATE users SET is_star = 1"
+                     " WHERE user_id = 'a' AND user_source = 1");
+    };
+    EXPECT_TRUE(contains(plan(), "SCAN users")) << plan();
+    users->CreateUserIdIndex();
+    users->CreateUserIdIndex();
+    EXPECT_TRUE(contains(plan(), "USING INDEX users_by_user_id_and_source")) << plan();
+    EXPECT_EQ(query("PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(Walk, EscapedTextsFindThemselves) {
+    for (const std::string text : {"a.b*", "(c)", "[d]", "{2}", "^$", "e|f", "g\\h", "i+?", "'"}) {
+        db::UserRow row = contact(text, "<" + text + ">");
+        users->InsertOrReplace(row);
+        EXPECT_EQ(found(db::escape_key_word(text)), text);
+        users->DelUserByUserIdAndSource(text, 0);
+    }
+}
+
+} // namespace
