@@ -23,6 +23,7 @@ public:
         case 0:
             if (is_stored) {
                 fails(SQLITE_CONSTRAINT_PRIMARYKEY, "users.", [&] { m_users.Insert(passed); });
+                EXPECT_EQ(passed.local_user_id, stored->second.local_user_id) << "formed already";
             } else {
                 EXPECT_EQ(m_users.Insert(passed), 1U);
                 m_expected[key] = passed;

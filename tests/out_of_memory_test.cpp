@@ -47,15 +47,17 @@ const bool sqlite_is_counted = [] {
     methods.xRealloc = [](void* block, int size) {
         return memory.refuses(of_sqlite) ? nullptr : original.xRealloc(block, size);
     };
-    methods.xFree = [](void* block) { original.xFree(block), --memory.alive; };
+    methods.xFree = [](void* block) {
+        original.xFree(block);
+        --memory.alive;
+    };
     return sqlite3_config(SQLITE_CONFIG_MALLOC, &methods) == SQLITE_OK &&
            sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK;
 }();
 
 } // namespace
 
-// Inlined, these look to GCC like memory of malloc that is deleted.
-// clang-format off
+// Those for arrays call these. Inlined, these look to GCC like memory of malloc that is deleted.
 [[gnu::noinline]] void* operator new(size_t size) {
     void* block = memory.refuses(of_cpp) ? nullptr : memory.counted(std::malloc(size));
     return block != nullptr ? block : throw std::bad_alloc();
@@ -64,11 +66,9 @@ const bool sqlite_is_counted = [] {
     memory.alive -= block != nullptr ? 1 : 0;
     std::free(block);
 }
-void* operator new[](size_t size) { return operator new(size); }
-void operator delete(void* block, size_t /*size*/) noexcept { operator delete(block); }
-void operator delete[](void* block) noexcept { operator delete(block); }
-void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }
-// clang-format on
+void operator delete(void* block, size_t /*size*/) noexcept {
+    operator delete(block);
+}
 
 static int compiled = 0; // expressions so far
 
@@ -85,20 +85,17 @@ namespace {
 struct World {
     explicit World(const std::string& file) : path(file), db(std::make_shared<database>(file)) {
         // UTF-16 must be converted, which takes memory, wherever a text is read.
-        run("PRAGMA encoding = 'UTF-16'"), run("PRAGMA synchronous = OFF");
+        run("PRAGMA encoding = 'UTF-16'");
+        run("PRAGMA synchronous = OFF");
         users.emplace(std::pair("me", 1), db);
         kept.emplace(db->prepare_statement("SELECT upper(remark) FROM users WHERE :a > 0"));
-        const auto look = [this](sqlite3_context* context, auto...) {
-            handle = sqlite3_context_db_handle(context);
-        };
-        db->add_custom_function({"look", 0, look});
-        run("SELECT look()");
     }
     sqlite::result run(const std::string& sql) { return db->execute(sql); }
     /// A contact whose key is formed already and whose texts own memory.
     UserRow& whole(const std::string& id, const std::string& name = "the user name of ") {
         given = contact(id, name + id);
-        given.user_source = 1, given.local_user_id = id + ":1";
+        given.user_source = 1;
+        given.local_user_id = id + ":1";
         given.remark = R"({"remark_name":"the remark name of )" + id + R"("})";
         given.group_info = R"([{"nick_name":"the nick name of )" + id + R"("}])";
         return given;
@@ -123,7 +120,6 @@ struct World {
     UserRow given;
     std::vector<UserRow> rows{1};
     uint64_t number = 0;
-    sqlite3* handle = nullptr; // what SQLite knows the connection by
 };
 
 constexpr auto contacts = db::UserDataType::USERDATA_CONTACT;
@@ -174,6 +170,10 @@ struct Operation {
             w.db->as_transaction(lose);
         } catch (int) { // as it should
         }
+        w.db->as_transaction([&](database&) { // none inside of the one that is lost
+            EXPECT_EQ(sqlite3_txn_state(w.db->native_handle(), "main"), SQLITE_TXN_WRITE);
+            w.add("five");
+        });
     }},
     {"NewStore", [](World& w) { w.rows = DBUser({"me", 2}, in_memory()).GetAll(); }},
     {"Logging", [](World& w) {
@@ -211,7 +211,9 @@ class OutOfMemory : public testing::TestWithParam<Operation> {
 protected:
     OutOfMemory() {
         World w(directory.file("template"));
-        w.add("one"), w.add("two"), w.add("three");
+        for (const char* id : {"one", "two", "three"}) {
+            w.add(id);
+        }
     }
     World fresh_world() {
         std::filesystem::copy_file(directory.file("template"), directory.file("copy"),
@@ -246,9 +248,8 @@ protected:
             EXPECT_TRUE(done(w)) << "it works once there is memory";
         }
         EXPECT_EQ(w.told(), after);
-        sqlite3* const handle = w.handle;
         w.kept.reset();
-        EXPECT_EQ(sqlite3_next_stmt(handle, nullptr), nullptr) << "no statement is left";
+        EXPECT_EQ(sqlite3_next_stmt(w.db->native_handle(), nullptr), nullptr) << "one is left";
     }
 
     scratch_directory directory;
@@ -277,25 +278,6 @@ TEST_P(OutOfMemory, LeavesTheOldOrTheNewAndNothingElse) {
 
 INSTANTIATE_TEST_SUITE_P(During, OutOfMemory, testing::ValuesIn(operations),
                          [](const auto& info) { return info.param.name; });
-
-TEST(OwedRollback, IsPaidBeforeTheNextTransactionBegins) {
-    const scratch_directory directory;
-    World w(directory.file("a.db"));
-    const std::string before = w.told();
-    const auto lose = [&](database&) {
-        w.add("one"), w.users->CreateTable();
-        memory = {of_sqlite, 1, true, false, memory.alive};
-        throw 1;
-    };
-    EXPECT_THROW(w.db->as_transaction(lose), int);
-    memory.targets = 0;
-    EXPECT_EQ(sqlite3_get_autocommit(w.handle), 0) << "SQLite could not roll back";
-    const auto begin = [&](database&) {
-        EXPECT_EQ(sqlite3_txn_state(w.handle, "main"), SQLITE_TXN_WRITE);
-        EXPECT_EQ(w.told(), before);
-    };
-    EXPECT_EQ(w.db->as_transaction(begin), 0U);
-}
 
 TEST(Expressions, AreCompiledAnewForMemoryAloneNotForEachRow) {
     const scratch_directory directory;

@@ -1,9 +1,6 @@
-#include "base/base.shared/utils/regex_container.h"
-#include "tests/plain_regex.h"
-#include "tests/support.h"
+#include "tests/search_model.h"
 
 #include <array>
-#include <clocale>
 #include <pthread.h>
 
 namespace {
@@ -24,39 +21,26 @@ protected:
     }
 };
 
-/// Answers as they are written down; the fuzz corpus has more, to compare with plain regexec's.
+/// Answers that are written down, of what plain regexec is no witness for: the fuzz corpus compares
+/// more expressions with that.
 TEST_F(Search, MatchesNamesRemarkNamesAndNickNames) {
     const std::pair<const char*, const char*> cases[] = {
         {"'Alice', '', '', 'LIC'", "1"},
         {"'', '', '', ''", "0"},
-        {"'A' || char(10) || 'B', '', '', 'a.b'", "1"},
         {R"('O''Malley', '', '', '''m')", "1"},
         {R"('', '{"remark_name":"Keeper"}', '', 'keep')", "1"},
-        {R"('', '{"remark_name":"x","phone":"keep"}', '', 'keep')", "0"},
-        {R"('', '"remark_name":"k', '', 'k')", "1"},
-        {R"('', '{}', '', '')", "0"},
+        {"'', 'xx', 'xx', '))|((x'", "0"},
+        {"'', 'xxx', '', '))|((x'", "1"},
         {R"('', '', '[{"nick_name":"a"},{"nick_name":"Captain"}]', 'captain')", "1"},
         {R"('', '', '[{"nick_name":""}]', '')", "0"},
         {R"('', '', '[{"nick_name":"open', 'open')", "0"},
         {R"('', '{"nick_name":"a"}', '{"remark_name":"a"}', 'a')", "0"},
         {R"('Ann', '{"remark_name":"x","phone":"keep"}', '[{"nick_name":"a"}]', 'keep')", "0"},
         {R"('', '{"remark_name":"x"} keep', '', 'keep')", "0"},
-        {"'abc', '', '', '*c'", "1"},
-        {"'abc', '', '', 'a**b++?c{,2}'", "1"},
-        {"'a)', '', '', '()a)'", "1"},
-        {"'b', '', '', 'a||b'", "1"},
-        {"'a_b c', '', '', 'a\\wb\\sc'", "1"},
         {"'q', '', '', '\\q'", "1"},
-        {"'axb', '', '', 'a.+.+b'", "0"},
-        {"'axb', '', '', 'a\\.*b'", "0"},
-        {"'xay', '', '', 'x[^a]*y'", "0"},
-        {"'a', '', '', '[]a-]'", "1"},
-        {"'a', '', '', '[[^]'", "0"},
         {R"('', '"remark_name":""remark_name":"k', '', 'k')", "1"},
-        {R"('', '"remark_name":"a","x":"ab"', '', 'a[^"]*b')", "0"},
         {"'a' || char(10) || 'b', '', '', 'a$' || char(10) || 'b'", "0"},
         {"'a' || char(10) || 'b', '', '', 'x|a?^b'", "0"},
-        {"'a[b', '', '', '['", "0"},
         {"NULL, NULL, NULL, 'x'", "0"},
         {"'x', NULL, NULL, NULL", "1"},
         {R"(NULL, '{"remark_name":"x"}', NULL, 'x')", "1"},
@@ -79,11 +63,12 @@ TEST_F(Search, FindsContactsInTheirOrder) {
     store("e", "Noodle", "", "", 2 | 4);
     store("f", "O'Malley");
     store("g", "Noodle", "", "", 1 | 4);
-    store("h", "x", "", R"([{"nick_name":"noodle)"); // not closed
     EXPECT_EQ(found("noodle"), "abce");
+    using enum db::UserDataType;
+    EXPECT_EQ(users->GetUsersByDataType(USERDATA_USER | USERDATA_PUBLIC_ACCOUNT).size(), 2U);
     EXPECT_EQ(found("o'm"), "f");
     EXPECT_EQ(found("'); DROP TABLE users; --"), "");
-    EXPECT_EQ(found(""), "abcefh");
+    EXPECT_EQ(found(""), "abcef");
     EXPECT_EQ(found("noodle("), "") << "no valid expression";
     EXPECT_EQ(found("noodle"), "abce");
     fails(SQLITE_MISUSE, "NUL", [&] { found("no\0dle"s); });
@@ -118,14 +103,6 @@ std::array<std::string, 2> patterns_of(const std::string& key_word) {
     return {".*" + key_word + ".*", R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))"};
 }
 
-std::string repeated(const std::string& text, int count) {
-    std::string all;
-    for (int i = 0; i < count; ++i) {
-        all += text;
-    }
-    return all;
-}
-
 bool is_built(const std::string& key_word, const std::string& pattern) {
     base::RegexContainer regex;
     regex.build_reg(key_word, pattern);
@@ -133,19 +110,14 @@ bool is_built(const std::string& key_word, const std::string& pattern) {
     return regex.check_key_word(key_word);
 }
 
-// clang-format off
 // Each between two letters, or it would be left out of a search as what may be missing at its ends.
-const std::vector<std::string> hostile{"a{1,32767}",
+const std::vector<std::string> hostile{
     "a{256}",
     "((a{1,100}){1,100}){1,100}",
-    "(.*)(.*)(.*)\\1\\2\\3",
-    repeated("a?b*", 5000),
+    "(.)\\1",
     repeated("(", 30000) + repeated(")", 30000),
     repeated("(", 21) + "a" + repeated(")", 21),
-    repeated("(", 9) + "a" + repeated("{1,2}){2}", 9),
     "(a" + repeated("|a", 10000) + ")",
-    "a+" + repeated("{2}", 30),
-    "(.?){1000}",
     repeated("[^a]?[^b]?", 200),
     "(^|a)*",
     "(^|b*)",
@@ -154,38 +126,25 @@ const std::vector<std::string> hostile{"a{1,32767}",
     "a{2}{2}{2}{2}",
     "[[=a=]]",
     "[[.a.]]",
-    "[[:x:]]",
-    "[b-a]",
-    "a{2",
-    "a{2,1}",
-    "(a?b*|c)+",
-    repeated("(^|$|a)", 30)};
-const std::vector<std::string> ordinary{"",
-    ":)",
-    "f()",
-    "a||b",
+    repeated("(^|a)", 9),
+};
+const std::vector<std::string> ordinary{
+    "",
+    repeated("(", 18) + "a" + repeated(")", 18),
     "a.{100}b",
-    "[a-z]{1,100}",
-    "(.?){100}",
-    "((ab){1,10}){1,10}",
     "(a*)*b",
-    "a**+",
-    "C++++",
     "hm????",
     "(|a)+[a-[]",
-    "([a-z]*[0-9]?){1,10}",
     "^[a-z]{1,100}$",
     "(alice|bob|carol|dave|erin|frank|grace|heidi)+ [0-9]{2,4}",
     "([a-z]+ ){1,100}",
     "(a|b|c|d|e|f){1,100}",
     repeated("[a-z]*[0-9]?", 18),
-    "^[[:upper:]][^]x]*\\.$",
-    "[^A-Za-z0-9_-]",
     "(a" + repeated("|name", 40) + ")",
     repeated("(a?){250}", 3),
     repeated("x", 100000),
-    repeated("雨 ", 16384)};
-// clang-format on
+    repeated("雨 ", 16384),
+};
 
 TEST(RegexContainer, RefusesWhatHasNoBound) {
     for (const std::string& key_word : hostile) {
@@ -235,7 +194,6 @@ TEST(RegexContainer, MatchesInLongTextsWhatItDoesInShortOnes) {
     const struct {
         std::string pattern, before, match, after, miss; // a miss instead of what is after
     } cases[] = {
-        {"(^|y)x{60}[ab]{10}m{60}($|z)", "y", match, "", "m"},
         {"(^|y)x{60}[ab]{10}m{60}($|z)", "y", match, "zz", "mz"},
         {"[ab]a.{60}(x|y)$|^z", "b", "aa" + repeated("b", 60) + "x", "", "z"},
         {"\"[^\"]*(k|l)m.*n\"", "b", "\"bbkm", "bbn\"", "b\"n"},
@@ -257,10 +215,8 @@ TEST(RegexContainer, MatchesInLongTextsWhatItDoesInShortOnes) {
     }
 }
 
-/// Random keywords of letters, other characters and operators in random texts, whatever the locale
-/// of the process: a container that is ready matches what the plain engine does, and never says
-/// otherwise before that.
-TEST(RegexContainer, AgreesWithTheCLibrary) {
+/// A few pieces, of which letters are the likeliest.
+std::string random_text(std::mt19937& random, size_t longest) {
     static const std::string pieces[] = {
         "a",     "A",     "b",      "s",           "i",     "I",     "é",       "\xff",
         "\"",    "ab",    ".",      "*",           "+",     "?",     "^",       "$",
@@ -269,43 +225,25 @@ TEST(RegexContainer, AgreesWithTheCLibrary) {
         "\\b",   "{0}",   "{2,}",   "[a-c]",       "(a|b)", ".*",    "\\W",     "\\s",
         "**",    "\\`",   "[^\"]*", "\\'",         "[]-]",  "[\\^]", "[^a-b]",  "[Z_-]",
         "[a-_]", "[_-~]", "[^_-~]", "{,2}",        "\\B",   "_",     "[^A-Ca]", " "};
-    std::mt19937 random(std::random_device{}());
-    const auto random_text = [&](size_t longest) {
-        std::string text;
-        for (size_t i = random() % longest; i > 0; --i) {
-            text += pieces[random() % (random() % 3 == 0 ? std::size(pieces) : 10)];
-        }
-        return text;
-    };
-    int known = 0;
-    int refused = 0;
-    for (size_t i = 0; i < 16000; ++i) {
-        const std::string key_word = random_text(7);
-        const std::string remark = R"({"remark_name":")" + random_text(4);
-        const std::string text =
-            i % 2 == 0 ? "a" + random_text(6) : remark + R"(","x":")" + random_text(3);
-        const std::string pattern = patterns_of(key_word).at(i % 2);
-        base::RegexContainer regex;
-        std::setlocale(LC_ALL, "C.UTF-8");
-        regex.build_reg(key_word, pattern);
-        const base::Answer answer = regex.known_answer(text);
-        const bool found = regex.exec(text.c_str());
-        std::setlocale(LC_ALL, "C");
-        if (is_misread_plainly(pattern, text)) {
-            continue;
-        }
-        const std::optional<bool> expected = plainly_matches(pattern, text);
-        if (!regex.check_key_word(key_word)) {
-            refused += expected && !contains(key_word, "\\") ? 1 : 0;
-        } else {
-            const bool agrees =
-                answer == base::Answer::unknown || found == (answer == base::Answer::yes);
-            ASSERT_TRUE(found == expected && agrees) << pattern << " in " << text;
-            known += answer != base::Answer::unknown ? 1 : 0;
-        }
+    std::string text;
+    for (size_t i = random() % longest; i > 0; --i) {
+        text += pieces[random() % (random() % 3 == 0 ? std::size(pieces) : 10)];
     }
-    EXPECT_GT(known, 8000) << "or the engine is asked too often";
-    EXPECT_LT(refused, 320) << "or ordinary expressions are refused";
+    return text;
+}
+
+TEST(RandomSearches, AgreeWithTheCLibrary) {
+    std::mt19937 random(std::random_device{}());
+    SearchModel model;
+    for (int i = 0; i < 8000 && !testing::Test::HasFailure(); ++i) {
+        const std::string key_word = random_text(random, 7);
+        const std::string more = R"(","x":")" + random_text(random, 3);
+        model.search(key_word, "a" + random_text(random, 6), "", "");
+        model.search(key_word, "", R"({"remark_name":")" + random_text(random, 4) + more, "");
+        model.search(key_word, "", "", R"([{"nick_name":")" + random_text(random, 4) + more);
+    }
+    EXPECT_GT(model.known, 20000) << "or the engine is asked too often";
+    EXPECT_LT(model.refused, 320) << "or ordinary expressions are refused";
 }
 
 } // namespace

@@ -46,6 +46,7 @@ TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
     }
     db->execute("SELECT 2");
     EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 2");
+    db->execute("SELECT 1");
     db->execute("SELECT 3");
     EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 3");
     db->set_statement_cache_capacity(1);

@@ -30,6 +30,14 @@ inline bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
+inline std::string repeated(const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
 /// What is left of a result: "a|b;c|d" for two rows of two columns.
 inline std::string shown(const sqlite::result& res) {
     std::string all;

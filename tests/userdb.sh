@@ -1,0 +1,202 @@
+#!/usr/bin/env bash
+# Sessions with userdb, the argument: what it answers, writes and refuses.
+set -euo pipefail
+userdb=$(realpath "$1")
+contacts=$(realpath "$(dirname "$0")/../examples/contacts.jsonl")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+exec </dev/null
+
+# Runs userdb with the arguments behind the first two, of which one is the exit status to expect, the
+# other a part of what is written to either stream. All of that is then in the file `said`.
+expect() {
+    local expected=$1 part=$2 status=0
+    shift 2
+    "$userdb" --db "${database-users.db}" "$@" >said 2>&1 || status=$?
+    if [ $status != "$expected" ] || [[ $(cat said) != *"$part"* ]]; then
+        printf 'userdb %s: expected status %s and\n%s\nbut there is status %s and\n' \
+            "$*" "$expected" "$part" $status | cat - said >&2
+        exit 1
+    fi
+}
+
+equal() { diff "$1" "$2" >&2 || { echo "$1 and $2 differ" >&2; exit 1; }; }
+
+begin() {
+    rm -f users.db
+    [ "$1" = empty ] || expect 0 "stored 21, ignored 0, read 21" import "$contacts"
+}
+
+shows_users() {
+    begin examples
+    expect 0 $'NICK NAMES\nu1004  ' search captain
+    expect 0 '{"user_id":"u1004"' search captain --json
+    expect 0 $'NICK NAMES\nu1003  ' search 小雨
+    expect 0 $'NICK NAMES\nu1015  ' search "o'malley"
+    expect 1 "nothing found" search nobody
+    expect 0 "p2001    3       public-account " list --type user --type public-account
+    expect 0 '{"user_id":"p2002",' list --source 3 --type contact --json
+    expect 0 $'NICK NAMES\nu1016    2 ' list --source 2
+    expect 1 "nothing found" list --source 0
+    expect 1 "" get u1001 1 --type user
+    expect 0 '{"user_id":"u1001",' get --type user --type contact u1001 1 --json
+    expect 0 $'not found: x:2\nUSER ID' get me:1 x:2 u1016:2
+    expect 0 $'\nu1016  ' get me:1 u1016:2
+    expect 1 "not found: x:2" get x:2
+    expect 0 "" search noodle
+    [ "$(wc -l <said)" = 4 ] || { echo "not a line a user" >&2; exit 1; }
+}
+
+changes_users() {
+    begin examples
+    expect 0 "changed 1" set star me 1 1
+    expect 0 "" set attention me 1 1
+    expect 0 "" set data-type me 1 contact,user
+    expect 0 "" set remark me 1 '{"remark_name":"myself"}'
+    expect 0 '"is_star":1,"is_attention":1,"user_type":0,"user_version":16' search myself --json
+    expect 1 "" set star nobody 1 1
+    expect 2 "standard input:2: key 'x': unknown" update - \
+        <<<$'{"user_id":"me","user_source":1}\n{"x":1}'
+    expect 0 '"user_name":"Tuuli' get me 1 --json
+    expect 0 $'input:1: not found: q:0\nupdated 1, not found 1, read 2' update - \
+        <<<$'{"user_id":"q"}\n{"user_id":"me","user_source":1}'
+    expect 1 "updated 0" update - <<<'{"user_id":"q"}'
+    expect 0 '"user_name":"","name_spell":""' get me 1 --json
+    expect 0 "deleted 1" delete me 1
+    expect 1 "" delete me 1
+    expect 1 "" get me 1
+}
+
+exports_what_goes_in_again() {
+    begin examples
+    expect 0 "" import - <<'END'
+{"user_id":"\u0000\"\ud83d\ude00","user_source":4294967295,"user_version":-9223372036854775808,"group_info":" kept ","remark":[ {"b" : 1, "a":[]} ]}
+END
+    expect 0 '"remark":"[{\"b\":1,\"a\":[]}]"' export
+    mv said exported
+    grep -q '"user_id":"\\u0000\\"😀"' exported
+    grep -q '":" kept "' exported
+    expect 0 "" list --json
+    equal exported said
+    begin empty
+    expect 0 "stored 22" import - <exported
+    expect 0 "" export
+    equal exported said
+}
+
+# A complaint of each kind; the fuzz corpus has more lines that must be refused.
+stores_nothing_of_a_file_with_a_bad_line() {
+    local line complaint nested
+    nested=$(printf '[%.0s' {1..200})
+    begin empty
+    while IFS=' ' read -r line complaint; do
+        printf '{"user_id":"good"}\n%b\n' "${line/NESTED/$nested}" >bad.jsonl
+        expect 2 "bad.jsonl:2: $complaint" import bad.jsonl
+        expect 1 "nothing found" list
+    done <<'END'
+{"user_id": no JSON
+{"user_id":"\xff"} no JSON
+[1] no JSON object
+{} key 'user_id': missing
+{"user_id":7} key 'user_id': must be a text
+{"user_id":"a","user_id":"b"} key 'user_id': given twice
+{"user_id":"a","gender":"1"} key 'gender': must be a whole number from 0
+{"user_id":"a","gender":4294967296} key 'gender': must be a whole number from 0 to 4294967295
+{"user_id":"a","user_version":9223372036854775808} key 'user_version': must be a whole number from -9
+{"user_id":"a","remark":null} key 'remark': must be a text, an object
+{"user_id":"a","extra":{}} key 'extra': must be a text
+{"user_id":"a","remark":NESTED key 'remark': nested more than
+{"user_id":"a","remark":{"x":1e400}} key 'remark': a number too large
+{"user_id":"a","\\u001b[2J":1} key '�[2J': unknown
+END
+}
+
+settles_conflicts_as_told() {
+    local both=$'{"user_id":"b"}\n{"user_id":"a","user_name":"new"}'
+    begin empty
+    expect 0 "" import - <<<'{"user_id":"a","user_name":"old"}'
+    expect 2 "standard input:2: key 'user_id'" import - --on-conflict fail <<<"$both"
+    expect 1 "" get b 0
+    expect 0 "stored 1, ignored 1, read 2" import - --on-conflict ignore <<<"$both"
+    expect 0 old get a 0
+    expect 0 "stored 2, ignored 0, read 2" import - <<<"$both"
+    expect 0 new get a 0
+}
+
+aligns_wide_characters_and_hides_controls() {
+    begin empty
+    expect 0 "stored 3" import - <<'END'
+{"user_id":"a","user_source":7,"user_name":"小雨","data_type":3,"remark":{"remark_name":"x","phone":"y"},"group_info":[{"nick_name":"n"},"stray",{"nick_name":"m"}]}
+{"user_id":"b","user_name":"é\u001b[\u0000","remark":"{broken"}
+{"user_id":"c","user_name":"c%%","remark":{"remark_name":"z"}}
+END
+    LC_ALL=C sed -i $'s/c%%/c\xe5%/' users.db # no UTF-8, which no import stores
+    expect 0 "" list
+    equal said /dev/fd/3 3<<'END'
+USER ID  SOURCE  KIND           NAME  REMARK NAME  NICK NAMES
+a        7       contact, user  小雨  x            n, m
+b        0                      é�[�
+c        0                      c�%   z
+END
+    expect 0 "written as U+FFFD: c:0" export
+}
+
+tells_trouble_with_the_database() {
+    local arguments
+    begin empty
+    for arguments in list 'search x' 'get a 1' 'get a:1' export 'delete a 1' 'set star a 1 1' \
+        'update -'; do
+        # shellcheck disable=SC2086 # a word each
+        expect 3 users.db $arguments
+    done
+    expect 2 "No such file" import /no/such/file
+    [ ! -e users.db ] || { echo "reading created a file" >&2; exit 1; }
+    expect 2 "cannot read standard input" import - </
+    : >users.db
+    expect 3 "no table users" list
+    head -c 5000 "$contacts" >users.db
+    expect 3 "not a database" import - <<<'{"user_id":"a"}'
+    database='' expect 2 "must name a file" list
+    database=:memory: expect 2 "must name a file" list
+}
+
+tells_usage() {
+    local arguments
+    begin empty
+    while read -r arguments; do
+        eval "expect 2 ' ' $arguments </dev/null"
+    done <<'END'
+
+serach x
+get a
+get a -1
+get a 4294967296
+get a 1 b:1
+list --type x
+list --source ''
+list --source 0x1
+import /
+import - --on-conflict x
+delete a 0x1
+delete a ''
+set star a 1 2
+set data-type a 1 friend
+set data-type a 1 ''
+set data-type a 1 user,
+set name a 1 x
+END
+    expect 0 "Exit status" --help
+    expect 0 "userdb " --version
+    "$userdb" --db users.db import - >/dev/full 2>said && exit 1
+    grep -q "cannot write standard output" said
+}
+
+shows_users
+changes_users
+exports_what_goes_in_again
+stores_nothing_of_a_file_with_a_bad_line
+settles_conflicts_as_told
+aligns_wide_characters_and_hides_controls
+tells_trouble_with_the_database
+tells_usage

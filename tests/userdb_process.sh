@@ -1,0 +1,107 @@
+#!/usr/bin/env bash
+# Runs userdb, the argument, as one process among others: interrupted and killed in the midst of an
+# import, with a reader that has enough, on a terminal, and over a file that it must not touch.
+# Nothing here depends on how long anything takes.
+set -euo pipefail
+userdb=$(realpath "$1")
+contacts=$(realpath "$(dirname "$0")/../examples/contacts.jsonl")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+mkfifo pipe
+extra=$(printf '%04000d' 0)
+
+userdb() { "$userdb" --db users.db "$@"; }
+
+# Fails, telling of $1, unless $3 is $2.
+expect() {
+    [ "$3" = "$2" ] ||
+        { printf '%s: expected\n%s\nbut there is\n%s\n' "$1" "$2" "$3" >&2; exit 1; }
+}
+
+# A thousand users with this name, 4 MB in all.
+users() { seq -f "{\"user_id\":\"%g\",\"user_name\":\"$1\",\"extra\":\"$extra\"}" 1000; }
+
+contents() { { userdb export 2>/dev/null || true; } | cksum; }
+
+# Starts an import, by the command given, that waits for more of its pipe. A pipe holds 64 KB, so
+# it has read all but some 20 of the users by then, and they are more than SQLite keeps in memory.
+begin_import() {
+    "$@" --db users.db import - <pipe >said 2>&1 &
+    exec 3>pipe
+    users new >&3
+}
+
+# How the import ended, and what it said.
+end_import() {
+    local status=0
+    wait $! 2>/dev/null || status=$?
+    exec 3>&-
+    echo "status $status: $(cat said)"
+}
+
+users old | userdb import - >/dev/null
+before=$(contents)
+for case in INT:130 TERM:143 HUP:129; do
+    signal=${case%:*}
+    begin_import env --default-signal="$signal" "$userdb"
+    kill -"$signal" $!
+    end_import >ended
+    expect "$signal" "status ${case#*:}: userdb: interrupted, nothing was stored" "$(cat ended)"
+    expect "the users after $signal" "$before" "$(contents)"
+done
+begin_import env --ignore-signal=HUP "$userdb"
+kill -HUP $!
+exec 3>&-
+end_import >ended
+expect "HUP, ignored" "status 0: stored 1000, ignored 0, read 1000" "$(cat ended)"
+
+for file in new journal wal; do
+    rm -f users.db*
+    [ $file = new ] || users old | userdb import - >/dev/null
+    # The bytes of the header that ask for a write-ahead log.
+    [ $file != wal ] || printf '\2\2' | dd of=users.db bs=1 seek=18 conv=notrunc status=none
+    before=$(contents)
+    begin_import "$userdb"
+    kill -KILL $!
+    end_import >ended
+    expect "the kill, $file" "status 137: " "$(cat ended)"
+    if [ $file = journal ]; then
+        expect "what there is to undo" "userdb: users.db: a program that wrote to it was \
+interrupted; open it for writing once, by delete or set of a user" "$(userdb list 2>&1)"
+    elif [ $file = wal ]; then
+        expect "a log that is not empty" yes "$([ ! -s users.db-wal ] || echo yes)"
+    fi
+    userdb delete nobody 0 2>/dev/null || true
+    expect "the users after the kill, $file" "$before" "$(contents)"
+    expect "the import again, $file" "stored 1000, ignored 0, read 1000" \
+        "$(users new | userdb import -)"
+done
+
+# Ends by the signal, also where a parent has left it ignored, as some do.
+for setting in - ''; do
+    ended=$({ (trap -- "$setting" PIPE; userdb list --json && true; echo "status $?" >&2) |
+        head -1 >/dev/null; } 2>&1)
+    expect "a reader that has enough, trap '$setting' PIPE" "status 141" "$ended"
+done
+
+rm users.db
+userdb import "$contacts" >/dev/null
+# How many bold heads a list has on a terminal, where $1 is said before its command, and $2 behind.
+bold_heads() {
+    script -qec "$1 $userdb --db users.db list $2" /dev/null >said
+    grep -q u1001 said || expect "a list on a terminal" "u1001" "$(cat said)"
+    grep -c $'\033\\[1mUSER ID' said || true
+}
+expect "a head on a terminal" 1 "$(bold_heads 'env -u NO_COLOR' '')"
+expect "a head with an empty NO_COLOR" 1 "$(bold_heads 'NO_COLOR=' '')"
+expect "a head with NO_COLOR" 0 "$(bold_heads 'NO_COLOR=1' '')"
+expect "a head in a pipe" 0 "$(bold_heads 'env -u NO_COLOR' '| cat')"
+
+state() { ls; ls --full-time users.db; cksum users.db; }
+before=$(state)
+for command in list 'search u' 'get me 1' 'get me:1' export; do
+    # shellcheck disable=SC2086 # a word each
+    userdb $command >/dev/null
+done
+expect "a file that was only read" "$before" "$(state)"
