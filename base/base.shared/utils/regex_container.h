@@ -24,9 +24,9 @@ enum class Answer { no, yes, unknown };
 /// of stack to compile, or 50 ms to match with 1 KB of text, is refused as an invalid pattern is.
 /// The rule is the same for all engines:
 /// - With intervals written out and without what may be missing at the ends, 3/4 of the characters
-///   and sets, and the sets times the different ones (anchors, and characters that begin a text in
-///   alternatives or repetitions, count too) come to 400 at most. `.*a.{100}b.*` comes to 3/4 * 102
-///   + 100 * 1; `.*(a.{200}b)+c.*` comes to 3/4 * 203 + 200 * 3 and is refused.
+///   and sets, and the sets times the different ones (word operators, and characters that begin a
+///   text in alternatives or repetitions, count too) come to 400 at most. `.*a.{100}b.*` comes to
+///   3/4 * 102 + 100 * 1; `.*(a.{200}b)+c.*` comes to 3/4 * 203 + 200 * 3 and is refused.
 /// - At most: groups nested 20 deep, 3 intervals on one operand, 8 anchors, 10,000 parts.
 /// - There are no back-references, collating elements or equivalence classes; no anchors in
 ///   repetitions, and none in alternatives of which several may be empty; no endless repetition of

@@ -320,10 +320,14 @@ struct Size {
     double anchors = 0;
 };
 
-/// Collects the different sets and anchors, and the characters that begin a literal in an operator.
+/// Collects the different sets and word operators, and the characters that begin a literal in an
+/// operator.
 Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& different) {
-    if (tree.kind == Kind::literal ? is_in_operator : !tree.text.empty()) {
-        different.insert(tree.kind == Kind::literal ? tree.text.substr(0, 1) : tree.text);
+    const bool is_word_operator = tree.kind == Kind::anchor && tree.text.size() > 1;
+    if (tree.kind == Kind::set || is_word_operator) {
+        different.insert(tree.text);
+    } else if (tree.kind == Kind::literal && is_in_operator) {
+        different.insert(tree.text.substr(0, 1));
     }
     const auto length = static_cast<double>(tree.text.size());
     switch (tree.kind) {
