@@ -1,3 +1,4 @@
+#include "base/base.shared/sqlite/transaction.h"
 #include "tests/support.h"
 
 namespace {
@@ -94,6 +95,33 @@ TEST_F(Faults, FailAReadAndLeaveTheRecordAsItIs) {
         where.execute(end);
         EXPECT_EQ(users.SearchUserRowsWithKeyWord("old").size(), 1U);
     }
+}
+
+TEST_F(Faults, ALargeTransactionWaitsForAReaderOnlyToCommit) {
+    const auto store_many = [&](const std::string& id) {
+        for (int i = 0; i < 5000; ++i) {
+            db::UserRow row = contact(id + std::to_string(i));
+            users.Insert(row);
+        }
+    };
+    const auto timeout = [&] { return shown(own->execute("PRAGMA busy_timeout")); };
+    std::optional reader(other.execute("SELECT * FROM users")); // not walked to its end
+    sqlite::transaction writer(*own);
+    store_many("u");
+    fails(SQLITE_BUSY, "COMMIT", [&] { writer.commit(); });
+    EXPECT_EQ(timeout(), "20");
+    reader.reset();
+    writer.commit();
+
+    own->execute("PRAGMA busy_timeout = 3600000"); // one wait would last an hour
+    reader.emplace(other.execute("SELECT * FROM users"));
+    users.as_transaction([&] {
+        store_many("v");
+        EXPECT_EQ(timeout(), "0");
+        reader.reset();
+    });
+    EXPECT_EQ(timeout(), "3600000");
+    EXPECT_EQ(shown(other.execute("SELECT count(*) FROM users")), "10001");
 }
 
 } // namespace

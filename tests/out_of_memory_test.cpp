@@ -200,6 +200,25 @@ struct Operation {
     {"ListOfSource", [](World& w) { w.rows = w.users->GetUsersByDataTypeAndSource(contacts, 1); }},
     {"ListAll", [](World& w) { w.rows = w.users->GetAll(); }},
     {"Search", [](World& w) { w.rows = w.users->SearchUserRowsWithKeyWord(each); }},
+    {"HealingWalk", [](World& w) {
+        const DBUser other({"me", 2}, w.db);
+        std::vector<UserRow> rows;
+        w.users->WalkUserRowsWithKeyWord(each, [&rows](UserRow& row) {
+            rows.push_back(std::move(row));
+            return true;
+        });
+        w.rows = std::move(rows);
+    }},
+    {"KeptStatements", [](World& w) {
+        w.db->set_statement_cache_capacity(1);
+        UserRow row;
+        w.users->GetUserByUserIdAndSource("one", 1, row);
+        w.users->GetUserByUserIdAndSource("two", 1, row);
+        w.number = w.users->DelUserByUserIdAndSource("two", 1);
+        w.db->set_statement_cache_capacity(0);
+        w.rows[0] = std::move(row);
+    }},
+    {"Index", [](World& w) { w.users->CreateUserIdIndex(); }},
 };
 // clang-format on
 
