@@ -19,13 +19,13 @@ field::operator bool() const {
 }
 
 std::string field::column_name() const {
-    return std::string(detail::column_name(stmt.get(), index));
+    return detail::column_name(stmt.get(), index);
 }
 
 template <readable T>
 T field::as() const {
     if constexpr (std::is_constructible_v<T, std::nullopt_t>) {
-        return is_null() ? T() : T(as<typename T::value_type>());
+        return is_null() ? std::nullopt : std::optional(as<typename T::value_type>());
     } else {
         const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
         T value{};
