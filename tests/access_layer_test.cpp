@@ -45,6 +45,12 @@ TEST_F(AccessLayer, ValuesComeBackAsTheyWereBound) {
     EXPECT_EQ(bound(std::numeric_limits<long long>::min()), "-9223372036854775808|integer|20");
     EXPECT_EQ(bound("ends\0here"), "ends|text|4");
     EXPECT_EQ(bound(static_cast<const char*>(nullptr)), "NULL|null|NULL");
+    EXPECT_EQ(bound(nullptr), "NULL|null|NULL");
+    EXPECT_EQ(bound(std::string_view()), "|text|0");
+    EXPECT_EQ(bound(-5), "-5|integer|2");
+    EXPECT_EQ(bound(int64_t{1} << 40), "1099511627776|integer|13");
+    EXPECT_EQ(bound(true), "1|integer|1");
+    EXPECT_EQ(bound(-2.5), "-2.5|real|4");
     stmt.bind(":v", "again");
     stmt.clear_bindings();
     EXPECT_EQ(shown(db.execute(stmt)), "NULL|null|NULL");
@@ -63,6 +69,23 @@ TEST_F(AccessLayer, BindsParametersInAnyOrder) {
     EXPECT_EQ(shown(db.execute(stmt)), ":a|7|:b|:b");
     fails(SQLITE_RANGE, "no parameter at position 5 of 4 in: SELECT", [&] { stmt.bind(5, ""); });
     fails(SQLITE_RANGE, "no parameter at position 0 of 4", [&] { stmt.bind(0U, 1LL); });
+}
+
+TEST_F(AccessLayer, ReadsTheEverydayTypes) {
+    const auto res = run("SELECT 2.5 AS number, NULL AS gone");
+    const sqlite::row row = *res.begin();
+    const sqlite::field number = row["number"];
+    EXPECT_EQ(number.as<double>(), 2.5);
+    EXPECT_EQ(number.as<int>(), 2);
+    EXPECT_EQ(number.as<int64_t>(), 2);
+    EXPECT_TRUE(number.as<bool>());
+    EXPECT_EQ(number.as<std::optional<std::string>>(), "2.5");
+    EXPECT_EQ(row["gone"].as<std::optional<int64_t>>(), std::nullopt);
+    double read = 0;
+    std::optional<bool> nothing = true;
+    row.read({0, 1}, read, nothing);
+    EXPECT_EQ(read, 2.5);
+    EXPECT_EQ(nothing, std::nullopt);
 }
 
 TEST_F(AccessLayer, ReadsWhateverAColumnHolds) {
