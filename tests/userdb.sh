@@ -59,6 +59,8 @@ changes_users() {
     expect 2 "standard input:2: key 'x': unknown" update - \
         <<<$'{"user_id":"me","user_source":1}\n{"x":1}'
     expect 0 '"user_name":"Tuuli' get me 1 --json
+    expect 0 indexed index
+    expect 0 indexed index
     expect 0 $'input:1: not found: q:0\nupdated 1, not found 1, read 2' update - \
         <<<$'{"user_id":"q"}\n{"user_id":"me","user_source":1}'
     expect 1 "updated 0" update - <<<'{"user_id":"q"}'
