@@ -74,18 +74,14 @@ TEST_F(AccessLayer, BindsParametersInAnyOrder) {
 TEST_F(AccessLayer, ReadsTheEverydayTypes) {
     const auto res = run("SELECT 2.5 AS number, NULL AS gone");
     const sqlite::row row = *res.begin();
-    const sqlite::field number = row["number"];
-    EXPECT_EQ(number.as<double>(), 2.5);
-    EXPECT_EQ(number.as<int>(), 2);
-    EXPECT_EQ(number.as<int64_t>(), 2);
-    EXPECT_TRUE(number.as<bool>());
-    EXPECT_EQ(number.as<std::optional<std::string>>(), "2.5");
-    EXPECT_EQ(row["gone"].as<std::optional<int64_t>>(), std::nullopt);
-    double read = 0;
-    std::optional<bool> nothing = true;
-    row.read({0, 1}, read, nothing);
-    EXPECT_EQ(read, 2.5);
-    EXPECT_EQ(nothing, std::nullopt);
+    EXPECT_EQ(row["number"].as<int64_t>(), 2);
+    EXPECT_TRUE(row["number"].as<bool>());
+    EXPECT_EQ(row["number"].as<std::optional<double>>(), 2.5);
+    double number = 0;
+    std::optional<int> gone = 1;
+    row.read({0, 1}, number, gone);
+    EXPECT_EQ(number, 2.5);
+    EXPECT_EQ(gone, std::nullopt);
 }
 
 TEST_F(AccessLayer, ReadsWhateverAColumnHolds) {
@@ -117,31 +113,23 @@ TEST_F(AccessLayer, ReadsWhateverAColumnHolds) {
     }
 }
 
-TEST_F(AccessLayer, FindsColumnsByTheirNames) {
-    const auto res = run("SELECT 1 AS a, 2 AS b, 3 AS c, 4 AS a");
+TEST_F(AccessLayer, ReadsColumnsFoundByTheirNames) {
+    const auto res = run("SELECT 1 AS a, 2 AS b, 3 AS c");
     const sqlite::row row = *res.begin();
-    const std::vector<size_t> expected{2, 1, 0};
-    const std::vector<size_t> guesses[] = {{}, {2, 1, 0}, {1, 2, 9}, {9, 1, 0, 0, 0}};
-    for (std::vector<size_t> positions : guesses) {
-        row.find_columns({"c", "b", "a"}, positions);
-        EXPECT_EQ(positions, expected) << "what was there is only tried first";
+    long long first = 0;
+    std::string second;
+    const std::vector<size_t> guesses[] = {{}, {2, 0}, {1, 2}, {9, 1, 0, 0}};
+    for (std::vector<size_t> positions : guesses) { // what was there is only tried first
+        row.find_columns({"c", "a"}, positions);
+        row.read(positions, first, second);
+        EXPECT_EQ(std::to_string(first) + second, "31");
     }
     std::vector<size_t> none;
     fails(SQLITE_RANGE, "no column 'd' in the result", [&] { row.find_columns({"d"}, none); });
-}
-
-TEST_F(AccessLayer, ReadsColumnsByTheirPositions) {
-    const auto res = run("SELECT 1 AS a, 2 AS b, 3 AS c");
-    const sqlite::row row = *res.begin();
-    long long one = 0;
-    std::string other;
-    row.read({2, 1}, one, other);
-    EXPECT_EQ(std::to_string(one) + other, "32");
-    fails(SQLITE_MISUSE, "read 1 columns into 2 values", [&] { row.read({0}, one, other); });
-    fails(SQLITE_RANGE, "no column at position 3 of 3", [&] { row.read({0, 3}, one, other); });
-    EXPECT_EQ(std::to_string(one) + other, "12");
+    fails(SQLITE_MISUSE, "read 1 columns into 2 values", [&] { row.read({0}, first, second); });
+    fails(SQLITE_RANGE, "no column at position 3 of 3", [&] { row.read({3}, first); });
     ++res.begin();
-    fails(SQLITE_RANGE, "no current row to read column 'b'", [&] { row.read({1}, one); });
+    fails(SQLITE_RANGE, "no current row to read column 'b'", [&] { row.read({1}, first); });
 }
 
 TEST_F(AccessLayer, WalksEachRowOnce) {
@@ -354,14 +342,10 @@ TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
         });
     });
     EXPECT_EQ(changed, 3U) << "rows that a savepoint took back do not count";
-    EXPECT_EQ(stored(), "3;5;8");
-}
-
-TEST_F(Transactions, AreSavepointsOfOneThatSqlBegan) {
     run("BEGIN");
     db.as_transaction([&](database&) { add(7); });
     run("ROLLBACK");
-    EXPECT_EQ(stored(), "");
+    EXPECT_EQ(stored(), "3;5;8");
 }
 
 TEST_F(Transactions, SurviveThatSqliteRolledBackByItself) {

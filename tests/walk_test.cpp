@@ -43,9 +43,6 @@ TEST_F(Walk, VisitsWhatTheListHolds) {
         "d");
     EXPECT_EQ(visited([&](auto& visit) { users->WalkUserRowsWithKeyWord("n[a-f]", visit); }),
               "abcd");
-    const auto public_accounts = db::UserDataType::USERDATA_PUBLIC_ACCOUNT;
-    EXPECT_EQ(visited([&](auto& visit) { users->WalkUsersByDataType(public_accounts, visit); }),
-              "");
 }
 
 TEST_F(Walk, EndsItsStatementWhenTheVisitorHasEnough) {
