@@ -9,7 +9,7 @@
 
 namespace {
 
-using statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
+using statement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)>;
 
 void require(bool works, sqlite3* db) {
     if (!works) {
@@ -127,15 +127,38 @@ void c_user_regex(sqlite3_context* context, int /*argc*/, sqlite3_value** value)
 
 } // namespace
 
-c_users::c_users(sqlite3* db) : m_db(db) {
+c_users::c_users(sqlite3* db, bool keeps_statements)
+    : m_db(db), m_keeps_statements(keeps_statements) {
     sqlite3_create_function(m_db, "C_USER_REGEX", 4, SQLITE_UTF8, nullptr, c_user_regex, nullptr,
                             nullptr);
 }
 
+c_users::~c_users() {
+    for (sqlite3_stmt* kept : {m_insert, m_get, m_set_star}) {
+        sqlite3_finalize(kept);
+    }
+}
+
+template <typename... Values>
+c_users::statement c_users::ready(sqlite3_stmt*& kept, const char* sql, const Values&... values) {
+    if (!m_keeps_statements) {
+        return prepare(m_db, sql, values...);
+    }
+    if (kept == nullptr) {
+        kept = prepare(m_db, sql).release();
+    }
+    int index = 0;
+    (put(kept, ++index, values), ...);
+    return {kept, [](sqlite3_stmt* used) {
+                sqlite3_reset(used);
+                return sqlite3_clear_bindings(used);
+            }};
+}
+
 uint32_t c_users::insert_or_replace(db::UserRow& row) {
     row.local_user_id = row.user_id + ":" + std::to_string(static_cast<int32_t>(row.user_source));
-    const statement stmt = prepare(
-        m_db,
+    const statement stmt = ready(
+        m_insert,
         "REPLACE INTO users  ( local_user_id, user_id, device_id, avatar,  user_name,  name_spell, "
         " remark, is_anonymous, is_star,  is_attention,  user_type, user_version,  user_source, "
         " gender,  extra,  data_type, group_info, msg_set, in_black_list, is_blacked,"
@@ -153,7 +176,7 @@ uint32_t c_users::insert_or_replace(db::UserRow& row) {
 uint32_t c_users::get(const std::string& user_id, uint32_t source, db::UserRow& row) {
     const std::string key = user_id + ":" + std::to_string(static_cast<int32_t>(source));
     const statement stmt =
-        prepare(m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;", key);
+        ready(m_get, "SELECT * from users WHERE local_user_id = :local_user_id ;", key);
     const int code = sqlite3_step(stmt.get());
     if (code == SQLITE_ROW) {
         read_row(stmt.get(), row);
@@ -182,10 +205,10 @@ std::vector<db::UserRow> c_users::get_many(const std::vector<std::string>& local
 
 uint32_t c_users::set_star(uint32_t is_star, const std::string& user_id, uint32_t source) {
     return change(m_db,
-                  prepare(m_db,
-                          "UPDATE users SET is_star\t= :is_star,user_version = (user_version+1) "
-                          "WHERE user_id\t\t= :user_id  AND user_source\t= :user_source;",
-                          is_star, user_id, source));
+                  ready(m_set_star,
+                        "UPDATE users SET is_star\t= :is_star,user_version = (user_version+1) "
+                        "WHERE user_id\t\t= :user_id  AND user_source\t= :user_source;",
+                        is_star, user_id, source));
 }
 
 std::vector<db::UserRow> c_users::search_like(const std::string& key_word) {

@@ -12,6 +12,11 @@ int main() {
     table packages(std::cin);
     std::vector<pair_of_works> all = pairs(made_up, users);
     add_searches(all, packages, "packages", "sqlite", "e", "sql(ite|server)");
+    table kept(users, true);
+    for (pair_of_works& pair : calls(kept, users)) {
+        pair.name += ", statements kept by both";
+        all.push_back(std::move(pair));
+    }
 
     std::cout << "| work | store / C code |\n|---|---|\n" << std::fixed << std::setprecision(2);
     for (const pair_of_works& pair : all) {

@@ -34,24 +34,10 @@ std::set<std::pair<std::string, int>> made_up_batch(int users) {
     return batch;
 }
 
-namespace {
-
-/// The handle of a connection, as a function that SQL calls on it sees it.
-sqlite3* handle_of(sqlite::database& connection) {
-    sqlite3* handle = nullptr;
-    connection.add_custom_function(
-        {"handle", 0, [&](sqlite3_context* context, int, sqlite3_value**) {
-             handle = sqlite3_context_db_handle(context);
-         }});
-    connection.execute("SELECT handle()");
-    return handle;
-}
-
-} // namespace
-
-table::table(int users)
+table::table(int users, bool keeps_statements)
     : connection(std::make_shared<sqlite::database>(sqlite::special_t::in_memory)),
-      store({"me", 1}, connection), c(handle_of(*connection)) {
+      store({"me", 1}, connection), c(connection->native_handle(), keeps_statements) {
+    connection->set_statement_cache_capacity(keeps_statements ? 16 : 0);
     store.as_transaction([&] {
         for (int i = 0; i < users; ++i) {
             db::UserRow row = made_up_user(i);

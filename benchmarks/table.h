@@ -16,7 +16,7 @@ std::set<std::pair<std::string, int>> made_up_batch(int users);
 
 /// A table in memory, reached by the store and by C code on the same connection.
 struct table {
-    explicit table(int users);
+    explicit table(int users, bool keeps_statements = false);
     /// Of users read from lines of a name, a remark name and a nick name with tabs between.
     explicit table(std::istream& lines);
 

@@ -13,6 +13,9 @@ struct pair_of_works {
     std::function<void()> c;
 };
 
+/// The calls for one user, each with a statement of its own.
+std::vector<pair_of_works> calls(table& both, int users);
+
 /// All that is compared, on a table of so many made-up users (at least 1000). The table must
 /// outlive the works, here and below.
 std::vector<pair_of_works> pairs(table& both, int users);
