@@ -6,11 +6,17 @@
 #include <malloc.h>
 #include <vector>
 
-/// The CPU time of some work, which other programs on the machine hardly lengthen.
+/// The CPU time that the process has taken, which other programs on the machine hardly lengthen.
+inline double cpu_seconds() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
 inline double seconds(const std::function<void()>& work) {
-    const std::clock_t start = std::clock();
+    const double start = cpu_seconds();
     work();
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    return cpu_seconds() - start;
 }
 
 inline double median(std::vector<double> values) {

@@ -3,6 +3,7 @@
 #include "base/base.shared/sqlite/detail.h"
 #include "base/base.shared/sqlite/error.h"
 
+#include <cstring>
 #include <sqlite3.h>
 
 namespace sqlite {
@@ -28,12 +29,12 @@ void row::swap(row& other) noexcept {
     stmt.swap(other.stmt);
 }
 
-void row::find_columns(const std::vector<std::string_view>& names,
+void row::find_columns(const std::vector<const char*>& names,
                        std::vector<size_t>& positions) const {
     positions.resize(names.size());
     for (size_t i = 0; i < names.size(); ++i) {
         const char* guess = sqlite3_column_name(stmt.get(), static_cast<int>(positions[i]));
-        if (guess == nullptr || guess != names[i]) {
+        if (guess == nullptr || std::strcmp(guess, names[i]) != 0) {
             positions[i] = position_of(names[i]);
         }
     }

@@ -44,8 +44,7 @@ public:
     /// naming a column that there is not. They hold for all rows of the result, but not for another
     /// one: a change of the schema may move columns. What `positions` holds before, from an earlier
     /// result, is tried first: then each name is compared but once.
-    void find_columns(const std::vector<std::string_view>& names,
-                      std::vector<size_t>& positions) const;
+    void find_columns(const std::vector<const char*>& names, std::vector<size_t>& positions) const;
 
     /// Reads the columns at these positions into the values, one each, as `field::as` converts
     /// them, into the memory that a text has already: the fast way to read many rows. Throws

@@ -87,9 +87,8 @@ using all_fields = decltype([](const UserRow& user_row) {
 });
 
 /// The columns of a record, in the order of `user_columns`.
-const std::vector<std::string_view> column_names =
-    std::apply([](const auto&... column) { return std::vector<std::string_view>{column.name...}; },
-               user_columns);
+const std::vector<const char*> column_names = std::apply(
+    [](const auto&... column) { return std::vector<const char*>{column.name...}; }, user_columns);
 
 void Load(const sqlite::row& row, const std::vector<size_t>& positions, UserRow& user_row) {
     std::apply([&](const auto&... column) { row.read(positions, (user_row.*column.field)...); },
@@ -127,9 +126,10 @@ bool is_updated(std::string_view column) {
     return column != "local_user_id" && column != "device_id" && column != "is_anonymous";
 }
 
-/// Binds the key in place: it must stay as it is until the statement has run.
+/// Binds ":local_user_id", the first parameter wherever it is used, in place: the key must stay as
+/// it is until the statement has run.
 void bind_key(sqlite::statement& stmt, const std::string& local_user_id) {
-    stmt.bind_no_copy(stmt.position_of(":local_user_id"), local_user_id);
+    stmt.bind_no_copy(1, local_user_id);
 }
 
 void bind_mask(sqlite::statement& stmt, UserDataType data_type) {
