@@ -98,9 +98,10 @@ public:
                                       db::UserRow& user_row);
     /// The stored ones among many users, named by user id and source, in SQLite's order; users that
     /// are not stored are left out. Runs one statement with a parameter for each user. SQLite's
-    /// cost for a parameter grows with their number: per user, a batch of 1,000 costs twice as much
-    /// as a batch of 100, one of 8,000 nine times, so split a set of more than some hundred. Throws
-    /// at once, naming the limit, for more users than SQLite allows parameters in a statement.
+    /// cost for a parameter grows with their number: per user, a batch of 1,000 costs 2.5 times as
+    /// much as a batch of 100, one of 8,000 ten times, so split a set of more than some hundred.
+    /// Throws at once, naming the limit, for more users than SQLite allows parameters in a
+    /// statement.
     std::vector<db::UserRow> GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids);
     /// Like `GetUserByUserIdAndSource`, for a user whose `data_type` shares a bit with the mask;
     /// others count as missing.
