@@ -141,7 +141,7 @@ const std::vector<std::string> ordinary{
     "(a|b|c|d|e|f){1,80}",
     repeated("[a-z]*[0-9]?", 18),
     "(a" + repeated("|name", 40) + ")",
-    repeated("(a?){170}", 3),
+    "b" + repeated("(a?){160}", 3) + "c",
     repeated("x", 100000),
     repeated("雨 ", 16384),
 };
