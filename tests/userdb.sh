@@ -119,6 +119,8 @@ settles_conflicts_as_told() {
     begin empty
     expect 0 "" import - <<<'{"user_id":"a","user_name":"old"}'
     expect 2 "standard input:2: key 'user_id'" import - --on-conflict fail <<<"$both"
+    expect 2 "standard input:1: there is a NUL byte" import - \
+        < <(printf '{"user_id":"b"}\0{"user_id":"c"}\n')
     expect 1 "" get b 0
     expect 0 "stored 1, ignored 1, read 2" import - --on-conflict ignore <<<"$both"
     expect 0 old get a 0
@@ -130,18 +132,25 @@ aligns_wide_characters_and_hides_controls() {
     begin empty
     expect 0 "stored 3" import - <<'END'
 {"user_id":"a","user_source":7,"user_name":"小雨","data_type":3,"remark":{"remark_name":"x","phone":"y"},"group_info":[{"nick_name":"n"},"stray",{"nick_name":"m"}]}
-{"user_id":"b","user_name":"é\u001b[\u0000","remark":"{broken"}
+{"user_id":"b","user_name":"é\u001b[\u0000\u202e\u200b\ufeff","remark":"{broken"}
 {"user_id":"c","user_name":"c%%","remark":{"remark_name":"z"}}
 END
     LC_ALL=C sed -i $'s/c%%/c\xe5%/' users.db # no UTF-8, which no import stores
     expect 0 "" list
     equal said /dev/fd/3 3<<'END'
-USER ID  SOURCE  KIND           NAME  REMARK NAME  NICK NAMES
-a        7       contact, user  小雨  x            n, m
-b        0                      é�[�
-c        0                      c�%   z
+USER ID  SOURCE  KIND           NAME     REMARK NAME  NICK NAMES
+a        7       contact, user  小雨     x            n, m
+b        0                      é�[����
+c        0                      c�%      z
 END
     expect 0 "written as U+FFFD: c:0" export
+}
+
+takes_a_path_for_a_path() {
+    begin empty
+    database=file::memory: expect 0 "stored 1" import - <<<'{"user_id":"a"}'
+    database=file::memory: expect 0 '"user_id":"a"' export
+    [ -f file::memory: ] || { echo "no file of that name" >&2; exit 1; }
 }
 
 tells_trouble_with_the_database() {
@@ -200,5 +209,6 @@ exports_what_goes_in_again
 stores_nothing_of_a_file_with_a_bad_line
 settles_conflicts_as_told
 aligns_wide_characters_and_hides_controls
+takes_a_path_for_a_path
 tells_trouble_with_the_database
 tells_usage

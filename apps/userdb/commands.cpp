@@ -30,7 +30,10 @@ db::DBUser open_store(const options& common, sqlite::access_mode mode) {
         throw bad_input("--db must name a file");
     }
     try {
-        const auto connection = std::make_shared<sqlite::database>(common.database, mode);
+        // SQLite may read a name that begins like this as a URI.
+        const bool looks_like_uri = common.database.starts_with("file:");
+        const auto connection = std::make_shared<sqlite::database>(
+            (looks_like_uri ? "./" : "") + common.database, mode);
         connection->set_statement_cache_capacity(16); // one for each kind of statement
         return {{}, connection};
     } catch (const sqlite::error& failure) {

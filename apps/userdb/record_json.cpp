@@ -92,6 +92,9 @@ std::string to_json(const db::UserRow& user_row, bool& is_utf8) {
 }
 
 db::UserRow from_json(const std::string& json_text) {
+    if (json_text.find('\0') != std::string::npos) {
+        throw bad_input("there is a NUL byte in the line"); // the parser would end there
+    }
     const json object = parse_object(json_text);
     db::UserRow user_row;
     for (const auto& member : object.items()) {

@@ -8,6 +8,7 @@
 #include <clocale>
 #include <cwchar>
 #include <string>
+#include <utility>
 
 namespace userdb {
 
@@ -32,6 +33,16 @@ private:
     locale_t m_before;
 };
 
+/// Whether a character is invisible and can make what is around it read as something else: those
+/// without width, and those that turn the direction of writing.
+bool is_deceptive(wchar_t character) {
+    constexpr std::array<std::pair<wchar_t, wchar_t>, 4> ranges{
+        {{0x200b, 0x200f}, {0x202a, 0x202e}, {0x2060, 0x2069}, {0xfeff, 0xfeff}}};
+    return std::any_of(ranges.begin(), ranges.end(), [character](const auto& range) {
+        return range.first <= character && character <= range.second;
+    });
+}
+
 /// A text that is safe to print, and the columns that it takes.
 struct cell {
     std::string text;
@@ -51,7 +62,8 @@ cell printable(std::string_view text) {
         const size_t size = std::mbrtowc(&character, text.data(), text.size(), &state);
         const bool valid = size != 0 && size <= text.size();
         const size_t taken = valid ? size : 1;
-        shown.append(text.substr(0, taken), valid ? wcwidth(character) : -1);
+        const bool is_shown = valid && !is_deceptive(character);
+        shown.append(text.substr(0, taken), is_shown ? wcwidth(character) : -1);
         text.remove_prefix(taken);
     }
     return shown;
