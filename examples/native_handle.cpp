@@ -33,7 +33,7 @@ void back_up(const sqlite::database& from, const sqlite::database& to) {
 
 } // namespace
 
-int main() {
+int main() try {
     auto connection = std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
     db::DBUser users({"me", 1}, connection);
     std::vector<sqlite3_int64> changed;
@@ -47,4 +47,7 @@ int main() {
     auto copy = std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
     back_up(*connection, *copy);
     std::cout << db::DBUser({"me", 1}, copy).GetAll().size() << " user in the copy\n";
+} catch (const std::exception& failure) {
+    std::cerr << failure.what() << '\n';
+    return 1;
 }

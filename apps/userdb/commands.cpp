@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -24,7 +25,14 @@ namespace userdb {
 
 namespace {
 
-/// The store in a file. No operation used here asks for the current account.
+bool has_users(sqlite::database& connection) {
+    const sqlite::result found =
+        connection.execute("SELECT 1 FROM sqlite_master WHERE name = 'users'");
+    return found.begin() != found.end();
+}
+
+/// The store in a file. Only an import makes the table: any other command would put it into a
+/// database of somebody else's. No operation used here asks for the current account.
 db::DBUser open_store(const options& common, sqlite::access_mode mode) {
     if (common.database.empty() || common.database == ":memory:") {
         throw bad_input("--db must name a file");
@@ -34,12 +42,13 @@ db::DBUser open_store(const options& common, sqlite::access_mode mode) {
         const bool looks_like_uri = common.database.starts_with("file:");
         const auto connection = std::make_shared<sqlite::database>(
             (looks_like_uri ? "./" : "") + common.database, mode);
+        if (mode != sqlite::read_write_create && !has_users(*connection)) {
+            throw sqlite::error(SQLITE_ERROR, "it has no table users");
+        }
         connection->set_statement_cache_capacity(16); // one for each kind of statement
         return {{}, connection};
     } catch (const sqlite::error& failure) {
         switch (failure.code()) {
-        case SQLITE_READONLY: // CREATE TABLE failed: the file is opened read-only
-            throw sqlite::error(failure.code(), "it has no table users");
         case SQLITE_READONLY_ROLLBACK:
         case SQLITE_READONLY_RECOVERY:
             throw sqlite::error(failure.code(),
@@ -222,14 +231,31 @@ uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
 
 } // namespace
 
-status import_contacts(const options& common, const std::string& file, on_conflict policy) {
-    line_reader lines(file);
+namespace {
+
+status import_lines(const options& common, line_reader& lines, on_conflict policy) {
     db::DBUser users = open_store(common, sqlite::read_write_create);
     size_t stored = 0;
     const size_t read = for_each_record(
         users, lines, [&](db::UserRow& row) { stored += store(users, row, policy); });
     std::cout << "stored " << stored << ", ignored " << read - stored << ", read " << read << '\n';
     return status::done;
+}
+
+} // namespace
+
+status import_contacts(const options& common, const std::string& file, on_conflict policy) {
+    line_reader lines(file);
+    std::error_code ignored;
+    const bool is_new = !std::filesystem::exists(common.database, ignored);
+    try {
+        return import_lines(common, lines, policy);
+    } catch (...) {
+        if (is_new) {
+            std::filesystem::remove(common.database, ignored);
+        }
+        throw;
+    }
 }
 
 status search(const options& common, const std::string& key_word) {

@@ -8,7 +8,13 @@
 namespace userdb {
 
 /// The exit statuses of the program.
-enum class status { done = 0, nothing_found = 1, bad_input = 2, database_failed = 3 };
+enum class status {
+    done = 0,
+    nothing_found = 1,
+    bad_input = 2,
+    database_failed = 3,
+    done_untold = 4,
+};
 
 enum class on_conflict { replace, ignore, fail };
 

@@ -99,7 +99,8 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
                "  0  Done\n"
                "  1  Nothing found\n"
                "  2  Bad usage or bad input\n"
-               "  3  The database cannot be opened or used");
+               "  3  The database cannot be opened or used\n"
+               "  4  Done, but standard output cannot be written");
 
     const auto add = [&](const char* name, const char* what, command run) {
         CLI::App* sub = app.add_subcommand(name, what);
@@ -205,7 +206,8 @@ userdb::status run(const command& chosen, const arguments& args) {
     try {
         const userdb::status status = chosen();
         if (!std::cout.flush()) {
-            throw userdb::bad_input("cannot write standard output");
+            std::cerr << "userdb: done, but cannot write standard output\n";
+            return userdb::status::done_untold;
         }
         return status;
     } catch (const userdb::interrupted& interruption) {
