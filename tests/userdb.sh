@@ -95,7 +95,7 @@ stores_nothing_of_a_file_with_a_bad_line() {
     while IFS=' ' read -r line complaint; do
         printf '{"user_id":"good"}\n%b\n' "${line/NESTED/$nested}" >bad.jsonl
         expect 2 "bad.jsonl:2: $complaint" import bad.jsonl
-        [ ! -e users.db ] || { echo "something is stored of $line" >&2; exit 1; }
+        expect 1 "nothing found" list
     done <<'END'
 {"user_id": no JSON
 {"user_id":"\xff"} no JSON
@@ -147,9 +147,6 @@ END
 }
 
 leaves_the_databases_of_others_alone() {
-    begin empty
-    expect 2 "" import - <<<'{"user_id":"a"'
-    [ ! -e users.db ] || { echo "a failed import leaves a file" >&2; exit 1; }
     database=other.db
     expect 0 "" import - <<<'{"user_id":"a"}'
     LC_ALL=C sed -i 's/users/userz/g' other.db # a database without the table

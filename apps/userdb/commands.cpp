@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -231,31 +230,14 @@ uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
 
 } // namespace
 
-namespace {
-
-status import_lines(const options& common, line_reader& lines, on_conflict policy) {
+status import_contacts(const options& common, const std::string& file, on_conflict policy) {
+    line_reader lines(file);
     db::DBUser users = open_store(common, sqlite::read_write_create);
     size_t stored = 0;
     const size_t read = for_each_record(
         users, lines, [&](db::UserRow& row) { stored += store(users, row, policy); });
     std::cout << "stored " << stored << ", ignored " << read - stored << ", read " << read << '\n';
     return status::done;
-}
-
-} // namespace
-
-status import_contacts(const options& common, const std::string& file, on_conflict policy) {
-    line_reader lines(file);
-    std::error_code ignored;
-    const bool is_new = !std::filesystem::exists(common.database, ignored);
-    try {
-        return import_lines(common, lines, policy);
-    } catch (...) {
-        if (is_new) {
-            std::filesystem::remove(common.database, ignored);
-        }
-        throw;
-    }
 }
 
 status search(const options& common, const std::string& key_word) {

@@ -92,13 +92,12 @@ public:
     /// Runs `body` inside a transaction and commits; inside an open transaction, inside a savepoint
     /// of it. Holds the lock meanwhile. Returns the number of rows inserted, updated and deleted
     /// inside, by triggers too. If `body` or the commit throws, everything inside is rolled back,
-    /// and that exception leaves. The exception to this is a commit that fails while it cleans up,
-    /// with SQLITE_IOERR_UNLOCK, SQLITE_IOERR_TRUNCATE or SQLITE_IOERR_FSTAT: it can have taken
-    /// effect. Once SQLite has rolled back by
-    /// itself, `execute` throws SQLITE_ABORT_ROLLBACK up to the end of the outermost transaction,
-    /// so that a body that goes on leaves nothing behind. The transaction takes the write lock at
-    /// once (on a read-only database none), so that it waits for other writers at its start and not
-    /// half way.
+    /// and that exception leaves; but a commit that fails while it cleans up, with
+    /// SQLITE_IOERR_UNLOCK, SQLITE_IOERR_TRUNCATE or SQLITE_IOERR_FSTAT, can have taken effect.
+    /// Once SQLite has rolled back by itself, `execute` throws SQLITE_ABORT_ROLLBACK up to the end
+    /// of the outermost transaction, so that a body that goes on leaves nothing behind. The
+    /// transaction takes the write lock at once (on a read-only database none), so that it waits
+    /// for other writers at its start and not half way.
     uint32_t as_transaction(const std::function<void(database&)>& body);
 
     /// 0 if the connection has inserted no row yet.

@@ -80,8 +80,8 @@ void read(sqlite3_stmt* stmt, size_t index, std::string& value) {
     }
     const unsigned char* text = sqlite3_value_text(cell);
     if (text == nullptr) {
-        (void)sqlite3_column_type(
-            stmt, static_cast<int>(index)); // SQLite gives no name before it notes the failure
+        // SQLite gives no name before a call on the statement has noted the failure.
+        (void)sqlite3_column_type(stmt, static_cast<int>(index));
         fail(nullptr, SQLITE_NOMEM, "read column '" + std::string(column_name(stmt, index)) + "'",
              shown(stmt));
     }

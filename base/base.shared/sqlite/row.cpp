@@ -32,8 +32,11 @@ void row::swap(row& other) noexcept {
 void row::find_columns(const std::vector<const char*>& names,
                        std::vector<size_t>& positions) const {
     positions.resize(names.size());
+    const size_t count = column_count();
     for (size_t i = 0; i < names.size(); ++i) {
-        const char* guess = sqlite3_column_name(stmt.get(), static_cast<int>(positions[i]));
+        const char* guess = positions[i] < count
+                                ? sqlite3_column_name(stmt.get(), static_cast<int>(positions[i]))
+                                : nullptr;
         if (guess == nullptr || std::strcmp(guess, names[i]) != 0) {
             positions[i] = position_of(names[i]);
         }

@@ -31,7 +31,7 @@ sqlite3_stmt* statement_cache::take(const std::string& sql) noexcept {
 }
 
 bool statement_cache::keep(sqlite3_stmt* stmt) noexcept {
-    if (!is_on()) {
+    if (m_capacity == 0) {
         return false;
     }
     try {
@@ -47,9 +47,6 @@ bool statement_cache::keep(sqlite3_stmt* stmt) noexcept {
 
 std::shared_ptr<sqlite3_stmt> shared_statement(sqlite3_stmt* stmt,
                                                const std::shared_ptr<statement_cache>& cache) {
-    if (!cache->is_on()) {
-        return {stmt, sqlite3_finalize};
-    }
     const auto hand_back = [weak = std::weak_ptr(cache)](sqlite3_stmt* handed) {
         const std::shared_ptr<statement_cache> cache = weak.lock();
         if (cache != nullptr && handed != nullptr) { // null for a text that did not compile
@@ -58,8 +55,8 @@ std::shared_ptr<sqlite3_stmt> shared_statement(sqlite3_stmt* stmt,
                 return;
             }
         }
-        sqlite3_finalize(
-            handed); // not under the mutex: the last one of a closed connection frees it
+        // Not under the mutex, which the last statement of a closed connection takes with it.
+        sqlite3_finalize(handed);
     };
     return {stmt, hand_back};
 }

@@ -20,7 +20,6 @@ public:
     statement_cache(const statement_cache&) = delete;
     statement_cache& operator=(const statement_cache&) = delete;
 
-    [[nodiscard]] bool is_on() const { return m_capacity > 0; }
     /// Finalises the least recently used statements beyond the capacity.
     void set_capacity(size_t statements) noexcept;
     /// The statement kept for this text, now the caller's; null if there is none. The cost is

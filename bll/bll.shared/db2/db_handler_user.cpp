@@ -175,12 +175,14 @@ template <typename Bind, typename Visit>
 void walk(sqlite::database& db, const std::string& sql, Bind bind, std::vector<size_t>& positions,
           const Visit& visit) {
     const sqlite::result res = run(db, sql, bind);
-    if (res.begin() != res.end()) {
-        res.begin()->find_columns(column_names, positions);
+    if (res.begin() == res.end()) {
+        return;
     }
+    res.begin()->find_columns(column_names, positions);
+    const std::vector<size_t> own = positions; // the visitor may use the store as well
     UserRow user_row;
     for (const sqlite::row& row : res) {
-        Load(row, positions, user_row);
+        Load(row, own, user_row);
         if (!visit(user_row)) {
             return;
         }
