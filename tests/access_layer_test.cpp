@@ -179,9 +179,7 @@ TEST_F(AccessLayer, FunctionsFailTheirStepWhichEndsTheWalk) {
     EXPECT_TRUE(it == res.end());
     EXPECT_NO_THROW(++it);
     EXPECT_EQ(shown(run("SELECT fail_at(2), fail_at(2, 2)")), "1|2");
-}
 
-TEST_F(AccessLayer, FunctionsFailWithTheCodeOfWhatTheyThrow) {
     const std::pair<int, int> codes[] = {{SQLITE_CONSTRAINT_UNIQUE, SQLITE_CONSTRAINT_UNIQUE},
                                          {SQLITE_OK, SQLITE_ERROR}, // those of no failure
                                          {SQLITE_ROW, SQLITE_ERROR},

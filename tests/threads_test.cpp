@@ -84,28 +84,6 @@ TEST(Threads, StoresShareAConnectionUnderItsLock) {
     });
 }
 
-TEST(Threads, LockKeepsOthersOffTheConnection) {
-    database db(sqlite::special_t::in_memory);
-    // Whether another thread gets at the mutex that every call on the connection takes.
-    const auto is_free = [mutex = sqlite3_db_mutex(db.native_handle())] {
-        int code = SQLITE_OK;
-        std::thread other([&] {
-            code = sqlite3_mutex_try(mutex);
-            if (code == SQLITE_OK) {
-                sqlite3_mutex_leave(mutex);
-            }
-        });
-        other.join();
-        return code == SQLITE_OK;
-    };
-    db.lock();
-    db.lock();
-    db.unlock();
-    EXPECT_FALSE(is_free());
-    db.unlock();
-    EXPECT_TRUE(is_free());
-}
-
 /// Each thread logs a hundred messages.
 void log_on_threads() {
     using base::log::printer;
