@@ -39,11 +39,18 @@ shows_users() {
     expect 0 '{"user_id":"p2002",' list --source 3 --type contact --json
     expect 0 $'NICK NAMES\nu1016    2 ' list --source 2
     expect 1 "nothing found" list --source 0
-    expect 1 "" get u1001 1 --type user
+    expect 1 "not found: u1001:1" get u1001 1 --type user
     expect 0 '{"user_id":"u1001",' get --type user --type contact u1001 1 --json
     expect 0 $'not found: x:2\nUSER ID' get me:1 x:2 u1016:2
     expect 0 $'\nu1016  ' get me:1 u1016:2
     expect 1 "not found: x:2" get x:2
+    expect 0 "18" count --type contact
+    expect 0 "1" count --type contact --source 2
+    expect 0 "0" count --source 7
+    expect 0 "" list --limit 3
+    [ "$(wc -l <said)" = 4 ] || { echo "not three users" >&2; exit 1; }
+    expect 2 "keyword '(' is no valid" search '('
+    expect 2 "or its cost has no bound" search '(a)\1'
     expect 0 "" search noodle
     [ "$(wc -l <said)" = 4 ] || { echo "not a line a user" >&2; exit 1; }
 }
@@ -55,7 +62,16 @@ changes_users() {
     expect 0 "" set data-type me 1 contact,user
     expect 0 "" set remark me 1 '{"remark_name":"myself"}'
     expect 0 '"is_star":1,"is_attention":1,"user_type":0,"user_version":16' search myself --json
+    expect 0 "" set star me:1 0
+    expect 0 "" set star me 1 1
     expect 1 "" set star nobody 1 1
+    expect 0 "" set remark me:1 'a "plain" word'
+    expect 0 '"remark":"{\"remark_name\":\"a \\\"plain\\\" word\"}"' search 'a .*word' --json
+    expect 2 "no JSON from byte 2" set remark me:1 '{x'
+    expect 0 "" set remark me:1 ''
+    expect 0 '"remark":""' get me:1 --json
+    expect 0 "" set remark me:1 ' { "remark_name" : "my" , "n" : [ 1.50, true ] }'
+    expect 0 '"remark":"{\"remark_name\":\"my\",\"n\":[1.50,true]}"' get me:1 --json
     expect 2 "standard input:2: key 'x': unknown" update - \
         <<<$'{"user_id":"me","user_source":1}\n{"x":1}'
     expect 0 '"user_name":"Tuuli' get me 1 --json
@@ -95,7 +111,7 @@ stores_nothing_of_a_file_with_a_bad_line() {
     while IFS=' ' read -r line complaint; do
         printf '{"user_id":"good"}\n%b\n' "${line/NESTED/$nested}" >bad.jsonl
         expect 2 "bad.jsonl:2: $complaint" import bad.jsonl
-        expect 1 "nothing found" list
+        [ ! -e users.db ] || { echo "a file is left of $line" >&2; exit 1; }
     done <<'END'
 {"user_id": no JSON
 {"user_id":"\xff"} no JSON
@@ -157,6 +173,55 @@ leaves_the_databases_of_others_alone() {
     unset database
 }
 
+takes_an_id_as_it_is_typed() {
+    local id
+    begin empty
+    for id in '[a]' '[a,b]' '{x}' '{}' -x a:1 '"q"' %2 %% '' list; do
+        expect 0 "" import - <<<"{\"user_id\":\"${id//\"/\\\"}\",\"user_source\":1}"
+        expect 0 "changed 1" set star -- "$id" 1 1
+        expect 0 "changed 1" set attention -- "$id:1" 1
+        expect 0 $'\n'"$id " get -- "$id" 1
+        expect 0 "changed 1" set remark -- "$id:1" "[$id]"
+        expect 0 "" get --json -- "$id:1" none:7
+        expect 0 "deleted 1" delete -- "$id" 1
+    done
+    expect 1 "nothing found" list
+}
+
+passes_over_blank_lines() {
+    begin empty
+    expect 0 "stored 2, ignored 0, read 2" import - <<<$'{"user_id":"a"}\n\r\n \n{"user_id":"b"}\n'
+    expect 2 "input:3: no JSON" import - <<<$'\n\nx'
+    expect 2 "input: it is closed" import - <&-
+}
+
+# A tree of the members would take a minute.
+reads_objects_of_many_members() {
+    begin empty
+    { printf '{"user_id":"a","remark":{"remark_name":"first"'
+      seq -f ',"m%.0f":"x"' 300000 | tr -d '\n'
+      echo ',"remark_name":"last"}}'; } >many.jsonl
+    expect 0 "stored 1" import many.jsonl
+    expect 0 "first, last" list
+    expect 0 "" export
+    mv said exported
+    expect 0 "stored 1" import exported
+}
+
+cuts_what_is_too_wide() {
+    local wide='ŕ-小雨-' long='a remark name that is far longer than what fits' line
+    begin empty
+    { seq -f '{"user_id":"u%.0f"}' 101
+      echo "{\"user_id\":\"long\",\"user_name\":\"n\",\"remark\":{\"remark_name\":\"$wide$long\"}}"
+    } >many.jsonl
+    expect 0 "stored 102" import many.jsonl
+    line=$'\nlong     0             n     '$wide
+    expect 0 "$line${long:0:32}…" list
+    expect 0 "$line$long" list --wide
+    script -qec "stty cols 60; $userdb --db users.db list" /dev/null >said
+    [[ $(cat said) == *"$line${long:0:3}…"* ]] || { echo "not cut for a screen"; cat said; exit 1; }
+}
+
 takes_a_path_for_a_path() {
     begin empty
     database=file::memory: expect 0 "stored 1" import - <<<'{"user_id":"a"}'
@@ -178,7 +243,12 @@ tells_trouble_with_the_database() {
     : >users.db
     expect 3 "no table users" list
     head -c 5000 "$contacts" >users.db
-    expect 3 "not a database" import - <<<'{"user_id":"a"}'
+    for arguments in list 'import -' 'count'; do
+        # shellcheck disable=SC2086 # a word each
+        expect 3 "userdb: users.db: it is no SQLite database, or an encrypted one" $arguments \
+            <<<'{"user_id":"a"}'
+        [ "$(wc -l <said)" = 1 ] || { echo "more than a line of no database" >&2; exit 1; }
+    done
     database='' expect 2 "must name a file" list
     database=:memory: expect 2 "must name a file" list
 }
@@ -190,14 +260,15 @@ tells_usage() {
         eval "expect 2 ' ' $arguments </dev/null"
     done <<'END'
 
-serach x
 get a
+get a:x
+get a 1 b:1 c
 get a -1
 get a 4294967296
-get a 1 b:1
 list --type x
 list --source ''
 list --source 0x1
+list --limit 0
 import /
 import - --on-conflict x
 delete a 0x1
@@ -207,14 +278,34 @@ set data-type a 1 friend
 set data-type a 1 ''
 set data-type a 1 user,
 set name a 1 x
+set star a:1
+delete a:1 b:1
 END
+    expect 2 "'serach' is no command; did you mean 'search'?" serach x
+    expect 2 "'frobnicate' is no command; userdb --help" frobnicate
     expect 0 "Exit status" --help
     expect 0 "userdb " --version
+}
+
+# Exit status 2 would say that nothing is changed.
+says_what_is_done_if_nobody_hears() {
     begin examples
-    status=0
-    "$userdb" --db users.db delete me 1 >/dev/full 2>said || status=$?
-    expect 1 "" get me 1
-    [ $status = 4 ] || { echo "status $status for a full standard output" >&2; exit 1; }
+    while IFS=: read -r done arguments; do
+        status=0
+        # shellcheck disable=SC2086 # a word each
+        "$userdb" --db users.db $arguments <<<'{"user_id":"me","user_source":1}' >/dev/full 2>said ||
+            status=$?
+        [ "$status $(cat said)" = "4 userdb: $done, but standard output cannot be written" ] ||
+            { echo "status $status for $arguments with a full standard output" >&2; exit 1; }
+    done <<'END'
+changed 1:set star me 1 1
+stored 1, ignored 0, read 1:import -
+updated 1, not found 0, read 1:update -
+indexed:index
+deleted 1:delete me 1
+done:list
+done:export
+END
 }
 
 shows_users
@@ -224,6 +315,11 @@ stores_nothing_of_a_file_with_a_bad_line
 settles_conflicts_as_told
 aligns_wide_characters_and_hides_controls
 leaves_the_databases_of_others_alone
+takes_an_id_as_it_is_typed
+passes_over_blank_lines
+reads_objects_of_many_members
+cuts_what_is_too_wide
 takes_a_path_for_a_path
 tells_trouble_with_the_database
 tells_usage
+says_what_is_done_if_nobody_hears

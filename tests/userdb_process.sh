@@ -19,63 +19,76 @@ expect() {
         { printf '%s: expected\n%s\nbut there is\n%s\n' "$1" "$2" "$3" >&2; exit 1; }
 }
 
-# A thousand users with this name, 4 MB in all.
+# A thousand users with this name, 4 MB in all: more than SQLite keeps in memory.
 users() { seq -f "{\"user_id\":\"%g\",\"user_name\":\"$1\",\"extra\":\"$extra\"}" 1000; }
 
 contents() { { userdb export 2>/dev/null || true; } | cksum; }
 
-# Starts an import, by the command given, that waits for more of its pipe. A pipe holds 64 KB, so
-# it has read all but some 20 of the users by then, and they are more than SQLite keeps in memory.
-begin_import() {
+# How the import ended that runs in the background, and what it said.
+end_import() {
+    local status=0
+    wait $! 2>/dev/null || status=$?
+    echo "status $status: $(cat said)"
+}
+
+# Starts an import, by the command given, that waits for more of its pipe.
+begin_import_of_pipe() {
     "$@" --db users.db import - <pipe >said 2>&1 &
     exec 3>pipe
     users new >&3
 }
 
-# How the import ended, and what it said.
-end_import() {
-    local status=0
-    wait $! 2>/dev/null || status=$?
-    exec 3>&-
-    echo "status $status: $(cat said)"
-}
+users old >old.jsonl
+users new >new.jsonl
+userdb import old.jsonl >/dev/null
 
-users old | userdb import - >/dev/null
-before=$(contents)
-for case in INT:130 TERM:143 HUP:129; do
-    signal=${case%:*}
-    begin_import env --default-signal="$signal" "$userdb"
-    kill -"$signal" $!
-    end_import >ended
-    expect "$signal" "status ${case#*:}: userdb: interrupted, nothing was stored" "$(cat ended)"
-    expect "the users after $signal" "$before" "$(contents)"
-done
-begin_import env --ignore-signal=HUP "$userdb"
+begin_import_of_pipe "$userdb"
+expect "another one, while an import waits for input" "stored 1000, ignored 0, read 1000" \
+    "$(userdb import old.jsonl)"
+kill -TERM $!
+exec 3>&-
+end_import >ended
+expect "a signal while waiting" "status 143: userdb: interrupted, nothing was stored" "$(cat ended)"
+begin_import_of_pipe env --ignore-signal=HUP "$userdb"
 kill -HUP $!
 exec 3>&-
 end_import >ended
 expect "HUP, ignored" "status 0: stored 1000, ignored 0, read 1000" "$(cat ended)"
 
+before=$(contents)
+# The last of the users takes for ever.
+sqlite3 users.db "CREATE TRIGGER endless AFTER INSERT ON users WHEN new.user_id = '1000' BEGIN
+    SELECT count(*) FROM (WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n)
+        SELECT i FROM n); END"
+for case in INT:130 TERM:143 HUP:129; do
+    signal=${case%:*}
+    env --default-signal="$signal" "$userdb" --db users.db import old.jsonl >said 2>&1 &
+    until [ -s users.db-journal ]; do sleep 0.01; done
+    kill -"$signal" $!
+    end_import >ended
+    expect "$signal" "status ${case#*:}: userdb: interrupted, nothing was stored" "$(cat ended)"
+    expect "the users after $signal" "$before" "$(contents)"
+done
+
+# Killed by the system when a file reaches 3 MB: some users have left the memory by then.
 for file in new journal wal; do
     rm -f users.db*
-    [ $file = new ] || users old | userdb import - >/dev/null
-    # The bytes of the header that ask for a write-ahead log.
-    [ $file != wal ] || printf '\2\2' | dd of=users.db bs=1 seek=18 conv=notrunc status=none
+    [ $file = new ] || userdb import old.jsonl >/dev/null
+    [ $file != wal ] || sqlite3 users.db "PRAGMA journal_mode = WAL" >/dev/null
     before=$(contents)
-    begin_import "$userdb"
-    kill -KILL $!
+    (ulimit -c 0 -f 3000 && exec "$userdb" --db users.db import new.jsonl) >said 2>&1 &
     end_import >ended
-    expect "the kill, $file" "status 137: " "$(cat ended)"
+    expect "the kill, $file" "status 153: " "$(cat ended)"
     if [ $file = journal ]; then
         expect "what there is to undo" "userdb: users.db: a program that wrote to it was \
-interrupted; open it for writing once, by delete or set of a user" "$(userdb list 2>&1)"
+interrupted; userdb delete or set undoes that, where the folder may not be written on a copy of the \
+file and of those beside it" "$(userdb list 2>&1)"
     elif [ $file = wal ]; then
         expect "a log that is not empty" yes "$([ ! -s users.db-wal ] || echo yes)"
     fi
-    userdb delete nobody 0 2>/dev/null || true
+    userdb delete nobody:0 2>/dev/null || true
     expect "the users after the kill, $file" "$before" "$(contents)"
-    expect "the import again, $file" "stored 1000, ignored 0, read 1000" \
-        "$(users new | userdb import -)"
+    expect "the import again, $file" "stored 1000, ignored 0, read 1000" "$(userdb import new.jsonl)"
 done
 
 # Ends by the signal, also where a parent has left it ignored, as some do.

@@ -2,16 +2,15 @@
 
 #include "apps/userdb/interruption.h"
 #include "apps/userdb/kinds.h"
+#include "apps/userdb/line_reader.h"
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
+#include "apps/userdb/terminal.h"
 #include "base/base.shared/sqlite/error.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
-#include <cerrno>
-#include <chrono>
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -28,6 +27,25 @@ bool has_users(sqlite::database& connection) {
     const sqlite::result found =
         connection.execute("SELECT 1 FROM sqlite_master WHERE name = 'users'");
     return found.begin() != found.end();
+}
+
+/// The same failure in words for somebody at a command line, where we have any.
+sqlite::error explained(const sqlite::error& failure) {
+    switch (failure.code()) {
+    case SQLITE_CANTOPEN:
+        return {failure.code(), "there is no such file, or it cannot be opened"};
+    case SQLITE_NOTADB:
+        return {failure.code(), "it is no SQLite database, or an encrypted one"};
+    case SQLITE_READONLY:
+        return {failure.code(), "it may not be written"};
+    case SQLITE_READONLY_ROLLBACK:
+    case SQLITE_READONLY_RECOVERY:
+        return {failure.code(), "a program that wrote to it was interrupted; userdb delete or set "
+                                "undoes that, where the folder may not be written on a copy of the "
+                                "file and of those beside it"};
+    default:
+        return failure;
+    }
 }
 
 /// The store in a file. Only an import makes the table: any other command would put it into a
@@ -47,156 +65,131 @@ db::DBUser open_store(const options& common, sqlite::access_mode mode) {
         connection->set_statement_cache_capacity(16); // one for each kind of statement
         return {{}, connection};
     } catch (const sqlite::error& failure) {
-        switch (failure.code()) {
-        case SQLITE_READONLY_ROLLBACK:
-        case SQLITE_READONLY_RECOVERY:
-            throw sqlite::error(failure.code(),
-                                "a program that wrote to it was interrupted; open it "
-                                "for writing once, by delete or set of a user");
-        default:
-            throw;
-        }
+        throw explained(failure);
     }
 }
 
-void print_json(const db::UserRow& user_row) {
-    bool is_utf8 = true;
-    std::cout << to_json(user_row, is_utf8) << '\n';
-    if (!is_utf8) {
-        const user_key key{user_row.user_id, user_row.user_source};
-        std::cerr << "userdb: has bytes that are no UTF-8, written as U+FFFD: "
-                  << printable_text(key.text()) << '\n';
-    }
-}
+/// Prints records one after the other as the options say.
+class printer {
+public:
+    explicit printer(const options& common)
+        : m_json(common.json), m_limit(common.limit),
+          m_table(std::cout, {terminal_columns(), common.wide, has_colors()}) {}
 
-status show(const options& common, const std::vector<db::UserRow>& user_rows) {
-    if (user_rows.empty()) {
-        std::cerr << "userdb: nothing found\n";
-        return status::nothing_found;
-    }
-    if (common.json) {
-        for (const db::UserRow& user_row : user_rows) {
+    /// Whether more are to be printed.
+    bool print(const db::UserRow& user_row) {
+        if (m_json) {
             print_json(user_row);
+        } else {
+            m_table.add(user_row);
         }
-    } else {
-        const char* no_color = std::getenv("NO_COLOR");
-        const bool is_plain = no_color != nullptr && *no_color != '\0';
-        print_table(std::cout, user_rows, isatty(STDOUT_FILENO) != 0 && !is_plain);
+        return ++m_count < m_limit && std::cout;
     }
-    return status::done;
+    status finish() {
+        if (m_count == 0) {
+            std::cerr << "userdb: nothing found\n";
+            return status::nothing_found;
+        }
+        if (!m_json) {
+            m_table.finish();
+        }
+        return status::done;
+    }
+
+private:
+    static bool has_colors() {
+        const char* no_color = std::getenv("NO_COLOR");
+        return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
+    }
+    static void print_json(const db::UserRow& user_row) {
+        bool is_utf8 = true;
+        std::cout << to_json(user_row, is_utf8) << '\n';
+        if (!is_utf8) {
+            const user_key key{user_row.user_id, user_row.user_source};
+            std::cerr << "userdb: has bytes that are no UTF-8, written as U+FFFD: "
+                      << printable_text(key.text()) << '\n';
+        }
+    }
+
+    bool m_json;
+    size_t m_limit;
+    size_t m_count = 0;
+    table_writer m_table;
+};
+
+/// Prints the records that `walk` hands to a visitor.
+template <typename Walk>
+status print_all(const options& common, const Walk& walk) {
+    printer out(common);
+    walk([&out](const db::UserRow& user_row) { return out.print(user_row); });
+    return out.finish();
 }
 
-/// A count on standard error while work goes on, if that is a terminal; wiped out at the end.
-class progress {
-public:
-    explicit progress(std::string what) : m_what(std::move(what)) {}
-    ~progress() {
-        if (m_shown) {
-            std::cerr << "\r\033[K" << std::flush;
-        }
+using visitor = std::function<bool(db::UserRow&)>;
+
+void walk(const options& common, const filter& wanted, const visitor& visit) {
+    db::DBUser users = open_store(common, sqlite::read_only);
+    const auto kinds = static_cast<db::UserDataType>(wanted.data_type);
+    if (wanted.data_type != 0 && wanted.source) {
+        users.WalkUsersByDataTypeAndSource(kinds, *wanted.source, visit);
+    } else if (wanted.data_type != 0) {
+        users.WalkUsersByDataType(kinds, visit);
+    } else {
+        users.WalkAll([&](db::UserRow& user_row) {
+            const bool is_wanted = !wanted.source || user_row.user_source == *wanted.source;
+            return !is_wanted || visit(user_row);
+        });
     }
-    progress(const progress&) = delete;
-    progress& operator=(const progress&) = delete;
+}
 
-    void show(size_t count) {
-        const auto now = std::chrono::steady_clock::now();
-        if (m_is_terminal && now - m_last >= std::chrono::milliseconds(100)) {
-            std::cerr << '\r' << m_what << ' ' << count << std::flush;
-            m_last = now;
-            m_shown = true;
-        }
-    }
-
-private:
-    std::string m_what;
-    bool m_is_terminal = isatty(STDERR_FILENO) != 0;
-    bool m_shown = false;
-    std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
-};
-
-/// The lines of a file, "-" for standard input.
-class line_reader {
-public:
-    explicit line_reader(const std::string& file)
-        : m_name(file == "-" ? "standard input" : file),
-          m_file(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
-        require(m_file >= 0);
-    }
-    ~line_reader() {
-        if (m_file > STDIN_FILENO) {
-            close(m_file);
-        }
-    }
-    line_reader(const line_reader&) = delete;
-    line_reader& operator=(const line_reader&) = delete;
-
-    /// False at the end. Throws `interrupted` if a signal came before or while waiting.
-    bool next(std::string& line) {
-        ++m_number;
-        line.clear();
-        do {
-            const size_t end = m_read.find('\n', m_begin);
-            line.append(m_read, m_begin, end - m_begin);
-            if (end != std::string::npos) {
-                m_begin = end + 1;
-                interruption::check();
-                return true;
-            }
-        } while (read_more());
-        return !line.empty();
-    }
-
-    /// Where the line read last stands.
-    [[nodiscard]] std::string place() const { return m_name + ":" + std::to_string(m_number); }
-
-private:
-    bool read_more() {
-        constexpr size_t at_once = 65536;
-        m_begin = 0;
-        m_read.resize(m_ended ? 0 : at_once);
-        if (!m_ended) {
-            interruption::wait_for_input(m_file);
-            const ssize_t size = read(m_file, m_read.data(), m_read.size());
-            interruption::check();
-            require(size >= 0);
-            m_read.resize(static_cast<size_t>(size));
-            m_ended = size == 0; // a terminal would be asked again
-        }
-        return !m_ended;
-    }
-    void require(bool works) const {
-        if (!works) {
-            throw bad_input("cannot read " + m_name + ": " + std::strerror(errno));
-        }
-    }
-
-    std::string m_name;
-    int m_file;
-    std::string m_read;
-    size_t m_begin = 0; // of what next() has yet to give
-    bool m_ended = false;
-    size_t m_number = 0;
-};
-
-/// Calls `work` with each record of a file of JSON lines inside one transaction, which a signal
-/// rolls back. Returns the number of lines; what `work` does not take names its line.
-size_t for_each_record(db::DBUser& users, line_reader& lines,
+/// Calls `work` with each record of the lines. What it does not take names its line.
+size_t for_each_record(line_reader& lines, const char* doing,
                        const std::function<void(db::UserRow&)>& work) {
-    const interruption until_rolled_back;
-    size_t read = 0;
-    users.as_transaction([&] {
-        progress counter("lines read:");
-        for (std::string line; lines.next(line);) {
-            try {
-                db::UserRow user_row = from_json(line);
-                work(user_row);
-            } catch (const bad_input& failure) {
-                throw bad_input(lines.place() + ": " + failure.what());
-            }
-            counter.show(++read);
+    progress shown(doing);
+    size_t count = 0;
+    for (std::string line; lines.next(line);) {
+        try {
+            db::UserRow user_row = from_json(line);
+            work(user_row);
+        } catch (const bad_input& failure) {
+            throw bad_input(lines.place() + ": " + failure.what());
         }
-    });
-    return read;
+        shown.show(++count, lines.share_read());
+    }
+    return count;
+}
+
+/// Does `work` with each record of a file inside one transaction, which a signal rolls back, and
+/// returns their number. All records are checked before the database is opened: a pipe may keep
+/// them waiting, and while a transaction waits nobody else can write.
+size_t change_by_records(const options& common, line_reader& lines, sqlite::access_mode mode,
+                         const std::function<void(db::DBUser&, db::UserRow&)>& work) {
+    {
+        const interruption until_checked;
+        for_each_record(lines, "checking", [](db::UserRow&) {});
+        lines.rewind();
+    }
+    db::DBUser users = open_store(common, mode);
+    const interruption until_rolled_back(users.GetDB()->native_handle());
+    size_t count = 0;
+    try {
+        users.as_transaction([&] {
+            count = for_each_record(lines, "writing",
+                                    [&](db::UserRow& user_row) { work(users, user_row); });
+        });
+    } catch (const sqlite::error&) {
+        interruption::check();
+        throw;
+    }
+    return count;
+}
+
+/// Prints what was done to the database.
+status say_done(const std::string& what, bool found_any) {
+    if (!(std::cout << what << std::endl)) {
+        throw untold(what);
+    }
+    return found_any ? status::done : status::nothing_found;
 }
 
 status say_changed(const char* what, uint32_t count) {
@@ -204,8 +197,31 @@ status say_changed(const char* what, uint32_t count) {
         std::cerr << "userdb: nothing found\n";
         return status::nothing_found;
     }
-    std::cout << what << ' ' << count << '\n';
-    return status::done;
+    return say_done(std::string(what) + ' ' + std::to_string(count), true);
+}
+
+/// The update that sets a field of a user, the value checked. Returns the number of rows changed.
+std::function<uint32_t(db::DBUser&)> change_of(const std::string& field, const user_key& key,
+                                               const std::string& value) {
+    if (field == "remark") {
+        return [key, remark = remark_of(value)](db::DBUser& users) {
+            return db::DBUser::UpdateRemarkByIdAndSource(remark, key.user_id, key.source, users);
+        };
+    }
+    if (field == "data-type") {
+        return [key, data_type = data_type_of(value)](db::DBUser& users) {
+            return db::DBUser::UpdateDataTypeByIdAndSource(data_type, key.user_id, key.source,
+                                                           users);
+        };
+    }
+    if (value != "0" && value != "1") {
+        throw bad_input("the value of " + field + " must be 0 or 1");
+    }
+    const auto update = field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
+                                        : db::DBUser::UpdateIsAttentionByIdAndSource;
+    return [key, update, is_set = value == "1"](db::DBUser& users) {
+        return update(is_set, key.user_id, key.source, users);
+    };
 }
 
 /// The number of rows stored, 0 or 1.
@@ -232,42 +248,60 @@ uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
 
 status import_contacts(const options& common, const std::string& file, on_conflict policy) {
     line_reader lines(file);
-    db::DBUser users = open_store(common, sqlite::read_write_create);
     size_t stored = 0;
-    const size_t read = for_each_record(
-        users, lines, [&](db::UserRow& row) { stored += store(users, row, policy); });
-    std::cout << "stored " << stored << ", ignored " << read - stored << ", read " << read << '\n';
-    return status::done;
+    const size_t read = change_by_records(
+        common, lines, sqlite::read_write_create,
+        [&](db::DBUser& users, db::UserRow& row) { stored += store(users, row, policy); });
+    return say_done("stored " + std::to_string(stored) + ", ignored " +
+                        std::to_string(read - stored) + ", read " + std::to_string(read),
+                    true);
 }
 
 status search(const options& common, const std::string& key_word) {
-    return show(common, open_store(common, sqlite::read_only).SearchUserRowsWithKeyWord(key_word));
+    if (!db::is_searchable(key_word)) {
+        throw bad_input("the keyword '" + key_word +
+                        "' is no valid regular expression, or its cost has no bound");
+    }
+    db::DBUser users = open_store(common, sqlite::read_only);
+    return print_all(common,
+                     [&](const visitor& visit) { users.WalkUserRowsWithKeyWord(key_word, visit); });
 }
 
-status list(const options& common, uint32_t data_type, std::optional<uint32_t> source) {
-    db::DBUser users = open_store(common, sqlite::read_only);
-    const auto mask = static_cast<db::UserDataType>(data_type);
-    if (data_type != 0) {
-        return show(common, source ? users.GetUsersByDataTypeAndSource(mask, *source)
-                                   : users.GetUsersByDataType(mask));
-    }
-    std::vector<db::UserRow> user_rows = users.GetAll();
-    if (source) {
-        std::erase_if(user_rows, [&](const auto& user) { return user.user_source != *source; });
-    }
-    return show(common, user_rows);
+status list(const options& common, const filter& wanted) {
+    return print_all(common, [&](const visitor& visit) { walk(common, wanted, visit); });
 }
 
-status get(const options& common, const user_key& key, uint32_t data_type) {
+status count(const options& common, const filter& wanted) {
+    size_t users = 0;
+    walk(common, wanted, [&users](db::UserRow&) { return ++users > 0; });
+    std::cout << users << '\n';
+    return status::done;
+}
+
+status get(const options& common, const std::vector<user_key>& keys, uint32_t data_type) {
+    constexpr std::ptrdiff_t at_once = 500; // the cost of a batch grows faster than its size
     db::DBUser users = open_store(common, sqlite::read_only);
-    std::vector<db::UserRow> found(1);
-    const uint32_t count =
-        data_type == 0
-            ? users.GetUserByUserIdAndSource(key.user_id, key.source, found[0])
-            : users.GetUserByIdSourceAndDataType(
-                  key.user_id, key.source, static_cast<db::UserDataType>(data_type), found[0]);
-    found.resize(count);
-    return show(common, found);
+    printer out(common);
+    for (auto begin = keys.begin(); begin != keys.end();) {
+        const auto end = begin + std::min(keys.end() - begin, at_once);
+        std::set<std::pair<std::string, int>> asked;
+        std::map<std::string, user_key> missing;
+        for (; begin != end; ++begin) {
+            const auto source = static_cast<int>(begin->source);
+            asked.emplace(begin->user_id, source);
+            missing.emplace(users.make_local_user_id(begin->user_id, source), *begin);
+        }
+        for (const db::UserRow& user_row : users.GetUserRowsByUserIds(asked)) {
+            if (data_type == 0 || (user_row.data_type & data_type) != 0) {
+                missing.erase(user_row.local_user_id);
+                out.print(user_row);
+            }
+        }
+        for (const auto& [local_user_id, key] : missing) {
+            std::cerr << "userdb: not found: " << printable_text(key.text()) << '\n';
+        }
+    }
+    return out.finish();
 }
 
 status remove(const options& common, const user_key& key) {
@@ -275,87 +309,44 @@ status remove(const options& common, const user_key& key) {
     return say_changed("deleted", users.DelUserByUserIdAndSource(key.user_id, key.source));
 }
 
-status get_all_of(const options& common, const std::vector<user_key>& keys) {
-    db::DBUser users = open_store(common, sqlite::read_only);
-    std::set<std::pair<std::string, int>> asked;
-    std::map<std::string, const user_key*> missing;
-    for (const user_key& key : keys) {
-        const auto source = static_cast<int>(key.source);
-        asked.emplace(key.user_id, source);
-        missing.emplace(users.make_local_user_id(key.user_id, source), &key);
-    }
-    const std::vector<db::UserRow> found = users.GetUserRowsByUserIds(asked);
-    for (const db::UserRow& user : found) {
-        missing.erase(user.local_user_id);
-    }
-    for (const auto& [local_user_id, key] : missing) {
-        std::cerr << "userdb: not found: " << printable_text(key->text()) << '\n';
-    }
-    return found.empty() ? status::nothing_found : show(common, found);
-}
-
-status export_users(const options& common) {
-    for (const db::UserRow& user_row : open_store(common, sqlite::read_only).GetAll()) {
-        print_json(user_row);
-    }
+status export_users(options common) {
+    common.json = true;
+    printer out(common);
+    open_store(common, sqlite::read_only).WalkAll([&out](const db::UserRow& user_row) {
+        return out.print(user_row);
+    });
     return status::done;
 }
 
 status update(const options& common, const std::string& file) {
     line_reader lines(file);
-    db::DBUser users = open_store(common, sqlite::read_write);
     std::vector<std::string> missing;
-    const size_t read = for_each_record(users, lines, [&](db::UserRow& row) {
-        if (users.Update(row) == 0) {
-            missing.push_back(lines.place() +
-                              ": not found: " + user_key{row.user_id, row.user_source}.text());
-        }
-    });
+    const size_t read = change_by_records(
+        common, lines, sqlite::read_write, [&](db::DBUser& users, db::UserRow& row) {
+            if (users.Update(row) == 0) {
+                const user_key key{row.user_id, row.user_source};
+                missing.push_back(lines.place() + ": not found: " + key.text());
+            }
+        });
     for (const std::string& line : missing) {
         std::cerr << "userdb: " << printable_text(line) << '\n';
     }
     const size_t updated = read - missing.size();
-    std::cout << "updated " << updated << ", not found " << missing.size() << ", read " << read
-              << '\n';
-    return updated == 0 ? status::nothing_found : status::done;
+    return say_done("updated " + std::to_string(updated) + ", not found " +
+                        std::to_string(missing.size()) + ", read " + std::to_string(read),
+                    updated > 0);
 }
 
 status create_index(const options& common) {
     open_store(common, sqlite::read_write).CreateUserIdIndex();
-    std::cout << "indexed\n";
-    return status::done;
+    return say_done("indexed", true);
 }
 
 status set(const options& common, const std::string& field, const user_key& key,
            const std::string& value) {
-    const bool is_flag = field == "star" || field == "attention";
-    if (is_flag && value != "0" && value != "1") {
-        throw bad_input("the value of " + field + " must be 0 or 1");
-    }
-    const uint32_t data_type = field == "data-type" ? data_type_of(value) : 0;
+    const auto change = change_of(field, key, value);
     db::DBUser users = open_store(common, sqlite::read_write);
-    const std::map<std::string, std::function<uint32_t()>> updates{
-        {"star",
-         [&] {
-             return db::DBUser::UpdateIsStartByIdAndSource(value == "1", key.user_id, key.source,
-                                                           users);
-         }},
-        {"attention",
-         [&] {
-             return db::DBUser::UpdateIsAttentionByIdAndSource(value == "1", key.user_id,
-                                                               key.source, users);
-         }},
-        {"remark",
-         [&] {
-             return db::DBUser::UpdateRemarkByIdAndSource(value, key.user_id, key.source, users);
-         }},
-        {"data-type",
-         [&] {
-             return db::DBUser::UpdateDataTypeByIdAndSource(data_type, key.user_id, key.source,
-                                                            users);
-         }},
-    };
-    return say_changed("changed", updates.at(field)());
+    return say_changed("changed", change(users));
 }
 
 } // namespace userdb

@@ -1,5 +1,6 @@
 #include "apps/userdb/interruption.h"
 
+#include <sqlite3.h>
 #include <sys/select.h>
 
 namespace userdb {
@@ -9,14 +10,19 @@ namespace {
 constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
 
 volatile std::sig_atomic_t noted = 0;
+sqlite3* volatile running = nullptr;
 
 void note(int signal) {
     noted = signal;
+    if (running != nullptr) {
+        sqlite3_interrupt(running); // only sets a flag
+    }
 }
 
 } // namespace
 
-interruption::interruption() : m_before() {
+interruption::interruption(sqlite3* connection) : m_before() {
+    running = connection;
     struct sigaction action {};
     action.sa_handler = note;
     for (size_t i = 0; i < signals.size(); ++i) {
@@ -31,6 +37,7 @@ interruption::~interruption() {
     for (size_t i = 0; i < signals.size(); ++i) {
         sigaction(signals[i], &m_before[i], nullptr);
     }
+    running = nullptr;
 }
 
 void interruption::check() {

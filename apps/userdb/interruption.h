@@ -4,6 +4,8 @@
 #include <csignal>
 #include <exception>
 
+struct sqlite3;
+
 namespace userdb {
 
 /// Work was stopped by a signal.
@@ -17,11 +19,12 @@ private:
     int m_signal;
 };
 
-/// While it lives SIGINT, SIGTERM and SIGHUP are noted instead of ending the process; those that
-/// are ignored stay so. One at a time.
+/// While it lives SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and end the
+/// statement that runs on a connection; those that are ignored stay so. One at a time.
 class interruption {
 public:
-    interruption();
+    /// The connection, if any, must outlive this.
+    explicit interruption(sqlite3* connection = nullptr);
     ~interruption();
     interruption(const interruption&) = delete;
     interruption& operator=(const interruption&) = delete;

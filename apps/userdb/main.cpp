@@ -1,30 +1,65 @@
 #include "apps/userdb/commands.h"
+#include "apps/userdb/help.h"
 #include "apps/userdb/interruption.h"
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
+#include "apps/userdb/terminal.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-uint32_t source_of(const std::string& text) {
-    uint32_t source = 0;
+constexpr uint32_t largest = std::numeric_limits<uint32_t>::max();
+
+uint32_t number_of(const std::string& what, const std::string& text, uint32_t least) {
+    uint32_t number = 0;
     const char* end = text.data() + text.size();
-    const auto [stop, failure] = std::from_chars(text.data(), end, source);
-    if (failure != std::errc() || stop != end) {
-        throw userdb::bad_input("the source '" + text +
-                                "' must be a whole number from 0 to 4294967295");
+    const auto [stop, failure] = std::from_chars(text.data(), end, number);
+    if (failure != std::errc() || stop != end || number < least) {
+        throw userdb::bad_input("the " + what + " '" + text + "' must be a whole number from " +
+                                std::to_string(least) + " to " + std::to_string(largest));
     }
-    return source;
+    return number;
+}
+
+uint32_t source_of(const std::string& text) {
+    return number_of("source", text, 0);
+}
+
+/// Two words without a colon in the second are one user, else each is one.
+std::vector<userdb::user_key> users_of(const std::vector<std::string>& words) {
+    if (words.size() == 2 && words[1].find(':') == std::string::npos) {
+        return {{words[0], source_of(words[1])}};
+    }
+    std::vector<userdb::user_key> keys;
+    for (const std::string& word : words) {
+        const size_t colon = word.rfind(':');
+        if (colon == std::string::npos) {
+            throw userdb::bad_input("the user '" + word + "' must be USER_ID:SOURCE");
+        }
+        keys.push_back({word.substr(0, colon), source_of(word.substr(colon + 1))});
+    }
+    return keys;
+}
+
+userdb::user_key user_of(const std::vector<std::string>& words) {
+    const std::vector<userdb::user_key> keys = users_of(words);
+    if (keys.size() != 1) {
+        throw userdb::bad_input("one user is needed, as USER_ID:SOURCE");
+    }
+    return keys.front();
 }
 
 /// What the command line said.
@@ -34,11 +69,9 @@ struct arguments {
     std::string policy = "replace";
     std::string key_word;
     std::string field;
-    std::string value;
-    std::string user_id;
-    std::string source;
-    std::optional<std::string> only_source;
-    std::vector<std::string> users;
+    std::vector<std::string> words;
+    std::optional<std::string> source;
+    std::optional<std::string> limit;
     std::vector<std::string> types;
 
     [[nodiscard]] uint32_t data_type() const {
@@ -48,7 +81,24 @@ struct arguments {
         }
         return mask;
     }
-    [[nodiscard]] userdb::user_key key() const { return {user_id, source_of(source)}; }
+    [[nodiscard]] userdb::filter filter() const {
+        userdb::filter wanted{data_type(), std::nullopt};
+        if (source) {
+            wanted.source = source_of(*source);
+        }
+        return wanted;
+    }
+    [[nodiscard]] userdb::options options() const {
+        userdb::options all = common;
+        if (limit) {
+            all.limit = number_of("limit", *limit, 1);
+        }
+        return all;
+    }
+    [[nodiscard]] userdb::status set() const {
+        const std::vector<std::string> user(words.begin(), words.end() - 1);
+        return userdb::set(common, field, user_of(user), words.back());
+    }
 };
 
 const std::map<std::string, userdb::on_conflict> policies{
@@ -57,24 +107,25 @@ const std::map<std::string, userdb::on_conflict> policies{
     {"fail", userdb::on_conflict::fail},
 };
 
-/// Two arguments without a colon in the second are one user, else each is one.
-userdb::status get(const arguments& args) {
-    const std::vector<std::string>& users = args.users;
-    if (users.size() == 2 && users[1].find(':') == std::string::npos) {
-        return userdb::get(args.common, {users[0], source_of(users[1])}, args.data_type());
-    }
-    if (!args.types.empty()) {
-        throw userdb::bad_input("--type goes with one USER_ID SOURCE");
-    }
-    std::vector<userdb::user_key> keys;
-    for (const std::string& user : users) {
-        const size_t colon = user.rfind(':');
-        if (colon == std::string::npos) {
-            throw userdb::bad_input("'" + user + "' must be USER_ID:SOURCE");
+/// The library that parses the command line takes "[a,b]" for a list and "{}" for none. With a NUL
+/// byte at its end, which no argument of a process has, such a word stays whole.
+std::vector<std::string> guarded(int argc, char** argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    for (std::string& word : words) {
+        if (word.starts_with('[') || word.starts_with('{')) {
+            word += '\0';
         }
-        keys.push_back({user.substr(0, colon), source_of(user.substr(colon + 1))});
     }
-    return userdb::get_all_of(args.common, keys);
+    return words;
+}
+
+std::string without_guard(const std::string& word) {
+    return word.substr(0, word.find('\0'));
+}
+
+/// To be called with each option that takes any text.
+void take_as_typed(CLI::Option* option) {
+    option->transform(without_guard);
 }
 
 using command = std::function<userdb::status()>;
@@ -88,17 +139,19 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     app.fallthrough();
     app.get_formatter()->label("TEXT", ""); // the names say more
     app.get_formatter()->label("REQUIRED", "");
-    app.add_option("--db", args.common.database,
-                   "The SQLite file that holds the table users (required)")
-        ->option_text("FILE")
-        ->required();
+    take_as_typed(app.add_option("-d,--db", args.common.database,
+                                 "The SQLite file that holds the table users")
+                      ->option_text("FILE")
+                      ->envname("USERDB_DB")
+                      ->required());
     app.footer("Environment:\n"
-               "  NO_COLOR  If not empty, the head of a table is not bold on a terminal\n"
+               "  USERDB_DB  The file, where --db is not given\n"
+               "  NO_COLOR   If not empty, the head of a table is not bold on a terminal\n"
                "\n"
                "Exit status:\n"
                "  0  Done\n"
                "  1  Nothing found\n"
-               "  2  Bad usage or bad input\n"
+               "  2  Bad usage or bad input; nothing is changed\n"
                "  3  The database cannot be opened or used\n"
                "  4  Done, but standard output cannot be written");
 
@@ -107,9 +160,15 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
         sub->callback([&chosen, run = std::move(run)] { chosen = run; });
         return sub;
     };
-    const auto add_json = [&](CLI::App* sub) {
+    const auto add_output = [&](CLI::App* sub) {
         sub->add_flag("--json", args.common.json,
                       "Print one JSON object a line, as import takes it, not a table");
+        sub->add_flag(
+            "--wide", args.common.wide,
+            "Cut nothing that is too wide for the screen or, off a screen, for 40 columns");
+    };
+    const auto add_limit = [&](CLI::App* sub) {
+        sub->add_option("--limit", args.limit, "Only the first so many users")->option_text("N");
     };
     const auto add_type = [&](CLI::App* sub) {
         sub->add_option("--type", args.types, "Only users of this kind; repeated, of any of them")
@@ -117,18 +176,29 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
             ->check(CLI::IsMember({"user", "contact", "public-account"}))
             ->allow_extra_args(false);
     };
-    const auto add_key = [&](CLI::App* sub) {
-        sub->add_option("USER_ID", args.user_id, "Put -- before one that begins with -")
-            ->required();
-        sub->add_option("SOURCE", args.source, "The numeric source of the user id")->required();
+    const auto add_filter = [&](CLI::App* sub) {
+        add_type(sub);
+        sub->add_option("--source", args.source, "Only users of this source")
+            ->option_text("SOURCE");
+    };
+    const auto add_words = [&](CLI::App* sub, const char* rest, int least, int most) {
+        take_as_typed(
+            sub->add_option(
+                   "USER", args.words,
+                   "USER_ID:SOURCE, or the two as words; put -- before one that begins with -")
+                ->option_text(rest)
+                ->required()
+                ->expected(least, most));
     };
     const auto add_input = [&](CLI::App* sub) {
-        sub->add_option("CONTACTS.jsonl", args.input,
-                        "One JSON object a line, keys named as the fields of a record; - for "
-                        "standard input. Only user_id must be there, other missing keys take their "
-                        "defaults. remark and group_info may be JSON objects or arrays instead of "
-                        "texts, up to 100 levels deep. local_user_id is formed anew")
-            ->required();
+        take_as_typed(
+            sub->add_option(
+                   "CONTACTS.jsonl", args.input,
+                   "One JSON object a line, keys named as the fields of a record; - for standard "
+                   "input. Only user_id must be there, other missing keys take their defaults. "
+                   "remark and group_info may be JSON objects or arrays instead of texts, up to "
+                   "100 levels deep. local_user_id is formed anew")
+                ->required());
     };
 
     CLI::App* import =
@@ -147,30 +217,28 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
         [&] { return userdb::export_users(args.common); });
 
     CLI::App* search = add("search", "Find contacts by name, remark name or group nick name",
-                           [&] { return userdb::search(args.common, args.key_word); });
-    search->add_option("KEYWORD", args.key_word, "A POSIX extended regular expression")->required();
-    add_json(search);
+                           [&] { return userdb::search(args.options(), args.key_word); });
+    take_as_typed(
+        search->add_option("KEYWORD", args.key_word, "A POSIX extended regular expression")
+            ->required());
+    add_limit(search);
+    add_output(search);
 
-    CLI::App* list = add("list", "List users", [&] {
-        const auto source =
-            args.only_source ? std::optional(source_of(*args.only_source)) : std::nullopt;
-        return userdb::list(args.common, args.data_type(), source);
+    CLI::App* list =
+        add("list", "List users", [&] { return userdb::list(args.options(), args.filter()); });
+    add_filter(list);
+    add_limit(list);
+    add_output(list);
+
+    CLI::App* get = add("get", "Print users, and say which are not stored", [&] {
+        return userdb::get(args.common, users_of(args.words), args.data_type());
     });
-    add_type(list);
-    list->add_option("--source", args.only_source, "Only users of this source")
-        ->option_text("SOURCE");
-    add_json(list);
+    add_words(get, "...", 1, CLI::detail::expected_max_vector_size);
+    add_type(get);
+    add_output(get);
 
-    CLI::App* get_users = add("get", "Print one user, or many and say which are not stored",
-                              [&] { return get(args); });
-    get_users
-        ->add_option(
-            "USER", args.users,
-            "USER_ID SOURCE, or any number of USER_ID:SOURCE; put -- before one that begins with -")
-        ->option_text("...")
-        ->required();
-    add_type(get_users);
-    add_json(get_users);
+    add_filter(add("count", "Print how many users there are",
+                   [&] { return userdb::count(args.common, args.filter()); }));
 
     add_input(add("update",
                   "Rewrite the stored record of each user in a file, but for device_id and "
@@ -185,31 +253,58 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
         "file larger",
         [&] { return userdb::create_index(args.common); });
 
-    CLI::App* set = add("set", "Change one field of one user and raise user_version by 1", [&] {
-        return userdb::set(args.common, args.field, args.key(), args.value);
-    });
+    CLI::App* set =
+        add("set",
+            "Change one field of one user and raise user_version by 1. VALUE is 0 or 1 for "
+            "star and attention; a number, or kinds joined by commas (contact,user), for "
+            "data-type; the remark name or the whole remark as a JSON object for remark, "
+            "empty for none",
+            [&] { return args.set(); });
     set->add_option("FIELD", args.field, "What to change")
         ->option_text("star|attention|remark|data-type")
         ->required()
         ->check(CLI::IsMember({"star", "attention", "remark", "data-type"}));
-    add_key(set);
-    set->add_option("VALUE", args.value,
-                    "0 or 1 for star and attention, a text for remark, a number or kinds joined by "
-                    "commas (contact,user) for data-type")
-        ->required();
+    add_words(set, "VALUE", 2, 3);
 
-    add_key(
-        add("delete", "Delete one user", [&] { return userdb::remove(args.common, args.key()); }));
+    add_words(add("delete", "Delete one user",
+                  [&] { return userdb::remove(args.common, user_of(args.words)); }),
+              "", 1, 2);
+}
+
+/// What is wrong with a command line that names no command.
+std::string misspelt(const CLI::App& app, const std::string& word) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    const std::string meant = userdb::likeliest(word, names);
+    return "'" + word + "' is no command; " +
+           (meant.empty() ? "userdb --help lists them" : "did you mean '" + meant + "'?");
+}
+
+/// Helps, or says what is wrong with the command line.
+userdb::status answer(const CLI::App& app, const CLI::ParseError& failure) {
+    const std::vector<std::string> rest = app.remaining();
+    const bool is_help = failure.get_exit_code() == 0;
+    if (!is_help && app.get_subcommands().empty() && !rest.empty() && rest[0].front() != '-') {
+        throw userdb::bad_input(misspelt(app, rest[0]));
+    }
+    std::ostringstream help;
+    app.exit(failure, help, std::cerr);
+    std::cout << userdb::wrapped(help.str(), userdb::terminal_columns());
+    return is_help ? userdb::status::done : userdb::status::bad_input;
 }
 
 userdb::status run(const command& chosen, const arguments& args) {
     try {
         const userdb::status status = chosen();
         if (!std::cout.flush()) {
-            std::cerr << "userdb: done, but cannot write standard output\n";
-            return userdb::status::done_untold;
+            throw userdb::untold("done");
         }
         return status;
+    } catch (const userdb::untold& done) {
+        std::cerr << "userdb: " << done.what() << ", but standard output cannot be written\n";
+        return userdb::status::done_untold;
     } catch (const userdb::interrupted& interruption) {
         std::cerr << "userdb: interrupted, nothing was stored\n";
         std::raise(interruption.signal()); // ends the process, and tells the shell why
@@ -228,17 +323,20 @@ userdb::status run(const command& chosen, const arguments& args) {
 
 int main(int argc, char** argv) try {
     std::signal(SIGPIPE, SIG_DFL); // a reader that has enough ends the program quietly
+    std::ios::sync_with_stdio(false);
     CLI::App app("Look into the table users of a messaging client's database.", "userdb");
     arguments args;
     command chosen;
     describe(app, args, chosen);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> words = guarded(argc, argv);
+        std::reverse(words.begin(), words.end()); // as the library wants them
+        app.parse(words);
     } catch (const CLI::ParseError& failure) {
-        return app.exit(failure) == 0 ? 0 : static_cast<int>(userdb::status::bad_input);
+        return static_cast<int>(answer(app, failure));
     }
     return static_cast<int>(run(chosen, args));
 } catch (const std::exception& failure) {
-    std::cerr << "userdb: " << failure.what() << '\n';
+    std::cerr << "userdb: " << userdb::printable_text(failure.what()) << '\n';
     return static_cast<int>(userdb::status::bad_input);
 }

@@ -2,6 +2,8 @@
 
 #include "bll/bll.shared/db2/user_columns.h"
 
+#include <algorithm>
+#include <charconv>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -11,127 +13,301 @@ namespace userdb {
 
 namespace {
 
-using json = nlohmann::ordered_json; // keeps the order of members
+using nlohmann::json;
 
-constexpr int max_depth = 100; // writing a text takes stack for each level
-
-std::string dump(const json& value) {
-    return value.dump(-1, ' ', false, json::error_handler_t::replace);
-}
+constexpr size_t max_depth = 100; // other readers of a remark take stack for each level
 
 [[noreturn]] void refuse(const std::string& key, const std::string& why) {
     throw bad_input("key '" + key + "': " + why);
 }
 
-/// Parses one object, and refuses what a plain parse would let pass.
-json parse_object(const std::string& text) {
-    std::set<std::string> keys;
-    std::string key;
-    const auto check = [&](int depth, json::parse_event_t event, json& parsed) {
-        if (depth > max_depth) {
-            refuse(key, "nested more than " + std::to_string(max_depth) + " levels deep");
+/// Appends a text as a JSON string. Bytes that are no UTF-8 become U+FFFD; returns whether there
+/// are none.
+bool append_string(std::string& out, const std::string& text) {
+    const bool is_plain = std::all_of(text.begin(), text.end(), [](char c) {
+        return c >= ' ' && c != '"' && c != '\\'; // char may be signed: nor any byte beyond ASCII
+    });
+    if (is_plain) {
+        (out += '"').append(text) += '"';
+        return true;
+    }
+    try {
+        out += json(text).dump();
+        return true;
+    } catch (const json::type_error&) {
+        out += json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+        return false;
+    }
+}
+
+/// Takes what a JSON text holds in the order of the text. A tree of it would look for each new
+/// member among those before it, and the time grow with their square.
+class json_events : public nlohmann::json_sax<json> {
+public:
+    bool null() final { return scalar("null"); }
+    bool boolean(bool value) final { return scalar(value ? "true" : "false"); }
+    bool number_integer(int64_t value) final { return scalar(std::to_string(value)); }
+    bool number_unsigned(uint64_t value) final { return scalar(std::to_string(value)); }
+    bool number_float(double /*value*/, const std::string& digits) final { return scalar(digits); }
+    bool binary(json::binary_t& /*value*/) final { return false; } // no text holds any
+    bool start_object(size_t /*size*/) final { return open('{'); }
+    bool end_object() final { return close('}'); }
+    bool start_array(size_t /*size*/) final { return open('['); }
+    bool end_array() final { return close(']'); }
+
+    bool parse_error(size_t position, const std::string& /*token*/,
+                     const json::exception& /*failure*/) override {
+        throw bad_input("no JSON from byte " + std::to_string(position) + " on");
+    }
+
+    /// A number, true, false or null as it is written.
+    virtual bool scalar(const std::string& token) = 0;
+    virtual bool open(char bracket) = 0;
+    virtual bool close(char bracket) = 0;
+};
+
+/// Writes what it is told of without blanks.
+class compact_writer : public json_events {
+public:
+    bool scalar(const std::string& token) override {
+        separate();
+        m_text += token;
+        return true;
+    }
+    bool open(char bracket) override {
+        separate();
+        m_text += bracket;
+        return true;
+    }
+    bool close(char bracket) override {
+        m_text += bracket;
+        return true;
+    }
+    bool string(std::string& value) override {
+        separate();
+        append_string(m_text, value);
+        return true;
+    }
+    bool key(std::string& name) override {
+        string(name);
+        m_text += ':';
+        return true;
+    }
+    /// What is written so far; the next text begins.
+    std::string take() { return std::exchange(m_text, {}); }
+
+private:
+    void separate() {
+        if (!m_text.empty() &&
+            std::string_view("{[:").find(m_text.back()) == std::string_view::npos) {
+            m_text += ',';
         }
-        if (event == json::parse_event_t::key && depth == 1) {
-            key = parsed.get<std::string>();
-            if (!keys.insert(key).second) {
-                refuse(key, "given twice");
-            }
+    }
+
+    std::string m_text;
+};
+
+/// Fills a record.
+class record_reader : public json_events {
+public:
+    explicit record_reader(db::UserRow& user_row) : m_row(user_row) {}
+
+    bool string(std::string& value) override {
+        if (m_depth > 1) {
+            m_structure.string(value);
+        } else {
+            assign(std::move(value), true);
         }
         return true;
-    };
-    try {
-        json object = json::parse(text, check);
-        if (object.is_object()) {
-            return object;
+    }
+    bool key(std::string& name) override {
+        if (m_depth > 1) {
+            m_structure.key(name);
+            return true;
         }
-    } catch (const json::out_of_range&) {
-        refuse(key, "a number too large");
-    } catch (const json::parse_error& failure) {
-        throw bad_input("no JSON from byte " + std::to_string(failure.byte) + " on");
+        m_key = name;
+        bool is_known = false;
+        db::for_each_user_column(
+            [&](const auto& column) { is_known = is_known || name == column.name; });
+        if (!is_known) {
+            refuse(m_key, "unknown");
+        }
+        if (!m_keys.insert(m_key).second) {
+            refuse(m_key, "given twice");
+        }
+        return true;
     }
-    throw bad_input("no JSON object");
-}
+    bool parse_error(size_t position, const std::string& token,
+                     const json::exception& failure) override {
+        if (dynamic_cast<const json::out_of_range*>(&failure) != nullptr) {
+            refuse(m_key, "a number too large");
+        }
+        return json_events::parse_error(position, token, failure);
+    }
+    bool scalar(const std::string& token) override {
+        if (m_depth > 1) {
+            m_structure.scalar(token);
+        } else {
+            assign(token, false);
+        }
+        return true;
+    }
+    bool open(char bracket) override {
+        if (m_depth == 0 && bracket != '{') {
+            refuse_whole();
+        }
+        if (m_depth == max_depth) {
+            refuse(m_key, "nested more than " + std::to_string(max_depth) + " levels deep");
+        }
+        if (m_depth == 1 && !may_be_structured()) {
+            assign({}, false);
+        }
+        if (m_depth > 0) {
+            m_structure.open(bracket);
+        }
+        ++m_depth;
+        return true;
+    }
+    bool close(char bracket) override {
+        --m_depth;
+        if (m_depth > 0) {
+            m_structure.close(bracket);
+        }
+        if (m_depth == 1) {
+            assign(m_structure.take(), true);
+        }
+        return true;
+    }
+    [[nodiscard]] bool has(const std::string& key) const { return m_keys.count(key) > 0; }
 
-void assign(std::string& field, const json& value, const std::string& key) {
-    const bool may_be_structured = key == "remark" || key == "group_info";
-    if (value.is_string()) {
-        field = value.get<std::string>();
-    } else if (may_be_structured && value.is_structured()) {
-        field = dump(value);
-    } else {
-        refuse(key, may_be_structured ? "must be a text, an object or an array" : "must be a text");
+private:
+    [[noreturn]] static void refuse_whole() { throw bad_input("no JSON object"); }
+    [[nodiscard]] bool may_be_structured() const {
+        return m_key == "remark" || m_key == "group_info";
     }
-}
+    /// Puts a value into the field of the present key, which takes either texts or numbers.
+    void assign(std::string value, bool is_text) {
+        if (m_depth == 0) {
+            refuse_whole();
+        }
+        db::for_each_user_column([&](const auto& column) {
+            if (m_key == column.name) {
+                put(m_row.*column.field, std::move(value), is_text);
+            }
+        });
+    }
+    void put(std::string& field, std::string value, bool is_text) const {
+        if (!is_text) {
+            refuse(m_key, may_be_structured() ? "must be a text, an object or an array"
+                                              : "must be a text");
+        }
+        field = std::move(value);
+    }
+    template <std::integral Integer>
+    void put(Integer& field, const std::string& value, bool is_text) const {
+        using limits = std::numeric_limits<Integer>;
+        const char* end = value.data() + value.size();
+        const auto [stop, failure] = std::from_chars(value.data(), end, field);
+        if (is_text || failure != std::errc() || stop != end) {
+            refuse(m_key, "must be a whole number from " + std::to_string(limits::min()) + " to " +
+                              std::to_string(limits::max()));
+        }
+    }
 
-template <typename Integer>
-void assign(Integer& field, const json& value, const std::string& key) {
-    using limits = std::numeric_limits<Integer>;
-    const bool fits = value.is_number_unsigned() ? std::in_range<Integer>(value.get<uint64_t>())
-                                                 : value.is_number_integer() &&
-                                                       std::in_range<Integer>(value.get<int64_t>());
-    if (!fits) {
-        refuse(key, "must be a whole number from " + std::to_string(limits::min()) + " to " +
-                        std::to_string(limits::max()));
+    db::UserRow& m_row;
+    size_t m_depth = 0;
+    std::string m_key; // the last one of the record
+    std::set<std::string> m_keys;
+    compact_writer m_structure; // the object or array that is the value of m_key
+};
+
+/// Collects the texts of members.
+class member_collector : public json_events {
+public:
+    explicit member_collector(std::string name) : m_name(std::move(name)) {}
+
+    bool string(std::string& value) override {
+        if (m_is_next) {
+            m_texts.push_back(std::move(value));
+        }
+        return other();
     }
-    field = value.get<Integer>();
-}
+    bool key(std::string& name) override {
+        m_is_next = name == m_name;
+        return true;
+    }
+    bool parse_error(size_t /*position*/, const std::string& /*token*/,
+                     const json::exception& /*failure*/) override {
+        m_texts.clear();
+        return false;
+    }
+    bool scalar(const std::string& /*token*/) override { return other(); }
+    bool open(char /*bracket*/) override { return other(); }
+    bool close(char /*bracket*/) override { return other(); }
+    std::vector<std::string> take() { return std::move(m_texts); }
+
+private:
+    bool other() {
+        m_is_next = false;
+        return true;
+    }
+
+    std::string m_name;
+    bool m_is_next = false; // the value is that of a member with the name
+    std::vector<std::string> m_texts;
+};
 
 } // namespace
 
 std::string to_json(const db::UserRow& user_row, bool& is_utf8) {
-    json object;
-    db::for_each_user_column(
-        [&](const auto& column) { object[column.name] = user_row.*column.field; });
-    try {
-        is_utf8 = true;
-        return object.dump();
-    } catch (const json::type_error&) {
-        is_utf8 = false;
-        return dump(object);
-    }
+    std::string object;
+    is_utf8 = true;
+    db::for_each_user_column([&](const auto& column) {
+        const auto& value = user_row.*column.field;
+        object.append(object.empty() ? "{\"" : ",\"").append(column.name) += "\":";
+        if constexpr (std::is_same_v<decltype(value), const std::string&>) {
+            is_utf8 = append_string(object, value) && is_utf8;
+        } else {
+            object += std::to_string(value);
+        }
+    });
+    return object + '}';
 }
 
 db::UserRow from_json(const std::string& json_text) {
     if (json_text.find('\0') != std::string::npos) {
         throw bad_input("there is a NUL byte in the line"); // the parser would end there
     }
-    const json object = parse_object(json_text);
     db::UserRow user_row;
-    for (const auto& member : object.items()) {
-        const std::string& key = member.key();
-        bool known = false;
-        db::for_each_user_column([&](const auto& column) {
-            if (key == column.name) {
-                assign(user_row.*column.field, member.value(), key);
-                known = true;
-            }
-        });
-        if (!known) {
-            refuse(key, "unknown");
-        }
-    }
-    if (!object.contains("user_id")) {
+    record_reader reader(user_row);
+    json::sax_parse(json_text, &reader);
+    if (!reader.has("user_id")) {
         refuse("user_id", "missing");
     }
     return user_row;
 }
 
-std::vector<std::string> member_texts(const std::string& json_text, const std::string& name) {
-    std::vector<std::string> texts;
-    bool wanted = false;
-    const auto collect = [&](int /*depth*/, json::parse_event_t event, json& parsed) {
-        if (event == json::parse_event_t::value && wanted && parsed.is_string()) {
-            texts.push_back(parsed.get<std::string>());
-        }
-        wanted = event == json::parse_event_t::key && parsed == name;
-        return true;
-    };
-    try {
-        [[maybe_unused]] const json all = json::parse(json_text, collect);
-    } catch (const json::exception&) {
-        texts.clear();
+std::string remark_of(const std::string& text) {
+    if (text.empty()) {
+        return {};
     }
-    return texts;
+    const size_t first = text.find_first_not_of(" \t\r\n");
+    if (first != std::string::npos && text[first] == '{') {
+        compact_writer writer;
+        json::sax_parse(text, static_cast<json_events*>(&writer));
+        return writer.take();
+    }
+    std::string remark = R"({"remark_name":)";
+    if (!append_string(remark, text)) {
+        throw bad_input("the remark has bytes that are no UTF-8");
+    }
+    return remark + '}';
+}
+
+std::vector<std::string> member_texts(const std::string& json_text, const std::string& name) {
+    member_collector collector(name);
+    json::sax_parse(json_text, &collector);
+    return collector.take();
 }
 
 } // namespace userdb

@@ -19,12 +19,16 @@ public:
 std::string to_json(const db::UserRow& user_row, bool& is_utf8);
 
 /// The record that a JSON object holds; missing keys keep their defaults. `remark` and `group_info`
-/// may be objects or arrays, which become compact JSON texts, whole numbers beyond 64 bits and
-/// fractions rounded to doubles. Throws `bad_input`, which names the key unless the text is no
-/// JSON.
-db::UserRow from_json(const std::string& json);
+/// may be objects or arrays, which become compact JSON texts, with their numbers as they are
+/// written. Throws `bad_input`, which names the key unless the text is no JSON.
+db::UserRow from_json(const std::string& json_text);
+
+/// A remark for what somebody typed: a JSON object becomes compact, any other text becomes the
+/// remark name of a new one, and no text is no remark. Throws `bad_input` for what begins with a
+/// brace and is no JSON object.
+std::string remark_of(const std::string& text);
 
 /// The texts of all members with this name in a JSON text, at any depth; none if it is no JSON.
-std::vector<std::string> member_texts(const std::string& json, const std::string& name);
+std::vector<std::string> member_texts(const std::string& json_text, const std::string& name);
 
 } // namespace userdb

@@ -7,6 +7,8 @@
 #include <array>
 #include <clocale>
 #include <cwchar>
+#include <limits>
+#include <numeric>
 #include <string>
 #include <utility>
 
@@ -14,22 +16,24 @@ namespace userdb {
 
 namespace {
 
+constexpr size_t gap = 2;              // columns between two cells
+constexpr size_t narrowest = 8;        // that a column gets on a screen
+constexpr size_t most_off_screen = 40; // columns of a cell
+
 /// Makes this thread read texts as UTF-8 while it lives, whatever the user's locale.
 class utf8_locale {
 public:
-    utf8_locale()
-        : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_before(uselocale(m_utf8)) {}
-    ~utf8_locale() {
-        uselocale(m_before);
-        if (m_utf8 != nullptr) {
-            freelocale(m_utf8);
-        }
-    }
+    utf8_locale() : m_before(uselocale(utf8())) {}
+    ~utf8_locale() { uselocale(m_before); }
     utf8_locale(const utf8_locale&) = delete;
     utf8_locale& operator=(const utf8_locale&) = delete;
 
 private:
-    locale_t m_utf8;
+    static locale_t utf8() {
+        static locale_t once = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+        return once;
+    }
+
     locale_t m_before;
 };
 
@@ -43,30 +47,46 @@ bool is_deceptive(wchar_t character) {
     });
 }
 
-/// A text that is safe to print, and the columns that it takes.
-struct cell {
-    std::string text;
-    size_t width = 0;
+bool is_plain(char c) {
+    return c >= ' ' && c <= '~';
+}
 
-    void append(std::string_view character, int columns) {
-        text += columns < 0 ? "\uFFFD" : character;
-        width += columns < 0 ? 1 : static_cast<size_t>(columns);
+/// Takes the first character off a text, and shows it.
+table_cell take_character(std::string_view& text) {
+    wchar_t character = 0;
+    std::mbstate_t state{};
+    const size_t size = std::mbrtowc(&character, text.data(), text.size(), &state);
+    const bool is_valid = size != 0 && size <= text.size();
+    const std::string_view taken = text.substr(0, is_valid ? size : 1);
+    text.remove_prefix(taken.size());
+    const int width = is_valid && !is_deceptive(character) ? wcwidth(character) : -1;
+    return width < 0 ? table_cell{"\uFFFD", 1}
+                     : table_cell{std::string(taken), static_cast<size_t>(width)};
+}
+
+void append(table_cell& cell, const table_cell& more) {
+    cell.text += more.text;
+    cell.width += more.width;
+}
+
+table_cell printable(std::string_view text) {
+    if (std::all_of(text.begin(), text.end(), is_plain)) {
+        return {std::string(text), text.size()};
     }
-};
-
-cell printable(std::string_view text) {
-    cell shown;
+    table_cell shown;
     while (!text.empty()) {
-        wchar_t character = 0;
-        std::mbstate_t state{};
-        const size_t size = std::mbrtowc(&character, text.data(), text.size(), &state);
-        const bool valid = size != 0 && size <= text.size();
-        const size_t taken = valid ? size : 1;
-        const bool is_shown = valid && !is_deceptive(character);
-        shown.append(text.substr(0, taken), is_shown ? wcwidth(character) : -1);
-        text.remove_prefix(taken);
+        append(shown, take_character(text));
     }
     return shown;
+}
+
+/// As much of a longer text as there is room for, an ellipsis, and blanks up to the width.
+std::string cut(std::string_view text, size_t width) {
+    table_cell kept;
+    for (table_cell next; kept.width + next.width < width; next = take_character(text)) {
+        append(kept, next);
+    }
+    return kept.text + "…" + std::string(width - kept.width - 1, ' ');
 }
 
 std::string joined(const std::vector<std::string>& texts) {
@@ -77,17 +97,6 @@ std::string joined(const std::vector<std::string>& texts) {
     return all;
 }
 
-using line = std::array<cell, 6>;
-
-line cells(const db::UserRow& user) {
-    return {printable(user.user_id),
-            printable(std::to_string(user.user_source)),
-            printable(kinds_in(user.data_type)),
-            printable(user.user_name),
-            printable(joined(member_texts(user.remark, "remark_name"))),
-            printable(joined(member_texts(user.group_info, "nick_name")))};
-}
-
 } // namespace
 
 std::string printable_text(const std::string& text) {
@@ -95,26 +104,86 @@ std::string printable_text(const std::string& text) {
     return printable(text).text;
 }
 
-void print_table(std::ostream& out, const std::vector<db::UserRow>& user_rows, bool bold_head) {
+void table_writer::add(const db::UserRow& user_row) {
+    constexpr size_t held_back = 100;
     const utf8_locale utf8;
-    std::vector<line> lines{{printable("USER ID"), printable("SOURCE"), printable("KIND"),
-                             printable("NAME"), printable("REMARK NAME"), printable("NICK NAMES")}};
-    std::transform(user_rows.begin(), user_rows.end(), std::back_inserter(lines), cells);
-    std::array<size_t, std::tuple_size_v<line>> widths{};
-    for (const line& cells : lines) {
-        for (size_t i = 0; i < cells.size(); ++i) {
-            widths[i] = std::max(widths[i], cells[i].width);
+    line cells{printable(user_row.user_id),
+               printable(std::to_string(user_row.user_source)),
+               printable(kinds_in(user_row.data_type)),
+               printable(user_row.user_name),
+               printable(joined(member_texts(user_row.remark, "remark_name"))),
+               printable(joined(member_texts(user_row.group_info, "nick_name")))};
+    if (m_is_measured) {
+        m_out << text_of(cells) << '\n';
+        return;
+    }
+    m_first.push_back(std::move(cells));
+    if (m_first.size() == held_back) {
+        finish();
+    }
+}
+
+void table_writer::finish() {
+    if (m_is_measured) {
+        return;
+    }
+    const utf8_locale utf8;
+    const line head{printable("USER ID"), printable("SOURCE"),      printable("KIND"),
+                    printable("NAME"),    printable("REMARK NAME"), printable("NICK NAMES")};
+    measure(head);
+    m_out << (m_layout.bold_head ? "\033[1m" : "") << text_of(head)
+          << (m_layout.bold_head ? "\033[m" : "") << '\n';
+    for (const line& cells : m_first) {
+        m_out << text_of(cells) << '\n';
+    }
+    m_out << std::flush;
+    m_first.clear();
+}
+
+void table_writer::measure(const line& head) {
+    m_is_measured = true;
+    for (size_t i = 0; i < columns; ++i) {
+        m_widths[i] = head[i].width;
+        for (const line& cells : m_first) {
+            m_widths[i] = std::max(m_widths[i], cells[i].width);
         }
     }
-    for (const line& cells : lines) {
-        std::string text;
-        for (size_t i = 0; i < cells.size(); ++i) {
-            text += cells[i].text + std::string(widths[i] - cells[i].width + 2, ' ');
-        }
-        text.erase(text.find_last_not_of(' ') + 1);
-        const bool is_bold = bold_head && &cells == &lines.front();
-        out << (is_bold ? "\033[1m" : "") << text << (is_bold ? "\033[m" : "") << '\n';
+    if (m_layout.is_wide) {
+        m_limits.fill(std::numeric_limits<size_t>::max());
+    } else if (m_layout.screen == 0) {
+        m_limits.fill(most_off_screen);
+    } else {
+        fit_screen();
     }
+    for (size_t i = 0; i < columns; ++i) {
+        m_widths[i] = std::min(m_widths[i], m_limits[i]);
+    }
+}
+
+void table_writer::fit_screen() {
+    const auto used = [this] {
+        return std::accumulate(m_widths.begin(), m_widths.end(), gap * (columns - 1));
+    };
+    const auto widest = [this]() -> size_t& {
+        return *std::max_element(m_widths.begin(), m_widths.end());
+    };
+    while (used() > m_layout.screen && widest() > narrowest) {
+        --widest();
+    }
+    m_limits = m_widths;
+    // Nothing stands behind the last one.
+    m_limits.back() += m_layout.screen - std::min(m_layout.screen, used());
+}
+
+std::string table_writer::text_of(const line& cells) const {
+    std::string text;
+    for (size_t i = 0; i < columns; ++i) {
+        const bool fits = cells[i].width <= m_limits[i];
+        text += fits ? cells[i].text : cut(cells[i].text, m_limits[i]);
+        text.append(gap + m_widths[i] - std::min(m_widths[i], cells[i].width), ' ');
+    }
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
 }
 
 } // namespace userdb

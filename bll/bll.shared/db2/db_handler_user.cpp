@@ -243,6 +243,16 @@ bool is_interrupted(sqlite3* db) {
     return sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) == SQLITE_INTERRUPT;
 }
 
+/// What a keyword becomes for a name.
+std::string name_pattern(const std::string& key_word) {
+    return ".*" + key_word + ".*";
+}
+
+/// What a keyword becomes for the members of this name in a JSON text.
+std::string member_pattern(const char* name, const std::string& key_word) {
+    return "(\"" + std::string(name) + R"(":"([^"]*)" + key_word + R"([^"]*)))";
+}
+
 /// The container that a matcher uses. The first call makes it.
 base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container,
                                       const sqlite::database& db) {
@@ -264,6 +274,16 @@ std::string escape_key_word(const std::string& text) {
         key_word += c;
     }
     return key_word;
+}
+
+bool is_searchable(const std::string& key_word) {
+    base::RegexContainer regex;
+    const auto builds = [&](const std::string& pattern) {
+        regex.build_reg(key_word, pattern);
+        return regex.check_key_word(key_word);
+    };
+    return key_word.find('\0') == std::string::npos &&
+           (builds(name_pattern(key_word)) || builds(member_pattern("remark_name", key_word)));
 }
 
 bool operator==(const UserRow& one, const UserRow& other) {
@@ -507,7 +527,7 @@ void DBUser::create_custom_function() {
 bool DBUser::remark_name_search(std::string remark, std::string key_word) {
     base::RegexContainer& regex = existing_or_new(m_remark_name_search_regex, *m_db);
     if (!regex.check_key_word(key_word)) {
-        regex.build_reg(key_word, R"(("remark_name":"([^"]*)" + key_word + R"([^"]*)))");
+        regex.build_reg(key_word, member_pattern("remark_name", key_word));
     }
     return regex.exec(remark.c_str());
 }
@@ -515,7 +535,7 @@ bool DBUser::remark_name_search(std::string remark, std::string key_word) {
 bool DBUser::user_name_search(std::string user_name, std::string key_word) {
     base::RegexContainer& regex = existing_or_new(m_user_name_search_regex, *m_db);
     if (!regex.check_key_word(key_word)) {
-        regex.build_reg(key_word, ".*" + key_word + ".*");
+        regex.build_reg(key_word, name_pattern(key_word));
     }
     return regex.exec(user_name.c_str());
 }
@@ -532,7 +552,7 @@ bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     base::RegexContainer& regex = existing_or_new(group_member_search_regex, *m_db);
     if (!regex.check_key_word(key_word)) {
         regex.clear();
-        regex.build_reg(key_word, R"(("nick_name":"([^"]*)" + key_word + R"([^"]*)))");
+        regex.build_reg(key_word, member_pattern("nick_name", key_word));
     }
     return regex.exec(group_info.c_str());
 }

@@ -60,6 +60,11 @@ bool operator==(const UserRow& one, const UserRow& other);
 /// in an expression.
 [[nodiscard]] std::string escape_key_word(const std::string& text);
 
+/// Whether a search by this keyword may find somebody: false if it holds a NUL byte, or if for none
+/// of the texts searched it makes a valid expression that `base::RegexContainer` does not refuse.
+/// Costs one or two builds of such a container. Throws std::bad_alloc.
+[[nodiscard]] bool is_searchable(const std::string& key_word);
+
 /// The handler of the table `users`: every user that the client knows of.
 ///
 /// Creates the table if it is missing and registers the SQL function `USER_REGEX` on the shared

@@ -1,0 +1,63 @@
+#include "apps/userdb/help.h"
+
+#include <algorithm>
+#include <numeric>
+#include <sstream>
+#include <utility>
+
+namespace userdb {
+
+namespace {
+
+/// Where the last column of a line begins, two blanks or more behind the one before.
+size_t last_column(const std::string& line) {
+    const size_t gap = line.rfind("  ");
+    return gap == std::string::npos ? 0 : gap + 2;
+}
+
+/// How many letters have to be changed, added or taken away to make one word the other.
+size_t distance(const std::string& one, const std::string& other) {
+    std::vector<size_t> row(other.size() + 1); // for the beginning of `one` seen so far
+    std::iota(row.begin(), row.end(), 0);
+    for (size_t i = 0; i < one.size(); ++i) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < other.size(); ++j) {
+            const size_t changed = diagonal + (one[i] == other[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string wrapped(const std::string& text, size_t columns) {
+    std::istringstream lines(text);
+    std::string all;
+    for (std::string line; std::getline(lines, line);) {
+        const size_t indent = last_column(line);
+        const bool has_room = columns > indent + 20;
+        while (has_room && line.size() > columns) {
+            const size_t blank = line.rfind(' ', columns);
+            if (blank < indent || blank == std::string::npos) {
+                break;
+            }
+            all += line.substr(0, blank) + '\n';
+            line = std::string(indent, ' ') + line.substr(blank + 1);
+        }
+        all += line + '\n';
+    }
+    return all;
+}
+
+std::string likeliest(const std::string& misspelt, const std::vector<std::string>& words) {
+    const auto closest =
+        std::min_element(words.begin(), words.end(), [&](const auto& one, const auto& other) {
+            return distance(misspelt, one) < distance(misspelt, other);
+        });
+    const bool is_like = closest != words.end() && distance(misspelt, *closest) <= 2;
+    return is_like ? *closest : "";
+}
+
+} // namespace userdb

@@ -1,0 +1,36 @@
+#include "apps/userdb/terminal.h"
+
+#include <iostream>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace userdb {
+
+size_t terminal_columns() {
+    struct winsize size {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+progress::~progress() {
+    if (m_is_shown) {
+        std::cerr << "\r\033[K" << std::flush;
+    }
+}
+
+void progress::show(size_t lines, double share) {
+    const auto now = clock::now();
+    if (now - m_last < std::chrono::milliseconds(100) || isatty(STDERR_FILENO) == 0) {
+        return;
+    }
+    std::cerr << '\r' << m_doing << ' ' << lines << " lines";
+    if (share > 0) {
+        const double seconds = std::chrono::duration<double>(now - m_start).count();
+        std::cerr << ", " << static_cast<int>(100 * share) << " %, "
+                  << static_cast<int>(seconds * (1 - share) / share) + 1 << " s left";
+    }
+    std::cerr << "\033[K" << std::flush;
+    m_last = now;
+    m_is_shown = true;
+}
+
+} // namespace userdb
