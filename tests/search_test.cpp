@@ -70,6 +70,10 @@ TEST_F(Search, FindsContactsInTheirOrder) {
     EXPECT_EQ(found("'); DROP TABLE users; --"), "");
     EXPECT_EQ(found(""), "abcef");
     EXPECT_EQ(found("noodle("), "") << "no valid expression";
+    EXPECT_FALSE(db::is_searchable("noodle(") || db::is_searchable("(a)\\1"));
+    EXPECT_FALSE(db::is_searchable("no\0dle"s));
+    EXPECT_TRUE(db::is_searchable("noodle") && db::is_searchable("")) << "or nobody could search";
+    EXPECT_TRUE(db::is_searchable("))|((x")) << "valid for remarks alone";
     EXPECT_EQ(found("noodle"), "abce");
     fails(SQLITE_MISUSE, "NUL", [&] { found("no\0dle"s); });
 }

@@ -6,7 +6,6 @@
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
 #include "apps/userdb/terminal.h"
-#include "base/base.shared/sqlite/error.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <algorithm>
@@ -29,44 +28,21 @@ bool has_users(sqlite::database& connection) {
     return found.begin() != found.end();
 }
 
-/// The same failure in words for somebody at a command line, where we have any.
-sqlite::error explained(const sqlite::error& failure) {
-    switch (failure.code()) {
-    case SQLITE_CANTOPEN:
-        return {failure.code(), "there is no such file, or it cannot be opened"};
-    case SQLITE_NOTADB:
-        return {failure.code(), "it is no SQLite database, or an encrypted one"};
-    case SQLITE_READONLY:
-        return {failure.code(), "it may not be written"};
-    case SQLITE_READONLY_ROLLBACK:
-    case SQLITE_READONLY_RECOVERY:
-        return {failure.code(), "a program that wrote to it was interrupted; userdb delete or set "
-                                "undoes that, where the folder may not be written on a copy of the "
-                                "file and of those beside it"};
-    default:
-        return failure;
-    }
-}
-
 /// The store in a file. Only an import makes the table: any other command would put it into a
 /// database of somebody else's. No operation used here asks for the current account.
 db::DBUser open_store(const options& common, sqlite::access_mode mode) {
     if (common.database.empty() || common.database == ":memory:") {
         throw bad_input("--db must name a file");
     }
-    try {
-        // SQLite may read a name that begins like this as a URI.
-        const bool looks_like_uri = common.database.starts_with("file:");
-        const auto connection = std::make_shared<sqlite::database>(
-            (looks_like_uri ? "./" : "") + common.database, mode);
-        if (mode != sqlite::read_write_create && !has_users(*connection)) {
-            throw sqlite::error(SQLITE_ERROR, "it has no table users");
-        }
-        connection->set_statement_cache_capacity(16); // one for each kind of statement
-        return {{}, connection};
-    } catch (const sqlite::error& failure) {
-        throw explained(failure);
+    // SQLite may read a name that begins like this as a URI.
+    const bool looks_like_uri = common.database.starts_with("file:");
+    const auto connection =
+        std::make_shared<sqlite::database>((looks_like_uri ? "./" : "") + common.database, mode);
+    if (mode != sqlite::read_write_create && !has_users(*connection)) {
+        throw sqlite::error(SQLITE_ERROR, "it has no table users");
     }
+    connection->set_statement_cache_capacity(16); // one for each kind of statement
+    return {{}, connection};
 }
 
 /// Prints records one after the other as the options say.
@@ -245,6 +221,27 @@ uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
 }
 
 } // namespace
+
+std::string explained(const sqlite::error& failure) {
+    switch (failure.code()) {
+    case SQLITE_CANTOPEN:
+        return "there is no such file, or it cannot be opened";
+    case SQLITE_NOTADB:
+        return "it is no SQLite database, or an encrypted one";
+    case SQLITE_BUSY:
+        return "another program has locked it";
+    case SQLITE_READONLY:
+        return "it may not be written";
+    case SQLITE_READONLY_ROLLBACK:
+    case SQLITE_READONLY_RECOVERY:
+    case SQLITE_READONLY_DIRECTORY:
+        return "a program that wrote to it was interrupted; userdb delete or set undoes that, "
+               "where "
+               "the folder may not be written on a copy of the file and of those beside it";
+    default:
+        return failure.what();
+    }
+}
 
 status import_contacts(const options& common, const std::string& file, on_conflict policy) {
     line_reader lines(file);

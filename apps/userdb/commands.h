@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/base.shared/sqlite/error.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -48,6 +50,9 @@ class untold : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/// What a failure of the database means to somebody at a command line.
+std::string explained(const sqlite::error& failure);
 
 // The commands. Each throws `bad_input` or `sqlite::error` for what it cannot do.
 

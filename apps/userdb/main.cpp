@@ -110,8 +110,9 @@ const std::map<std::string, userdb::on_conflict> policies{
 /// The library that parses the command line takes "[a,b]" for a list and "{}" for none. With a NUL
 /// byte at its end, which no argument of a process has, such a word stays whole.
 std::vector<std::string> guarded(int argc, char** argv) {
-    std::vector<std::string> words(argv + 1, argv + argc);
-    for (std::string& word : words) {
+    std::vector<std::string> words;
+    for (int i = 1; i < argc; ++i) {
+        std::string& word = words.emplace_back(argv[i]);
         if (word.starts_with('[') || word.starts_with('{')) {
             word += '\0';
         }
@@ -309,12 +310,9 @@ userdb::status run(const command& chosen, const arguments& args) {
         std::cerr << "userdb: interrupted, nothing was stored\n";
         std::raise(interruption.signal()); // ends the process, and tells the shell why
         return userdb::status::bad_input;
-    } catch (const userdb::bad_input& failure) {
-        std::cerr << "userdb: " << userdb::printable_text(failure.what()) << '\n';
-        return userdb::status::bad_input;
-    } catch (const std::exception& failure) {
-        std::cerr << "userdb: "
-                  << userdb::printable_text(args.common.database + ": " + failure.what()) << '\n';
+    } catch (const sqlite::error& failure) {
+        const std::string what = args.common.database + ": " + userdb::explained(failure);
+        std::cerr << "userdb: " << userdb::printable_text(what) << '\n';
         return userdb::status::database_failed;
     }
 }
@@ -336,7 +334,10 @@ int main(int argc, char** argv) try {
         return static_cast<int>(answer(app, failure));
     }
     return static_cast<int>(run(chosen, args));
-} catch (const std::exception& failure) {
+} catch (const userdb::bad_input& failure) {
     std::cerr << "userdb: " << userdb::printable_text(failure.what()) << '\n';
     return static_cast<int>(userdb::status::bad_input);
+} catch (const std::exception& failure) { // no memory
+    std::cerr << "userdb: " << failure.what() << '\n';
+    return static_cast<int>(userdb::status::database_failed);
 }

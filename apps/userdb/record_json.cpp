@@ -3,10 +3,10 @@
 #include "bll/bll.shared/db2/user_columns.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <string_view>
 
 namespace userdb {
@@ -107,6 +107,16 @@ private:
     std::string m_text;
 };
 
+constexpr auto column_names =
+    std::apply([](const auto&... column) { return std::array{std::string_view(column.name)...}; },
+               db::user_columns);
+
+/// Its size for any other name.
+constexpr size_t column_of(std::string_view name) {
+    return static_cast<size_t>(std::find(column_names.begin(), column_names.end(), name) -
+                               column_names.begin());
+}
+
 /// Fills a record.
 class record_reader : public json_events {
 public:
@@ -125,22 +135,20 @@ public:
             m_structure.key(name);
             return true;
         }
-        m_key = name;
-        bool is_known = false;
-        db::for_each_user_column(
-            [&](const auto& column) { is_known = is_known || name == column.name; });
-        if (!is_known) {
-            refuse(m_key, "unknown");
+        const size_t column = column_of(name);
+        if (column == column_names.size()) {
+            refuse(name, "unknown");
         }
-        if (!m_keys.insert(m_key).second) {
-            refuse(m_key, "given twice");
+        m_column = column;
+        if (std::exchange(m_given[m_column], true)) {
+            refuse(name, "given twice");
         }
         return true;
     }
     bool parse_error(size_t position, const std::string& token,
                      const json::exception& failure) override {
         if (dynamic_cast<const json::out_of_range*>(&failure) != nullptr) {
-            refuse(m_key, "a number too large");
+            refuse(key_name(), "a number too large");
         }
         return json_events::parse_error(position, token, failure);
     }
@@ -157,7 +165,7 @@ public:
             refuse_whole();
         }
         if (m_depth == max_depth) {
-            refuse(m_key, "nested more than " + std::to_string(max_depth) + " levels deep");
+            refuse(key_name(), "nested more than " + std::to_string(max_depth) + " levels deep");
         }
         if (m_depth == 1 && !may_be_structured()) {
             assign({}, false);
@@ -178,28 +186,30 @@ public:
         }
         return true;
     }
-    [[nodiscard]] bool has(const std::string& key) const { return m_keys.count(key) > 0; }
+    [[nodiscard]] bool has_user_id() const { return m_given[column_of("user_id")]; }
 
 private:
     [[noreturn]] static void refuse_whole() { throw bad_input("no JSON object"); }
+    [[nodiscard]] std::string key_name() const { return std::string(column_names[m_column]); }
     [[nodiscard]] bool may_be_structured() const {
-        return m_key == "remark" || m_key == "group_info";
+        return m_column == column_of("remark") || m_column == column_of("group_info");
     }
     /// Puts a value into the field of the present key, which takes either texts or numbers.
     void assign(std::string value, bool is_text) {
         if (m_depth == 0) {
             refuse_whole();
         }
+        size_t column_number = 0;
         db::for_each_user_column([&](const auto& column) {
-            if (m_key == column.name) {
+            if (column_number++ == m_column) {
                 put(m_row.*column.field, std::move(value), is_text);
             }
         });
     }
     void put(std::string& field, std::string value, bool is_text) const {
         if (!is_text) {
-            refuse(m_key, may_be_structured() ? "must be a text, an object or an array"
-                                              : "must be a text");
+            refuse(key_name(), may_be_structured() ? "must be a text, an object or an array"
+                                                   : "must be a text");
         }
         field = std::move(value);
     }
@@ -209,16 +219,16 @@ private:
         const char* end = value.data() + value.size();
         const auto [stop, failure] = std::from_chars(value.data(), end, field);
         if (is_text || failure != std::errc() || stop != end) {
-            refuse(m_key, "must be a whole number from " + std::to_string(limits::min()) + " to " +
-                              std::to_string(limits::max()));
+            refuse(key_name(), "must be a whole number from " + std::to_string(limits::min()) +
+                                   " to " + std::to_string(limits::max()));
         }
     }
 
     db::UserRow& m_row;
     size_t m_depth = 0;
-    std::string m_key; // the last one of the record
-    std::set<std::string> m_keys;
-    compact_writer m_structure; // the object or array that is the value of m_key
+    size_t m_column = 0; // that the last key of the record names
+    std::array<bool, column_names.size()> m_given{};
+    compact_writer m_structure; // the object or array that is the value of that key
 };
 
 /// Collects the texts of members.
@@ -281,7 +291,7 @@ db::UserRow from_json(const std::string& json_text) {
     db::UserRow user_row;
     record_reader reader(user_row);
     json::sax_parse(json_text, &reader);
-    if (!reader.has("user_id")) {
+    if (!reader.has_user_id()) {
         refuse("user_id", "missing");
     }
     return user_row;
