@@ -54,9 +54,9 @@ std::string wrapped(const std::string& text, size_t columns) {
 std::string likeliest(const std::string& misspelt, const std::vector<std::string>& words) {
     const auto closest =
         std::min_element(words.begin(), words.end(), [&](const auto& one, const auto& other) {
-            return distance(misspelt, one) < distance(misspelt, other);
+            return distance(one, misspelt) < distance(other, misspelt);
         });
-    const bool is_like = closest != words.end() && distance(misspelt, *closest) <= 2;
+    const bool is_like = closest != words.end() && distance(*closest, misspelt) <= 2;
     return is_like ? *closest : "";
 }
 
