@@ -62,8 +62,8 @@ enum class special_t {
 /// last of them. All failures are thrown as `sqlite::error`.
 class database {
 public:
-    /// Opens a file. Throws if that fails; a file that is no database is only found out by the
-    /// first statement.
+    /// Opens a file, or a database in memory. Throws if that fails; a file that is no database is
+    /// only found out by the first statement.
     explicit database(const std::string& path, const access_mode& mode = read_write_create,
                       const cache_type& cache = private_cache);
     explicit database(const special_t& special, const access_mode& mode = read_write_create,

@@ -28,9 +28,9 @@ public:
         using pointer = const row*;
         using reference = const row&;
 
+        const_iterator(const std::shared_ptr<sqlite3_stmt>& stmt, bool& end_reached);
         /// An end position, of any result.
         const_iterator();
-        const_iterator(const std::shared_ptr<sqlite3_stmt>& stmt, bool& end_reached);
         const_iterator(const const_iterator&) = default;
         const_iterator(const_iterator&&) = default;
         /// Makes this an iterator of the other's result.
@@ -74,7 +74,8 @@ public:
     /// end of the walk, in `database::changes`.
     [[nodiscard]] size_t row_modification_count() const;
 
-    /// The current row: the first one before any iterator has advanced. Steps nothing.
+    /// The current row, which is the first one before any iterator has advanced, and the end behind
+    /// the last one. They step nothing.
     [[nodiscard]] const_iterator begin() const;
     [[nodiscard]] const_iterator end() const;
 

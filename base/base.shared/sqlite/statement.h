@@ -39,11 +39,11 @@ public:
     /// Binds a copy of `value` to the parameter with the whole name `name`, prefix included
     /// (":user_id"). Values stay bound over executions; a parameter never bound is SQL NULL.
     /// Texts are bound by their length, NUL bytes included; the `const char*` form ends at the
-    /// first NUL and binds SQL NULL for a null pointer. Throws `error` for a name that the
-    /// statement does not have and for a text over SQLite's length limit (a billion bytes).
-    /// Finding a name is linear in the number of parameters.
+    /// first NUL and binds SQL NULL for a null pointer. Types that are not `bindable` do not
+    /// compile. Throws `error` for a name that the statement does not have and for a text over
+    /// SQLite's length limit (a billion bytes). Finding a name is linear in the number of
+    /// parameters.
     void bind(const std::string& name, const char* value);
-    /// For the types of `bindable`; any other does not compile.
     template <bindable T>
     void bind(const std::string& name, const T& value);
 

@@ -20,6 +20,7 @@ enum class UserDataType {
     USERDATA_CONTACT = 2,
     USERDATA_PUBLIC_ACCOUNT = 4,
 };
+
 constexpr UserDataType operator|(UserDataType one, UserDataType other) {
     return static_cast<UserDataType>(static_cast<int>(one) | static_cast<int>(other));
 }
@@ -115,7 +116,7 @@ public:
     /// Returns the number of rows deleted: 1, or 0 if the user is not stored.
     uint32_t DelUserByUserIdAndSource(std::string user_id, uint32_t user_source);
 
-    /// The users that share a bit with the mask, in SQLite's order. Reads the whole table.
+    /// The users that share a bit with the mask, or all, in SQLite's order. Reads the whole table.
     std::vector<db::UserRow> GetUsersByDataType(db::UserDataType data_type);
     std::vector<db::UserRow> GetUsersByDataTypeAndSource(db::UserDataType data_type,
                                                          uint32_t user_source);
