@@ -41,8 +41,8 @@ int main() {
         // them, or the first rows would pay for pages that the others find.
         tables.back().store.GetAll();
     }
-    std::cout << "| users | list, per row | list by C code, per row | search, per row | "
-                 "memory of a list |\n|---|---|---|---|---|\n"
+    std::cout << "| users | list by the store, per row | list by C code, per row | "
+                 "search, per row | memory of a list |\n|---|---|---|---|---|\n"
               << std::fixed << std::setprecision(2);
     for (size_t i = 0; i < tables.size(); ++i) {
         const auto per_row = [&](auto work) {
