@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Looks for each block of C++ in the README among the programs in examples/, and compares what they
 # print, built in the folder of the argument, with the README and with the comments at their top.
+# Then does what the README shows of userdb, from the same folder.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,7 +13,7 @@ fail() {
 programs=$(cat examples/*.cpp)
 mapfile -d '' -t blocks < <(
     awk '/^```cpp/ { inside = 1; next } /^```/ && inside { inside = 0; printf "%c", 0 } inside' README.md)
-[ ${#blocks[@]} -ge 3 ] || fail "the README has no blocks of C++"
+[ ${#blocks[@]} -ge 2 ] || fail "the README has no blocks of C++"
 for block in "${blocks[@]}"; do
     [[ $programs == *"$block"* ]] || fail "no example has" "$block"
 done
@@ -30,3 +31,15 @@ for source in examples/*.cpp; do
     printed=$("$1/$name") || fail "$name fails: $printed"
     diff <(echo "$told") <(echo "$printed") || fail "$name prints something else"
 done
+
+session=$(sed '1,/^## The program userdb/d' README.md | awk '/^```/ { ++fences; next } fences == 1')
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+ln -s "$PWD/examples" "$work"
+PATH=$(realpath "$1"):$PATH
+cd "$work"
+shown=$(grep '^\$ ' <<<"$session" | while read -r prompt command; do
+    echo "$prompt $command"
+    bash -c "$command" </dev/null 2>&1 || true
+done)
+diff <(echo "$session") <(echo "$shown") || fail "userdb does something else"
