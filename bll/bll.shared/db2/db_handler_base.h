@@ -33,12 +33,13 @@ public:
     /// Of two users the one who is not the current account; the second if neither is.
     std::pair<std::string, int> get_other(std::pair<std::string, int> first,
                                           std::pair<std::string, int> second);
-    std::pair<std::string, int> get_other(std::string first_id, int32_t first_source,
-                                          std::string second_id, int32_t second_source);
 
     std::pair<std::string, int> get_current_user();
     bool check_same_user(std::pair<std::string, int> first, std::pair<std::string, int> second);
     bool check_current_user(std::pair<std::string, int> user);
+    /// The same as for pairs.
+    std::pair<std::string, int> get_other(std::string first_id, int32_t first_source,
+                                          std::string second_id, int32_t second_source);
     /// Whether the id denotes a group: it begins with "group_", under any source.
     bool is_group(std::string user_id, int32_t source);
     bool is_group(std::pair<std::string, int> user);
