@@ -1,23 +1,25 @@
 # Completes the commands and options of userdb in bash.
 _userdb() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' i
-    local commands='import export search list get update index set delete'
+    local commands='import export search list get count update index set delete'
     for ((i = 1; i < COMP_CWORD; i++)); do
-        [[ " $commands " == *" ${COMP_WORDS[i]} "* && ${COMP_WORDS[i - 1]} != --db ]] &&
+        [[ " $commands " == *" ${COMP_WORDS[i]} "* && ! ${COMP_WORDS[i - 1]} =~ ^(-d|--db)$ ]] &&
             { command=${COMP_WORDS[i]}; break; }
     done
     case $before in
-        --db) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+        -d | --db) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
         --type) mapfile -t COMPREPLY < <(compgen -W 'user contact public-account' -- "$word"); return ;;
         --on-conflict) mapfile -t COMPREPLY < <(compgen -W 'replace ignore fail' -- "$word"); return ;;
+        --source | --limit) return ;;
     esac
-    local choices='--db --help --version'
+    local choices='-d --db -h --help --version'
     case $command in
         '') choices+=" $commands" ;;
         import) choices+=' --on-conflict' ;;
-        list) choices+=' --type --source --json' ;;
-        get) choices+=' --type --json' ;;
-        search) choices+=' --json' ;;
+        list) choices+=' --type --source --limit --json --wide' ;;
+        get) choices+=' --type --json --wide' ;;
+        count) choices+=' --type --source' ;;
+        search) choices+=' --limit --json --wide' ;;
         set) [[ $before == set ]] && choices+=' star attention remark data-type' ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word")
