@@ -135,6 +135,10 @@ settles_conflicts_as_told() {
     begin empty
     expect 0 "" import - <<<'{"user_id":"a","user_name":"old"}'
     expect 2 "standard input:2: key 'user_id'" import - --on-conflict fail <<<"$both"
+    mv users.db old.db
+    expect 2 "standard input:2: key" import - --on-conflict fail <<<$'{"user_id":"a"}\n{"user_id":"a"}'
+    [ "$(echo users.db*)" = 'users.db*' ] || { echo "a file is left of a failed import" >&2; exit 1; }
+    mv old.db users.db
     expect 2 "standard input:1: there is a NUL byte" import - \
         < <(printf '{"user_id":"b"}\0{"user_id":"c"}\n')
     expect 1 "" get b 0
@@ -148,18 +152,19 @@ aligns_wide_characters_and_hides_controls() {
     begin empty
     expect 0 "stored 3" import - <<'END'
 {"user_id":"a","user_source":7,"user_name":"小雨","data_type":3,"remark":{"remark_name":"x","phone":"y"},"group_info":[{"nick_name":"n"},"stray",{"nick_name":"m"}]}
-{"user_id":"b","user_name":"é\u001b[\u0000\u202e\u200b\ufeff","remark":"{broken"}
+{"user_id":"b","user_name":"é\u001b[\u0000\u202e\u200b\ufeff\u009b","remark":"{broken"}
 {"user_id":"c","user_name":"c%%","remark":{"remark_name":"z"}}
 END
     LC_ALL=C sed -i $'s/c%%/c\xe5%/' users.db # no UTF-8, which no import stores
     expect 0 "" list
     equal said /dev/fd/3 3<<'END'
-USER ID  SOURCE  KIND           NAME     REMARK NAME  NICK NAMES
-a        7       contact, user  小雨     x            n, m
-b        0                      é�[����
-c        0                      c�%      z
+USER ID  SOURCE  KIND           NAME      REMARK NAME  NICK NAMES
+a        7       contact, user  小雨      x            n, m
+b        0                      é�[�����
+c        0                      c�%       z
 END
     expect 0 "written as U+FFFD: c:0" export
+    expect 0 '\u202e\u200b\ufeff\u009b"' get b:0 --json
 }
 
 leaves_the_databases_of_others_alone() {
@@ -192,7 +197,7 @@ passes_over_blank_lines() {
     begin empty
     expect 0 "stored 2, ignored 0, read 2" import - <<<$'{"user_id":"a"}\n\r\n \n{"user_id":"b"}\n'
     expect 2 "input:3: no JSON" import - <<<$'\n\nx'
-    expect 2 "input: it is closed" import - <&-
+    expect 2 "input: it is not open" import - <&-
 }
 
 # A tree of the members would take a minute.
@@ -249,7 +254,7 @@ tells_trouble_with_the_database() {
             <<<'{"user_id":"a"}'
         [ "$(wc -l <said)" = 1 ] || { echo "more than a line of no database" >&2; exit 1; }
     done
-    database='' expect 2 "must name a file" list
+    database='' expect 2 "--db or USERDB_DB must name" list
     database=:memory: expect 2 "must name a file" list
 }
 
@@ -305,7 +310,12 @@ indexed:index
 deleted 1:delete me 1
 done:list
 done:export
+done:count
+done:--help
 END
+    status=0
+    "$userdb" --db users.db import - <<<'{"user_id":"me"}' 2>said >&- || status=$?
+    [ $status = 4 ] || { echo "status $status for a closed standard output" >&2; exit 1; }
 }
 
 shows_users

@@ -3,19 +3,24 @@
 #include "apps/userdb/interruption.h"
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/line_reader.h"
+#include "apps/userdb/patient_output.h"
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
 #include "apps/userdb/terminal.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <set>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace userdb {
@@ -24,14 +29,15 @@ namespace {
 
 bool has_users(sqlite::database& connection) {
     const sqlite::result found =
-        connection.execute("SELECT 1 FROM sqlite_master WHERE name = 'users'");
+        connection.execute("SELECT 1 FROM sqlite_master WHERE name LIKE 'users'"
+                           " AND type IN ('table', 'view')");
     return found.begin() != found.end();
 }
 
 /// The store in a file. Only an import makes the table: any other command would put it into a
 /// database of somebody else's. No operation used here asks for the current account.
 db::DBUser open_store(const options& common, sqlite::access_mode mode) {
-    if (common.database.empty() || common.database == ":memory:") {
+    if (common.database == ":memory:") {
         throw bad_input("--db must name a file");
     }
     // SQLite may read a name that begins like this as a URI.
@@ -50,7 +56,7 @@ class printer {
 public:
     explicit printer(const options& common)
         : m_json(common.json), m_limit(common.limit),
-          m_table(std::cout, {terminal_columns(), common.wide, has_colors()}) {}
+          m_table(m_out, {terminal_columns(), common.wide, has_colors()}) {}
 
     /// Whether more are to be printed.
     bool print(const db::UserRow& user_row) {
@@ -59,17 +65,17 @@ public:
         } else {
             m_table.add(user_row);
         }
-        return ++m_count < m_limit && std::cout;
+        return ++m_count < m_limit && m_out;
     }
+    /// To be called when no statement is running any more.
     status finish() {
-        if (m_count == 0) {
-            std::cerr << "userdb: nothing found\n";
-            return status::nothing_found;
-        }
-        if (!m_json) {
+        if (!m_json && m_count > 0) {
             m_table.finish();
         }
-        return status::done;
+        if (!m_out.finish()) {
+            throw untold("done");
+        }
+        return m_count > 0 ? status::done : status::nothing_found;
     }
 
 private:
@@ -77,9 +83,9 @@ private:
         const char* no_color = std::getenv("NO_COLOR");
         return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
     }
-    static void print_json(const db::UserRow& user_row) {
+    void print_json(const db::UserRow& user_row) {
         bool is_utf8 = true;
-        std::cout << to_json(user_row, is_utf8) << '\n';
+        m_out << to_json(user_row, is_utf8) << '\n';
         if (!is_utf8) {
             const user_key key{user_row.user_id, user_row.user_source};
             std::cerr << "userdb: has bytes that are no UTF-8, written as U+FFFD: "
@@ -90,8 +96,17 @@ private:
     bool m_json;
     size_t m_limit;
     size_t m_count = 0;
+    patient_output m_out;
     table_writer m_table;
 };
+
+/// Says so if nothing was found.
+status told(status outcome) {
+    if (outcome == status::nothing_found) {
+        std::cerr << "userdb: nothing found\n";
+    }
+    return outcome;
+}
 
 /// Prints the records that `walk` hands to a visitor.
 template <typename Walk>
@@ -135,28 +150,72 @@ size_t for_each_record(line_reader& lines, const char* doing,
     return count;
 }
 
-/// Does `work` with each record of a file inside one transaction, which a signal rolls back, and
-/// returns their number. All records are checked before the database is opened: a pipe may keep
-/// them waiting, and while a transaction waits nobody else can write.
-size_t change_by_records(const options& common, line_reader& lines, sqlite::access_mode mode,
-                         const std::function<void(db::DBUser&, db::UserRow&)>& work) {
-    {
-        const interruption until_checked;
-        for_each_record(lines, "checking", [](db::UserRow&) {});
-        lines.rewind();
+/// A file under another name until it is complete; gone if it never is.
+class unfinished_file {
+public:
+    explicit unfinished_file(const std::string& path)
+        : m_path(path), m_name(path + ".new-" + std::to_string(getpid())) {}
+    ~unfinished_file() { unlink(m_name.c_str()); }
+    unfinished_file(const unfinished_file&) = delete;
+    unfinished_file& operator=(const unfinished_file&) = delete;
+
+    [[nodiscard]] const std::string& name() const { return m_name; }
+    /// Throws if there is a file at the path by now.
+    void finish() const {
+        const char* from = m_name.c_str();
+        const char* to = m_path.c_str();
+        // Some file systems know no links.
+        if (link(from, to) != 0 && (errno != EPERM || std::rename(from, to) != 0)) {
+            throw sqlite::error(SQLITE_ERROR, std::strerror(errno));
+        }
     }
+
+private:
+    std::string m_path;
+    std::string m_name;
+};
+
+/// Does `work` with the store in a file. A signal ends the statement that is running, and with it a
+/// transaction.
+void change(const options& common, sqlite::access_mode mode,
+            const std::function<void(db::DBUser&)>& work) {
     db::DBUser users = open_store(common, mode);
     const interruption until_rolled_back(users.GetDB()->native_handle());
-    size_t count = 0;
     try {
-        users.as_transaction([&] {
-            count = for_each_record(lines, "writing",
-                                    [&](db::UserRow& user_row) { work(users, user_row); });
-        });
+        work(users);
     } catch (const sqlite::error&) {
         interruption::check();
         throw;
     }
+}
+
+/// The same with a file that is made if there is none. If that fails, there is none either.
+void change_or_make(const options& common, const std::function<void(db::DBUser&)>& work) {
+    struct stat about {};
+    if (lstat(common.database.c_str(), &about) == 0) {
+        change(common, sqlite::read_write_create, work);
+        return;
+    }
+    const unfinished_file file(common.database);
+    options unfinished = common;
+    unfinished.database = file.name();
+    change(unfinished, sqlite::read_write_create, work);
+    file.finish();
+}
+
+/// Checks all records of a file, so that nothing need be rolled back for a bad one, and so that a
+/// pipe keeps nobody else from writing while we wait for it.
+void check_records(line_reader& lines) {
+    const interruption until_checked;
+    for_each_record(lines, "checking", [](db::UserRow&) {});
+    lines.rewind();
+}
+
+/// Does `work` with each record inside one transaction. Returns their number.
+size_t change_by_records(db::DBUser& users, line_reader& lines,
+                         const std::function<void(db::UserRow&)>& work) {
+    size_t count = 0;
+    users.as_transaction([&] { count = for_each_record(lines, "writing", work); });
     return count;
 }
 
@@ -170,14 +229,13 @@ status say_done(const std::string& what, bool found_any) {
 
 status say_changed(const char* what, uint32_t count) {
     if (count == 0) {
-        std::cerr << "userdb: nothing found\n";
-        return status::nothing_found;
+        return told(status::nothing_found);
     }
     return say_done(std::string(what) + ' ' + std::to_string(count), true);
 }
 
 /// The update that sets a field of a user, the value checked. Returns the number of rows changed.
-std::function<uint32_t(db::DBUser&)> change_of(const std::string& field, const user_key& key,
+std::function<uint32_t(db::DBUser&)> update_of(const std::string& field, const user_key& key,
                                                const std::string& value) {
     if (field == "remark") {
         return [key, remark = remark_of(value)](db::DBUser& users) {
@@ -245,10 +303,13 @@ std::string explained(const sqlite::error& failure) {
 
 status import_contacts(const options& common, const std::string& file, on_conflict policy) {
     line_reader lines(file);
+    check_records(lines);
     size_t stored = 0;
-    const size_t read = change_by_records(
-        common, lines, sqlite::read_write_create,
-        [&](db::DBUser& users, db::UserRow& row) { stored += store(users, row, policy); });
+    size_t read = 0;
+    change_or_make(common, [&](db::DBUser& users) {
+        read = change_by_records(users, lines,
+                                 [&](db::UserRow& row) { stored += store(users, row, policy); });
+    });
     return say_done("stored " + std::to_string(stored) + ", ignored " +
                         std::to_string(read - stored) + ", read " + std::to_string(read),
                     true);
@@ -260,12 +321,12 @@ status search(const options& common, const std::string& key_word) {
                         "' is no valid regular expression, or its cost has no bound");
     }
     db::DBUser users = open_store(common, sqlite::read_only);
-    return print_all(common,
-                     [&](const visitor& visit) { users.WalkUserRowsWithKeyWord(key_word, visit); });
+    return told(print_all(
+        common, [&](const visitor& visit) { users.WalkUserRowsWithKeyWord(key_word, visit); }));
 }
 
 status list(const options& common, const filter& wanted) {
-    return print_all(common, [&](const visitor& visit) { walk(common, wanted, visit); });
+    return told(print_all(common, [&](const visitor& visit) { walk(common, wanted, visit); }));
 }
 
 status count(const options& common, const filter& wanted) {
@@ -298,33 +359,36 @@ status get(const options& common, const std::vector<user_key>& keys, uint32_t da
             std::cerr << "userdb: not found: " << printable_text(key.text()) << '\n';
         }
     }
-    return out.finish();
+    return told(out.finish());
 }
 
 status remove(const options& common, const user_key& key) {
-    db::DBUser users = open_store(common, sqlite::read_write);
-    return say_changed("deleted", users.DelUserByUserIdAndSource(key.user_id, key.source));
+    uint32_t deleted = 0;
+    change(common, sqlite::read_write, [&](db::DBUser& users) {
+        deleted = users.DelUserByUserIdAndSource(key.user_id, key.source);
+    });
+    return say_changed("deleted", deleted);
 }
 
 status export_users(options common) {
     common.json = true;
-    printer out(common);
-    open_store(common, sqlite::read_only).WalkAll([&out](const db::UserRow& user_row) {
-        return out.print(user_row);
-    });
+    print_all(common, [&](const visitor& visit) { walk(common, {}, visit); });
     return status::done;
 }
 
 status update(const options& common, const std::string& file) {
     line_reader lines(file);
+    check_records(lines);
     std::vector<std::string> missing;
-    const size_t read = change_by_records(
-        common, lines, sqlite::read_write, [&](db::DBUser& users, db::UserRow& row) {
+    size_t read = 0;
+    change(common, sqlite::read_write, [&](db::DBUser& users) {
+        read = change_by_records(users, lines, [&](db::UserRow& row) {
             if (users.Update(row) == 0) {
                 const user_key key{row.user_id, row.user_source};
                 missing.push_back(lines.place() + ": not found: " + key.text());
             }
         });
+    });
     for (const std::string& line : missing) {
         std::cerr << "userdb: " << printable_text(line) << '\n';
     }
@@ -335,15 +399,16 @@ status update(const options& common, const std::string& file) {
 }
 
 status create_index(const options& common) {
-    open_store(common, sqlite::read_write).CreateUserIdIndex();
+    change(common, sqlite::read_write, [](db::DBUser& users) { users.CreateUserIdIndex(); });
     return say_done("indexed", true);
 }
 
 status set(const options& common, const std::string& field, const user_key& key,
            const std::string& value) {
-    const auto change = change_of(field, key, value);
-    db::DBUser users = open_store(common, sqlite::read_write);
-    return say_changed("changed", change(users));
+    const auto update = update_of(field, key, value);
+    uint32_t changed = 0;
+    change(common, sqlite::read_write, [&](db::DBUser& users) { changed = update(users); });
+    return say_changed("changed", changed);
 }
 
 } // namespace userdb

@@ -16,13 +16,13 @@ size_t last_column(const std::string& line) {
 }
 
 /// How many letters have to be changed, added or taken away to make one word the other.
-size_t distance(const std::string& one, const std::string& other) {
-    std::vector<size_t> row(other.size() + 1); // for the beginning of `one` seen so far
+size_t distance(const std::string& from, const std::string& to) {
+    std::vector<size_t> row(to.size() + 1); // for the beginning of `from` seen so far
     std::iota(row.begin(), row.end(), 0);
-    for (size_t i = 0; i < one.size(); ++i) {
+    for (size_t i = 0; i < from.size(); ++i) {
         size_t diagonal = std::exchange(row[0], i + 1);
-        for (size_t j = 0; j < other.size(); ++j) {
-            const size_t changed = diagonal + (one[i] == other[j] ? 0 : 1);
+        for (size_t j = 0; j < to.size(); ++j) {
+            const size_t changed = diagonal + (from[i] == to[j] ? 0 : 1);
             diagonal = row[j + 1];
             row[j + 1] = std::min({changed, diagonal + 1, row[j] + 1});
         }
@@ -36,9 +36,9 @@ std::string wrapped(const std::string& text, size_t columns) {
     std::istringstream lines(text);
     std::string all;
     for (std::string line; std::getline(lines, line);) {
-        const size_t indent = last_column(line);
-        const bool has_room = columns > indent + 20;
-        while (has_room && line.size() > columns) {
+        const bool has_room = columns > last_column(line) + 20;
+        const size_t indent = has_room ? last_column(line) : 6;
+        while (columns > 0 && line.size() > columns) {
             const size_t blank = line.rfind(' ', columns);
             if (blank < indent || blank == std::string::npos) {
                 break;
@@ -53,8 +53,8 @@ std::string wrapped(const std::string& text, size_t columns) {
 
 std::string likeliest(const std::string& misspelt, const std::vector<std::string>& words) {
     const auto closest =
-        std::min_element(words.begin(), words.end(), [&](const auto& one, const auto& other) {
-            return distance(one, misspelt) < distance(other, misspelt);
+        std::min_element(words.begin(), words.end(), [&](const auto& left, const auto& right) {
+            return distance(left, misspelt) < distance(right, misspelt);
         });
     const bool is_like = closest != words.end() && distance(*closest, misspelt) <= 2;
     return is_like ? *closest : "";

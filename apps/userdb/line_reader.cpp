@@ -22,7 +22,7 @@ line_reader::line_reader(const std::string& file)
         m_size = static_cast<size_t>(about.st_size - m_start);
     } else {
         m_copy.reset(std::tmpfile());
-        require(m_copy != nullptr);
+        require_copy(m_copy != nullptr);
     }
 }
 
@@ -47,7 +47,7 @@ double line_reader::share_read() const {
 
 void line_reader::rewind() {
     if (m_copy != nullptr) {
-        require(std::fflush(m_copy.get()) == 0);
+        require_copy(std::fflush(m_copy.get()) == 0);
         m_source = fileno(m_copy.get());
         m_size = m_read_bytes;
     }
@@ -83,7 +83,8 @@ bool line_reader::read_more() {
         require(size >= 0);
         m_read.resize(static_cast<size_t>(size));
         if (m_copy != nullptr && m_source == m_file) {
-            require(std::fwrite(m_read.data(), 1, m_read.size(), m_copy.get()) == m_read.size());
+            require_copy(std::fwrite(m_read.data(), 1, m_read.size(), m_copy.get()) ==
+                         m_read.size());
         }
         m_read_bytes += m_read.size();
         m_ended = size == 0; // a terminal would be asked again
@@ -93,8 +94,14 @@ bool line_reader::read_more() {
 
 void line_reader::require(bool works) const {
     if (!works) {
-        const char* why = errno == EBADF ? "it is closed" : std::strerror(errno);
+        const char* why = errno == EBADF ? "it is not open" : std::strerror(errno);
         throw bad_input("cannot read " + m_name + ": " + why);
+    }
+}
+
+void line_reader::require_copy(bool works) const {
+    if (!works) {
+        throw bad_input("cannot keep " + m_name + " in a temporary file: " + std::strerror(errno));
     }
 }
 

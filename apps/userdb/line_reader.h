@@ -31,6 +31,7 @@ private:
     bool next_of_any(std::string& line);
     bool read_more();
     void require(bool works) const;
+    void require_copy(bool works) const;
 
     std::string m_name;
     int m_file;

@@ -10,13 +10,16 @@
 #include <algorithm>
 #include <charconv>
 #include <csignal>
+#include <fcntl.h>
 #include <functional>
 #include <iostream>
 #include <limits>
 #include <map>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -124,9 +127,12 @@ std::string without_guard(const std::string& word) {
     return word.substr(0, word.find('\0'));
 }
 
-/// To be called with each option that takes any text.
-void take_as_typed(CLI::Option* option) {
-    option->transform(without_guard);
+/// Tells of a failure on standard error, in a line that is not too long.
+void complain(const std::string& what) {
+    constexpr size_t longest = 500;
+    const bool is_whole = what.size() <= longest;
+    std::cerr << "userdb: " << userdb::printable_text(what.substr(0, longest))
+              << (is_whole ? "\n" : "...\n");
 }
 
 using command = std::function<userdb::status()>;
@@ -140,11 +146,9 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     app.fallthrough();
     app.get_formatter()->label("TEXT", ""); // the names say more
     app.get_formatter()->label("REQUIRED", "");
-    take_as_typed(app.add_option("-d,--db", args.common.database,
-                                 "The SQLite file that holds the table users")
-                      ->option_text("FILE")
-                      ->envname("USERDB_DB")
-                      ->required());
+    app.add_option("-d,--db", args.common.database, "The SQLite file that holds the table users")
+        ->option_text("FILE")
+        ->envname("USERDB_DB");
     app.footer("Environment:\n"
                "  USERDB_DB  The file, where --db is not given\n"
                "  NO_COLOR   If not empty, the head of a table is not bold on a terminal\n"
@@ -153,7 +157,7 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
                "  0  Done\n"
                "  1  Nothing found\n"
                "  2  Bad usage or bad input; nothing is changed\n"
-               "  3  The database cannot be opened or used\n"
+               "  3  The database cannot be opened or used, or there is no memory\n"
                "  4  Done, but standard output cannot be written");
 
     const auto add = [&](const char* name, const char* what, command run) {
@@ -183,23 +187,19 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
             ->option_text("SOURCE");
     };
     const auto add_words = [&](CLI::App* sub, const char* rest, int least, int most) {
-        take_as_typed(
-            sub->add_option(
-                   "USER", args.words,
-                   "USER_ID:SOURCE, or the two as words; put -- before one that begins with -")
-                ->option_text(rest)
-                ->required()
-                ->expected(least, most));
+        sub->add_option("USER", args.words,
+                        "USER_ID:SOURCE, or the two as words; put -- before one that begins with -")
+            ->option_text(rest)
+            ->required()
+            ->expected(least, most);
     };
     const auto add_input = [&](CLI::App* sub) {
-        take_as_typed(
-            sub->add_option(
-                   "CONTACTS.jsonl", args.input,
-                   "One JSON object a line, keys named as the fields of a record; - for standard "
-                   "input. Only user_id must be there, other missing keys take their defaults. "
-                   "remark and group_info may be JSON objects or arrays instead of texts, up to "
-                   "100 levels deep. local_user_id is formed anew")
-                ->required());
+        sub->add_option("CONTACTS.jsonl", args.input,
+                        "One JSON object a line, keys named as the fields of a record; - for "
+                        "standard input. Only user_id must be there, other missing keys take their "
+                        "defaults. remark and group_info may be JSON objects or arrays instead of "
+                        "texts, up to 100 levels deep. local_user_id is formed anew")
+            ->required();
     };
 
     CLI::App* import =
@@ -208,9 +208,11 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
         });
     add_input(import);
     import
-        ->add_option("--on-conflict", args.policy,
-                     "What to do about a user that is stored already: replace the record, ignore "
-                     "the line, or store nothing of the file; replace if not given")
+        ->add_option(
+            "--on-conflict", args.policy,
+            "What to do about a user that is stored already: replace the row, other columns "
+            "than a record has too, ignore the line, or store nothing of the file; replace "
+            "if not given")
         ->option_text("replace|ignore|fail")
         ->check(CLI::IsMember(policies));
 
@@ -219,9 +221,7 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
 
     CLI::App* search = add("search", "Find contacts by name, remark name or group nick name",
                            [&] { return userdb::search(args.options(), args.key_word); });
-    take_as_typed(
-        search->add_option("KEYWORD", args.key_word, "A POSIX extended regular expression")
-            ->required());
+    search->add_option("KEYWORD", args.key_word, "A POSIX extended regular expression")->required();
     add_limit(search);
     add_output(search);
 
@@ -270,6 +270,15 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     add_words(add("delete", "Delete one user",
                   [&] { return userdb::remove(args.common, user_of(args.words)); }),
               "", 1, 2);
+
+    for (CLI::App* sub : app.get_subcommands({})) {
+        for (CLI::Option* option : sub->get_options()) {
+            option->transform(without_guard);
+        }
+    }
+    for (CLI::Option* option : app.get_options()) {
+        option->transform(without_guard);
+    }
 }
 
 /// What is wrong with a command line that names no command.
@@ -283,45 +292,23 @@ std::string misspelt(const CLI::App& app, const std::string& word) {
            (meant.empty() ? "userdb --help lists them" : "did you mean '" + meant + "'?");
 }
 
-/// Helps, or says what is wrong with the command line.
+/// Helps, or throws what is wrong with the command line.
 userdb::status answer(const CLI::App& app, const CLI::ParseError& failure) {
+    if (failure.get_exit_code() == 0) {
+        std::ostringstream help;
+        app.exit(failure, help);
+        std::cout << userdb::wrapped(help.str(), userdb::terminal_columns());
+        return userdb::status::done;
+    }
     const std::vector<std::string> rest = app.remaining();
-    const bool is_help = failure.get_exit_code() == 0;
-    if (!is_help && app.get_subcommands().empty() && !rest.empty() && rest[0].front() != '-') {
-        throw userdb::bad_input(misspelt(app, rest[0]));
+    if (app.get_subcommands().empty() && !rest.empty() && !rest[0].starts_with('-')) {
+        throw userdb::bad_input(misspelt(app, without_guard(rest[0])));
     }
-    std::ostringstream help;
-    app.exit(failure, help, std::cerr);
-    std::cout << userdb::wrapped(help.str(), userdb::terminal_columns());
-    return is_help ? userdb::status::done : userdb::status::bad_input;
+    throw userdb::bad_input(without_guard(failure.what()) + "; userdb --help tells more");
 }
 
-userdb::status run(const command& chosen, const arguments& args) {
-    try {
-        const userdb::status status = chosen();
-        if (!std::cout.flush()) {
-            throw userdb::untold("done");
-        }
-        return status;
-    } catch (const userdb::untold& done) {
-        std::cerr << "userdb: " << done.what() << ", but standard output cannot be written\n";
-        return userdb::status::done_untold;
-    } catch (const userdb::interrupted& interruption) {
-        std::cerr << "userdb: interrupted, nothing was stored\n";
-        std::raise(interruption.signal()); // ends the process, and tells the shell why
-        return userdb::status::bad_input;
-    } catch (const sqlite::error& failure) {
-        const std::string what = args.common.database + ": " + userdb::explained(failure);
-        std::cerr << "userdb: " << userdb::printable_text(what) << '\n';
-        return userdb::status::database_failed;
-    }
-}
-
-} // namespace
-
-int main(int argc, char** argv) try {
-    std::signal(SIGPIPE, SIG_DFL); // a reader that has enough ends the program quietly
-    std::ios::sync_with_stdio(false);
+/// Parses the command line and does what it says.
+userdb::status run(int argc, char** argv) {
     CLI::App app("Look into the table users of a messaging client's database.", "userdb");
     arguments args;
     command chosen;
@@ -331,13 +318,50 @@ int main(int argc, char** argv) try {
         std::reverse(words.begin(), words.end()); // as the library wants them
         app.parse(words);
     } catch (const CLI::ParseError& failure) {
-        return static_cast<int>(answer(app, failure));
+        return answer(app, failure);
     }
-    return static_cast<int>(run(chosen, args));
+    if (args.common.database.empty()) {
+        throw userdb::bad_input("--db or USERDB_DB must name the database");
+    }
+    try {
+        return chosen();
+    } catch (const sqlite::error& failure) {
+        complain(args.common.database + ": " + userdb::explained(failure));
+        return userdb::status::database_failed;
+    }
+}
+
+/// Keeps what we open from taking the place of a standard stream that is closed: it fails then in
+/// the other direction.
+void occupy_standard_streams() {
+    for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(file, F_GETFD) < 0) {
+            static_cast<void>(open("/dev/null", file == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) try {
+    std::signal(SIGPIPE, SIG_DFL); // a reader that has enough ends the program quietly
+    std::ios::sync_with_stdio(false);
+    occupy_standard_streams();
+    const userdb::status status = run(argc, argv);
+    if (!std::cout.flush()) {
+        throw userdb::untold("done");
+    }
+    return static_cast<int>(status);
+} catch (const userdb::untold& done) {
+    complain(std::string(done.what()) + ", but standard output cannot be written");
+    return static_cast<int>(userdb::status::done_untold);
+} catch (const userdb::interrupted& interruption) {
+    complain("interrupted, nothing was changed");
+    std::raise(interruption.signal()); // ends the process, and tells the shell why
 } catch (const userdb::bad_input& failure) {
-    std::cerr << "userdb: " << userdb::printable_text(failure.what()) << '\n';
+    complain(failure.what());
     return static_cast<int>(userdb::status::bad_input);
-} catch (const std::exception& failure) { // no memory
-    std::cerr << "userdb: " << failure.what() << '\n';
+} catch (const std::bad_alloc&) {
+    complain("out of memory");
     return static_cast<int>(userdb::status::database_failed);
 }

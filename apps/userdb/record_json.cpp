@@ -21,21 +21,36 @@ constexpr size_t max_depth = 100; // other readers of a remark take stack for ea
     throw bad_input("key '" + key + "': " + why);
 }
 
-/// Appends a text as a JSON string. Bytes that are no UTF-8 become U+FFFD; returns whether there
-/// are none.
-bool append_string(std::string& out, const std::string& text) {
+/// Whether a text in UTF-8 holds a character from U+007F to U+009F, or one that turns the direction
+/// of writing: U+202A to U+202E and U+2066 to U+2069.
+bool commands_terminal(std::string_view text) {
+    for (; !text.empty(); text.remove_prefix(1)) {
+        const std::string_view next = text.substr(0, 3);
+        const bool is_control = next[0] == '\x7f' || (next[0] == '\xc2' && next < "\u00a0");
+        if (is_control || ("\u202a" <= next && next <= "\u202e") ||
+            ("\u2066" <= next && next <= "\u2069")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Appends a text as a JSON string, for a terminal with all beyond ASCII escaped in a text that
+/// would command it. Bytes that are no UTF-8 become U+FFFD; returns whether there are none.
+bool append_string(std::string& out, const std::string& text, bool for_terminal = false) {
     const bool is_plain = std::all_of(text.begin(), text.end(), [](char c) {
-        return c >= ' ' && c != '"' && c != '\\'; // char may be signed: nor any byte beyond ASCII
+        return ' ' <= c && c <= '~' && c != '"' && c != '\\';
     });
     if (is_plain) {
         (out += '"').append(text) += '"';
         return true;
     }
+    const bool is_ascii = for_terminal && commands_terminal(text);
     try {
-        out += json(text).dump();
+        out += json(text).dump(-1, ' ', is_ascii);
         return true;
     } catch (const json::type_error&) {
-        out += json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+        out += json(text).dump(-1, ' ', is_ascii, json::error_handler_t::replace);
         return false;
     }
 }
@@ -147,7 +162,7 @@ public:
     }
     bool parse_error(size_t position, const std::string& token,
                      const json::exception& failure) override {
-        if (dynamic_cast<const json::out_of_range*>(&failure) != nullptr) {
+        if (m_depth > 0 && dynamic_cast<const json::out_of_range*>(&failure) != nullptr) {
             refuse(key_name(), "a number too large");
         }
         return json_events::parse_error(position, token, failure);
@@ -276,7 +291,7 @@ std::string to_json(const db::UserRow& user_row, bool& is_utf8) {
         const auto& value = user_row.*column.field;
         object.append(object.empty() ? "{\"" : ",\"").append(column.name) += "\":";
         if constexpr (std::is_same_v<decltype(value), const std::string&>) {
-            is_utf8 = append_string(object, value) && is_utf8;
+            is_utf8 = append_string(object, value, true) && is_utf8;
         } else {
             object += std::to_string(value);
         }

@@ -14,13 +14,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The record as one JSON object without a newline, keys named as the fields. Bytes that are no
-/// UTF-8 become U+FFFD; `is_utf8` tells that there were none.
+/// The record as one JSON object without a newline, keys named as the fields. Control characters
+/// and those that turn the direction of writing are escaped, so that a terminal does not obey them.
+/// Bytes that are no UTF-8 become U+FFFD; `is_utf8` tells that there were none.
 std::string to_json(const db::UserRow& user_row, bool& is_utf8);
 
 /// The record that a JSON object holds; missing keys keep their defaults. `remark` and `group_info`
-/// may be objects or arrays, which become compact JSON texts, with their numbers as they are
-/// written. Throws `bad_input`, which names the key unless the text is no JSON.
+/// may be objects or arrays, which become compact JSON texts, fractions and numbers beyond 64 bits
+/// as they are written. Throws `bad_input`, which names the key unless the text is no JSON.
 db::UserRow from_json(const std::string& json_text);
 
 /// A remark for what somebody typed: a JSON object becomes compact, any other text becomes the

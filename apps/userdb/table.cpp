@@ -19,6 +19,7 @@ namespace {
 constexpr size_t gap = 2;              // columns between two cells
 constexpr size_t narrowest = 8;        // that a column gets on a screen
 constexpr size_t most_off_screen = 40; // columns of a cell
+constexpr size_t most_bytes = 4096;    // of a cell, which no screen shows whole
 
 /// Makes this thread read texts as UTF-8 while it lives, whatever the user's locale.
 class utf8_locale {
@@ -38,10 +39,16 @@ private:
 };
 
 /// Whether a character is invisible and can make what is around it read as something else: those
-/// without width, and those that turn the direction of writing.
+/// that turn the direction of writing, and those of format without width.
 bool is_deceptive(wchar_t character) {
-    constexpr std::array<std::pair<wchar_t, wchar_t>, 4> ranges{
-        {{0x200b, 0x200f}, {0x202a, 0x202e}, {0x2060, 0x2069}, {0xfeff, 0xfeff}}};
+    constexpr std::array<std::pair<wchar_t, wchar_t>, 8> ranges{{{0x061c, 0x061c},
+                                                                 {0x180e, 0x180e},
+                                                                 {0x200b, 0x200f},
+                                                                 {0x202a, 0x202e},
+                                                                 {0x2060, 0x206f},
+                                                                 {0xfeff, 0xfeff},
+                                                                 {0xfff9, 0xfffb},
+                                                                 {0xe0000, 0xe007f}}};
     return std::any_of(ranges.begin(), ranges.end(), [character](const auto& range) {
         return range.first <= character && character <= range.second;
     });
@@ -107,12 +114,15 @@ std::string printable_text(const std::string& text) {
 void table_writer::add(const db::UserRow& user_row) {
     constexpr size_t held_back = 100;
     const utf8_locale utf8;
-    line cells{printable(user_row.user_id),
-               printable(std::to_string(user_row.user_source)),
-               printable(kinds_in(user_row.data_type)),
-               printable(user_row.user_name),
-               printable(joined(member_texts(user_row.remark, "remark_name"))),
-               printable(joined(member_texts(user_row.group_info, "nick_name")))};
+    const auto shown = [this](std::string_view text) {
+        return printable(m_layout.is_wide ? text : text.substr(0, most_bytes));
+    };
+    line cells{shown(user_row.user_id),
+               shown(std::to_string(user_row.user_source)),
+               shown(kinds_in(user_row.data_type)),
+               shown(user_row.user_name),
+               shown(joined(member_texts(user_row.remark, "remark_name"))),
+               shown(joined(member_texts(user_row.group_info, "nick_name")))};
     if (m_is_measured) {
         m_out << text_of(cells) << '\n';
         return;
