@@ -38,6 +38,7 @@ TEST_F(Search, MatchesNamesRemarkNamesAndNickNames) {
         {R"('Ann', '{"remark_name":"x","phone":"keep"}', '[{"nick_name":"a"}]', 'keep')", "0"},
         {R"('', '{"remark_name":"x"} keep', '', 'keep')", "0"},
         {"'q', '', '', '\\q'", "1"},
+        {R"('', '{"remark_name":"a \"k"}', '', 'k')", "0"},
         {R"('', '"remark_name":""remark_name":"k', '', 'k')", "1"},
         {"'a' || char(10) || 'b', '', '', 'a$' || char(10) || 'b'", "0"},
         {"'a' || char(10) || 'b', '', '', 'x|a?^b'", "0"},

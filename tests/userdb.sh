@@ -290,6 +290,12 @@ END
     expect 2 "'frobnicate' is no command; userdb --help" frobnicate
     expect 0 "Exit status" --help
     expect 0 "userdb " --version
+    script -qec "stty cols 60; $userdb --help" /dev/null >said
+    [[ $(<said) == *"Exit status"* && -z $(tr -d '\r' <said | awk 'length > 60') ]] ||
+        { echo "the help is not as wide as the screen" >&2; exit 1; }
+    begin examples
+    [ "$(USERDB_DB=users.db "$userdb" count) $(USERDB_DB=x "$userdb" -d users.db count)" = "21 21" ] ||
+        { echo "USERDB_DB is not the database, or not that of last resort" >&2; exit 1; }
 }
 
 # Exit status 2 would say that nothing is changed.

@@ -364,4 +364,7 @@ int main(int argc, char** argv) try {
 } catch (const std::bad_alloc&) {
     complain("out of memory");
     return static_cast<int>(userdb::status::database_failed);
+} catch (const std::exception& failure) {
+    complain(failure.what());
+    return static_cast<int>(userdb::status::database_failed);
 }

@@ -26,9 +26,10 @@ constexpr size_t max_depth = 100; // other readers of a remark take stack for ea
 bool commands_terminal(std::string_view text) {
     for (; !text.empty(); text.remove_prefix(1)) {
         const std::string_view next = text.substr(0, 3);
-        const bool is_control = next[0] == '\x7f' || (next[0] == '\xc2' && next < "\u00a0");
-        if (is_control || ("\u202a" <= next && next <= "\u202e") ||
-            ("\u2066" <= next && next <= "\u2069")) {
+        const char last = next.back();
+        if (next[0] == '\x7f' || (next[0] == '\xc2' && next < "\xc2\xa0") ||
+            (next.starts_with("\xe2\x80") && '\xaa' <= last && last <= '\xae') ||
+            (next.starts_with("\xe2\x81") && '\xa6' <= last && last <= '\xa9')) {
             return true;
         }
     }
