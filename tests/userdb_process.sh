@@ -95,8 +95,8 @@ for file in new journal wal; do
     expect "the kill, $file" "status 153: " "$(cat ended)"
     if [ $file = journal ]; then
         expect "what there is to undo" "userdb: users.db: a program that wrote to it was \
-interrupted; userdb delete or set undoes that, where the folder may not be written on a copy of the \
-file and of those beside it" "$(userdb list 2>&1)"
+interrupted; undo that by userdb delete or set, if its folder may not be written on a copy of it and \
+of the files beside it" "$(userdb list 2>&1)"
     elif [ $file = wal ]; then
         expect "a log that is not empty" yes "$([ ! -s users.db-wal ] || echo yes)"
     fi

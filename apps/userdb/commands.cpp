@@ -29,8 +29,8 @@ namespace {
 
 bool has_users(sqlite::database& connection) {
     const sqlite::result found =
-        connection.execute("SELECT 1 FROM sqlite_master WHERE name LIKE 'users'"
-                           " AND type IN ('table', 'view')");
+        connection.execute("SELECT 1 FROM sqlite_master WHERE type IN ('table', 'view')"
+                           " AND name = 'users' COLLATE NOCASE");
     return found.begin() != found.end();
 }
 
@@ -101,7 +101,7 @@ private:
 };
 
 /// Says so if nothing was found.
-status told(status outcome) {
+status say_if_nothing(status outcome) {
     if (outcome == status::nothing_found) {
         std::cerr << "userdb: nothing found\n";
     }
@@ -229,7 +229,7 @@ status say_done(const std::string& what, bool found_any) {
 
 status say_changed(const char* what, uint32_t count) {
     if (count == 0) {
-        return told(status::nothing_found);
+        return say_if_nothing(status::nothing_found);
     }
     return say_done(std::string(what) + ' ' + std::to_string(count), true);
 }
@@ -290,12 +290,12 @@ std::string explained(const sqlite::error& failure) {
         return "another program has locked it";
     case SQLITE_READONLY:
         return "it may not be written";
+    case SQLITE_READONLY_DIRECTORY:
+        return "its folder may not be written; copy it elsewhere with the files beside it";
     case SQLITE_READONLY_ROLLBACK:
     case SQLITE_READONLY_RECOVERY:
-    case SQLITE_READONLY_DIRECTORY:
-        return "a program that wrote to it was interrupted; userdb delete or set undoes that, "
-               "where "
-               "the folder may not be written on a copy of the file and of those beside it";
+        return "a program that wrote to it was interrupted; undo that by userdb delete or set, if "
+               "its folder may not be written on a copy of it and of the files beside it";
     default:
         return failure.what();
     }
@@ -321,12 +321,13 @@ status search(const options& common, const std::string& key_word) {
                         "' is no valid regular expression, or its cost has no bound");
     }
     db::DBUser users = open_store(common, sqlite::read_only);
-    return told(print_all(
+    return say_if_nothing(print_all(
         common, [&](const visitor& visit) { users.WalkUserRowsWithKeyWord(key_word, visit); }));
 }
 
 status list(const options& common, const filter& wanted) {
-    return told(print_all(common, [&](const visitor& visit) { walk(common, wanted, visit); }));
+    return say_if_nothing(
+        print_all(common, [&](const visitor& visit) { walk(common, wanted, visit); }));
 }
 
 status count(const options& common, const filter& wanted) {
@@ -359,7 +360,7 @@ status get(const options& common, const std::vector<user_key>& keys, uint32_t da
             std::cerr << "userdb: not found: " << printable_text(key.text()) << '\n';
         }
     }
-    return told(out.finish());
+    return say_if_nothing(out.finish());
 }
 
 status remove(const options& common, const user_key& key) {

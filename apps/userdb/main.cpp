@@ -249,17 +249,16 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
                   [&] { return userdb::update(args.common, args.input); }));
 
     add("index",
-        "Make an index by which update and set find their users at once; import gets slower and "
-        "the "
-        "file larger",
+        "Make an index by which update and set find their users at once; import gets slower, and "
+        "the file larger",
         [&] { return userdb::create_index(args.common); });
 
     CLI::App* set =
         add("set",
             "Change one field of one user and raise user_version by 1. VALUE is 0 or 1 for "
             "star and attention; a number, or kinds joined by commas (contact,user), for "
-            "data-type; the remark name or the whole remark as a JSON object for remark, "
-            "empty for none",
+            "data-type. For remark it is the whole remark: a JSON object, or another text, "
+            "which becomes the remark name in a new one; empty for none",
             [&] { return args.set(); });
     set->add_option("FIELD", args.field, "What to change")
         ->option_text("star|attention|remark|data-type")
