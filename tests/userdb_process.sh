@@ -65,7 +65,7 @@ done
 while read -r signal status command; do
     # shellcheck disable=SC2086 # a word each
     env --default-signal="$signal" "$userdb" --db users.db $command >said 2>&1 &
-    until [ -s users.db-journal ]; do sleep 0.01; done
+    until [ -s users.db-journal ] || ! kill -0 $! 2>/dev/null; do sleep 0.01; done
     kill -"$signal" $!
     end_import >ended
     expect "$signal" "status $status: userdb: interrupted, nothing was changed" "$(cat ended)"
