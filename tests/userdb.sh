@@ -301,12 +301,12 @@ END
 # Exit status 2 would say that nothing is changed.
 says_what_is_done_if_nobody_hears() {
     begin examples
-    while IFS=: read -r done arguments; do
+    while IFS=: read -r outcome arguments; do
         status=0
         # shellcheck disable=SC2086 # a word each
         "$userdb" --db users.db $arguments <<<'{"user_id":"me","user_source":1}' >/dev/full 2>said ||
             status=$?
-        [ "$status $(cat said)" = "4 userdb: $done, but standard output cannot be written" ] ||
+        [ "$status $(cat said)" = "4 userdb: $outcome, but standard output cannot be written" ] ||
             { echo "status $status for $arguments with a full standard output" >&2; exit 1; }
     done <<'END'
 changed 1:set star me 1 1
