@@ -227,6 +227,16 @@ cuts_what_is_too_wide() {
     [[ $(cat said) == *"$line${long:0:3}…"* ]] || { echo "not cut for a screen"; cat said; exit 1; }
 }
 
+prints_what_it_can_read_of_a_damaged_file() {
+    begin empty
+    seq -f '{"user_id":"u%.0f"}' 5000 >many.jsonl
+    expect 0 "stored 5000" import many.jsonl
+    dd if=/dev/zero of=users.db bs=4096 seek=40 count=20 conv=notrunc status=none
+    expect 3 $'\nu99      0\n' list --source 0
+    [[ $(tail -1 said) == "userdb: users.db: "*malformed* ]] ||
+        { echo "nothing said of the damage" >&2; exit 1; }
+}
+
 takes_a_path_for_a_path() {
     begin empty
     database=file::memory: expect 0 "stored 1" import - <<<'{"user_id":"a"}'
@@ -335,6 +345,7 @@ takes_an_id_as_it_is_typed
 passes_over_blank_lines
 reads_objects_of_many_members
 cuts_what_is_too_wide
+prints_what_it_can_read_of_a_damaged_file
 takes_a_path_for_a_path
 tells_trouble_with_the_database
 tells_usage

@@ -67,12 +67,16 @@ public:
         }
         return ++m_count < m_limit && m_out;
     }
-    /// To be called when no statement is running any more.
-    status finish() {
+    /// Prints what is held back. To be called when no statement is running any more. False if it
+    /// cannot be printed.
+    bool print_rest() {
         if (!m_json && m_count > 0) {
             m_table.finish();
         }
-        if (!m_out.finish()) {
+        return m_out.finish();
+    }
+    status finish() {
+        if (!print_rest()) {
             throw untold("done");
         }
         return m_count > 0 ? status::done : status::nothing_found;
@@ -112,7 +116,12 @@ status say_if_nothing(status outcome) {
 template <typename Walk>
 status print_all(const options& common, const Walk& walk) {
     printer out(common);
-    walk([&out](const db::UserRow& user_row) { return out.print(user_row); });
+    try {
+        walk([&out](const db::UserRow& user_row) { return out.print(user_row); });
+    } catch (const sqlite::error&) {
+        out.print_rest(); // what can be read of a damaged file
+        throw;
+    }
     return out.finish();
 }
 
