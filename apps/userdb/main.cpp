@@ -234,7 +234,8 @@ void describe(CLI::App& app, arguments& args, command& chosen) {
     CLI::App* get = add("get", "Print users, and say which are not stored", [&] {
         return userdb::get(args.common, users_of(args.words), args.data_type());
     });
-    add_words(get, "...", 1, CLI::detail::expected_max_vector_size);
+    constexpr int any_number = -1;
+    add_words(get, "...", 1, any_number);
     add_type(get);
     add_output(get);
 
