@@ -1,4 +1,3 @@
-#include "base/base.shared/sqlite/transaction.h"
 #include "tests/support.h"
 
 #include <fstream>
@@ -309,87 +308,6 @@ TEST_F(AccessLayer, CapturesAreDestroyedOnce) {
     const auto running = numbers(2);
     fails(SQLITE_BUSY, "active statements", [&] { define("f", 2, holder); });
     EXPECT_EQ(captured.use_count(), held + 2) << "a refused function is gone";
-}
-
-class Transactions : public AccessLayer {
-protected:
-    Transactions() { run("CREATE TABLE t (i INTEGER PRIMARY KEY)"); }
-
-    void add(int i) { run("INSERT INTO t VALUES (" + std::to_string(i) + ")"); }
-    std::string stored() { return shown(run("SELECT i FROM t")); }
-    /// Adds a row inside a transaction of its own, which then fails.
-    void add_and_fail(int i) {
-        const auto body = [&](database&) {
-            add(i);
-            throw std::out_of_range("the first");
-        };
-        EXPECT_THROW(db.as_transaction(body), std::out_of_range);
-    }
-};
-
-TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
-    add_and_fail(4);
-    EXPECT_EQ(stored(), "");
-    const uint32_t changed = db.as_transaction([&](database&) {
-        add(3);
-        EXPECT_EQ(db.as_transaction([&](database&) { add(5); }), 1U);
-        add_and_fail(7);
-        db.as_transaction([&](database&) {
-            add(8);
-            add_and_fail(9);
-        });
-    });
-    EXPECT_EQ(changed, 3U) << "rows that a savepoint took back do not count";
-    run("BEGIN");
-    db.as_transaction([&](database&) { add(7); });
-    run("ROLLBACK");
-    EXPECT_EQ(stored(), "3;5;8");
-}
-
-TEST_F(Transactions, SurviveThatSqliteRolledBackByItself) {
-    const auto lose = [&](database&) {
-        add(2);
-        run("INSERT OR ROLLBACK INTO t VALUES (2)");
-    };
-    const auto lose_all = [&] { db.as_transaction(lose); };
-    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "OR ROLLBACK", lose_all);
-    fails(SQLITE_ABORT_ROLLBACK, "rolled back already", [&] {
-        db.as_transaction([&](database&) {
-            add(1);
-            fails(SQLITE_CONSTRAINT_PRIMARYKEY, "OR ROLLBACK", lose_all);
-            fails(SQLITE_ABORT_ROLLBACK, "rolled back already", [&] { add(3); });
-            fails(SQLITE_ABORT_ROLLBACK, "rolled back already", lose_all);
-        });
-    });
-    EXPECT_EQ(stored(), "");
-}
-
-TEST_F(Transactions, RollBackWhatCannotBeCommitted) {
-    run("PRAGMA foreign_keys = ON");
-    run("CREATE TABLE child (i REFERENCES t DEFERRABLE INITIALLY DEFERRED)");
-    const auto orphan = [&](database&) {
-        add(1);
-        run("INSERT INTO child VALUES (8)");
-    };
-    fails(SQLITE_CONSTRAINT_FOREIGNKEY, "COMMIT", [&] { db.as_transaction(orphan); });
-    EXPECT_EQ(stored() + shown(run("SELECT * FROM child")), "");
-    EXPECT_EQ(db.as_transaction([&](database&) { add(1); }), 1U);
-}
-
-TEST_F(Transactions, EndInnerBeforeOuter) {
-    sqlite::transaction outer(db);
-    add(1);
-    sqlite::transaction inner(db);
-    add(2);
-    EXPECT_TRUE(inner.is_innermost() && !outer.is_innermost());
-    fails(SQLITE_MISUSE, "while an inner", [&] { outer.commit(); });
-    inner.rollback();
-    EXPECT_TRUE(!inner.is_innermost() && outer.is_innermost());
-    sqlite::transaction next(db);
-    fails(SQLITE_MISUSE, "is over", [&] { inner.commit(); });
-    next.commit();
-    outer.commit();
-    EXPECT_EQ(stored(), "1");
 }
 
 } // namespace

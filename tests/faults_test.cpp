@@ -124,4 +124,99 @@ TEST_F(Faults, ALargeTransactionWaitsForAReaderOnlyToCommit) {
     EXPECT_EQ(shown(other.execute("SELECT count(*) FROM users")), "10001");
 }
 
+/// The system's files, of which one call fails: the next one once `calls_left` is 0.
+struct faulty_files {
+    static inline int calls_left = -1;
+    static bool fails() { return calls_left >= 0 && calls_left-- == 0; }
+
+    /// Those of databases and those of journals have methods of their own.
+    template <bool is_database>
+    static void make_faulty(sqlite3_file* file) {
+        static sqlite3_io_methods real;
+        static sqlite3_io_methods faulty;
+        real = faulty = *file->pMethods;
+        faulty.xWrite = [](sqlite3_file* file, const void* data, int size, sqlite3_int64 at) {
+            return fails() ? SQLITE_IOERR_WRITE : real.xWrite(file, data, size, at);
+        };
+        faulty.xTruncate = [](sqlite3_file* file, sqlite3_int64 size) {
+            return fails() ? SQLITE_IOERR_TRUNCATE : real.xTruncate(file, size);
+        };
+        faulty.xSync = [](sqlite3_file* file, int flags) {
+            return fails() ? SQLITE_IOERR_FSYNC : real.xSync(file, flags);
+        };
+        faulty.xFileSize = [](sqlite3_file* file, sqlite3_int64* size) {
+            return fails() ? SQLITE_IOERR_FSTAT : real.xFileSize(file, size);
+        };
+        faulty.xUnlock = [](sqlite3_file* file,
+                            int level) { // unlocked all the same, or for ever not
+            const int code = real.xUnlock(file, level);
+            return fails() ? SQLITE_IOERR_UNLOCK : code;
+        };
+        file->pMethods = &faulty;
+    }
+
+    faulty_files() : vfs(*system) {
+        vfs.zName = "faulty";
+        vfs.xOpen = [](sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out) {
+            const int code = system->xOpen(system, name, file, flags, out);
+            if (code == SQLITE_OK) {
+                (flags & SQLITE_OPEN_MAIN_DB) != 0 ? make_faulty<true>(file)
+                                                   : make_faulty<false>(file);
+            }
+            return code;
+        };
+        vfs.xDelete = [](sqlite3_vfs*, const char* name, int sync) {
+            return fails() ? SQLITE_IOERR_DELETE : system->xDelete(system, name, sync);
+        };
+        sqlite3_vfs_register(&vfs, 1);
+    }
+    ~faulty_files() {
+        sqlite3_vfs_unregister(&vfs);
+        sqlite3_vfs_register(system, 1);
+    }
+
+    static inline sqlite3_vfs* const system = sqlite3_vfs_find(nullptr);
+    sqlite3_vfs vfs;
+};
+
+TEST(FaultyFiles, LeaveAllOrNothingOfATransaction) {
+    for (const std::string mode : {"DELETE", "TRUNCATE", "PERSIST", "WAL"}) {
+        const faulty_files files;
+        const scratch_directory directory;
+        auto own = std::make_shared<sqlite::database>(directory.file("a.db"));
+        sqlite::database other(directory.file("a.db"));
+        db::DBBase handler({}, own);
+        other.execute("PRAGMA busy_timeout = 0");
+        own->execute("PRAGMA journal_mode = " + mode);
+        own->execute("CREATE TABLE t (i)");
+        const auto store_two = [&] {
+            handler.as_transaction([&] {
+                own->execute("INSERT INTO t VALUES (1)");
+                own->as_transaction([](auto& db) { db.execute("INSERT INTO t VALUES (2)"); });
+            });
+        };
+        bool was_hit = true;
+        for (int call = 0; was_hit && !HasFailure(); ++call) {
+            SCOPED_TRACE(mode + ", call " + std::to_string(call));
+            faulty_files::calls_left = call;
+            bool has_thrown = false;
+            try {
+                store_two();
+            } catch (const sqlite::error& failure) {
+                has_thrown = true;
+                EXPECT_EQ(failure.code() & 0xff, SQLITE_IOERR) << failure.what();
+            }
+            was_hit = faulty_files::calls_left < 0;
+            faulty_files::calls_left = -1;
+            const std::string stored = shown(other.execute("SELECT i FROM t"));
+            EXPECT_TRUE(stored == "1;2" || (has_thrown && stored.empty())) << stored;
+            EXPECT_FALSE(handler.is_in_transaction());
+            EXPECT_NO_THROW(other.execute("DELETE FROM t"));
+            EXPECT_NO_THROW(store_two());
+            EXPECT_EQ(shown(other.execute("SELECT i FROM t")), "1;2");
+            other.execute("DELETE FROM t");
+        }
+    }
+}
+
 } // namespace

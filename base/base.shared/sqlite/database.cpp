@@ -1,10 +1,9 @@
 #include "base/base.shared/sqlite/database.h"
 
+#include "base/base.shared/sqlite/connection.h"
 #include "base/base.shared/sqlite/detail.h"
-#include "base/base.shared/sqlite/statement_cache.h"
 #include "base/base.shared/sqlite/transaction.h"
 
-#include <algorithm>
 #include <exception>
 #include <limits>
 #include <new>
@@ -49,22 +48,6 @@ void destroy_function(void* body) {
     delete static_cast<function_body*>(body);
 }
 
-/// What is behind blanks, comments and semicolons.
-std::string_view without_blanks(std::string_view sql) {
-    while (!sql.empty()) {
-        size_t size = 1;
-        if (sql.starts_with("--")) {
-            size = sql.find('\n');
-        } else if (sql.starts_with("/*")) {
-            size = std::min(sql.find("*/", 2), sql.size() - 2) + 2;
-        } else if (std::string_view("; \t\n\f\r").find(sql.front()) == std::string_view::npos) {
-            break;
-        }
-        sql.remove_prefix(std::min(size, sql.size()));
-    }
-    return sql;
-}
-
 } // namespace
 
 database::database(const std::string& path, const access_mode& mode, const cache_type& cache) {
@@ -86,6 +69,10 @@ statement database::prepare_statement(const std::string& sql) const {
     return statement(create_statement(sql));
 }
 
+statement database::prepare_uncached_statement(const std::string& sql) const {
+    return statement(compile(sql, false));
+}
+
 result database::execute(const std::string& sql) {
     return execute(prepare_statement(sql));
 }
@@ -97,11 +84,12 @@ result database::execute(const statement& stmt) {
         throw error(SQLITE_MISUSE,
                     "cannot execute a statement of another connection: " + detail::shown(handle));
     }
-    settle_transaction();
+    m_connection->transactions.require_intact();
     detail::abandon_run(handle);
     const int total_before = sqlite3_total_changes(db);
-    const bool has_row = detail::step(handle);
+    const bool has_row = detail::step(handle, m_connection.get());
     result res(stmt.stmt);
+    res.m_connection = m_connection;
     // Without this test a statement like CREATE TABLE would show the count of the one before it.
     if (!has_row && sqlite3_stmt_readonly(handle) == 0 &&
         sqlite3_total_changes(db) != total_before) {
@@ -136,7 +124,7 @@ size_t database::size() const {
     const detail::connection_hold hold(db);
     const auto number = [this](const char* pragma) {
         const std::shared_ptr<sqlite3_stmt> stmt = create_statement(pragma);
-        detail::step(stmt.get());
+        detail::step(stmt.get(), m_connection.get());
         return static_cast<size_t>(sqlite3_column_int64(stmt.get(), 0));
     };
     return number("PRAGMA page_count") * number("PRAGMA page_size");
@@ -172,7 +160,7 @@ size_t parameter_limit(const database& db) {
 
 void database::set_statement_cache_capacity(size_t statements) {
     const detail::connection_hold hold(db);
-    m_statements->set_capacity(statements);
+    m_connection->statements.set_capacity(statements);
 }
 
 sqlite3* database::native_handle() const {
@@ -181,59 +169,51 @@ sqlite3* database::native_handle() const {
 
 void database::close() {
     set_statement_cache_capacity(0);
+    m_connection->transactions.close();
     sqlite3_close_v2(std::exchange(db, nullptr));
 }
 
 std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql) const {
+    const detail::connection_hold hold(db);
+    if (sqlite3_stmt* kept = m_connection->statements.take(sql)) {
+        return detail::shared_statement(kept, m_connection, true);
+    }
+    // Some PRAGMAs act when they are compiled; what is explained may be another plan next time.
+    const std::string_view text = detail::without_blanks(sql);
+    const bool acts_when_compiled = sqlite3_strnicmp(text.data(), "PRAGMA", 6) == 0 ||
+                                    sqlite3_strnicmp(text.data(), "EXPLAIN", 7) == 0;
+    return compile(sql, !acts_when_compiled);
+}
+
+std::shared_ptr<sqlite3_stmt> database::compile(const std::string& sql, bool keep) const {
     const auto refuse = [&sql](const std::string& why) {
         throw error(SQLITE_MISUSE, "cannot prepare " + why + ": " + detail::shown(sql));
     };
     if (sql.find('\0') != std::string::npos) {
         refuse("a text with a NUL byte in it");
     }
-    const detail::connection_hold hold(db);
     if (sql.size() >= static_cast<size_t>(std::numeric_limits<int>::max())) {
         detail::fail(nullptr, SQLITE_TOOBIG, "prepare a statement", {});
     }
-    if (sqlite3_stmt* kept = m_statements->take(sql)) {
-        return detail::shared_statement(kept, m_statements);
-    }
+    const detail::connection_hold hold(db);
     sqlite3_stmt* handle = nullptr;
     const char* tail = nullptr;
     // With the terminating NUL counted in SQLite need not copy the text.
     const int code =
         sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size() + 1), &handle, &tail);
-    const std::string_view text = without_blanks(sql);
-    const bool is_pragma = sqlite3_strnicmp(text.data(), "PRAGMA", 6) == 0;
+    const bool is_one_statement = handle != nullptr && detail::without_blanks(tail).empty();
     std::shared_ptr<sqlite3_stmt> stmt =
-        is_pragma ? std::shared_ptr<sqlite3_stmt>(handle, sqlite3_finalize)
-                  : detail::shared_statement(handle, m_statements);
+        detail::shared_statement(handle, m_connection, keep && is_one_statement);
     if (code != SQLITE_OK) {
         detail::fail(db, code, "prepare", detail::shown(sql));
     }
-    if (stmt == nullptr) {
-        refuse("a text without a statement");
-    }
-    if (!without_blanks(tail).empty()) {
-        refuse("more than one statement");
+    if (!is_one_statement) {
+        refuse(handle != nullptr ? "more than one statement" : "a text without a statement");
     }
     return stmt;
 }
 
-/// Rolls back what could not be rolled back when it should, and throws if SQLite has rolled back
-/// the open transaction.
-void database::settle_transaction() {
-    if (m_rollback_owed && sqlite3_get_autocommit(db) == 0) {
-        detail::step(create_statement("ROLLBACK").get());
-    }
-    m_rollback_owed = false;
-    if (m_in_trans && sqlite3_get_autocommit(db) != 0) {
-        throw error(SQLITE_ABORT_ROLLBACK, "the open transaction has been rolled back already");
-    }
-}
-
 void database::open(const std::string& filename, int flags) {
-    m_statements = std::make_shared<detail::statement_cache>();
     sqlite3* handle = nullptr;
     const int code =
         sqlite3_open_v2(filename.c_str(), &handle, flags | SQLITE_OPEN_FULLMUTEX, nullptr);
@@ -245,6 +225,7 @@ void database::open(const std::string& filename, int flags) {
     }
     sqlite3_extended_result_codes(handle, 1);
     sqlite3_busy_timeout(handle, busy_timeout_ms);
+    m_connection = std::make_shared<detail::connection>(handle);
     db = owner.release();
 }
 

@@ -28,8 +28,9 @@ struct SqliteCustomFunction {
 };
 
 namespace sqlite::detail {
-class statement_cache;
-}
+struct connection;
+class transaction_state;
+} // namespace sqlite::detail
 
 namespace sqlite {
 
@@ -95,14 +96,17 @@ public:
     /// and that exception leaves; but a commit that fails while it cleans up, with
     /// SQLITE_IOERR_UNLOCK, SQLITE_IOERR_TRUNCATE or SQLITE_IOERR_FSTAT, can have taken effect.
     /// Once SQLite has rolled back by itself, `execute` throws SQLITE_ABORT_ROLLBACK up to the end
-    /// of the outermost transaction, so that a body that goes on leaves nothing behind. The
-    /// transaction takes the write lock at once (on a read-only database none), so that it waits
-    /// for other writers at its start and not half way.
+    /// of the outermost transaction, so that a body that goes on leaves nothing behind; once a
+    /// COMMIT or ROLLBACK in an SQL text has ended the transaction, it throws SQLITE_MISUSE. An
+    /// operation that was cancelled inside has been rolled back with all of the transaction if it
+    /// throws. The transaction takes the write lock at once (on a read-only database none), so that
+    /// it waits for other writers at its start and not half way.
     uint32_t as_transaction(const std::function<void(database&)>& body);
 
     /// 0 if the connection has inserted no row yet.
     [[nodiscard]] int64_t last_insert_rowid() const;
-    /// The size of the database in bytes, as this connection sees it.
+    /// The size of the database in bytes, as this connection sees it. An authorizer must allow
+    /// PRAGMA page_count and page_size.
     [[nodiscard]] size_t size() const;
     /// Rows inserted, updated or deleted by the most recent such statement that ended, without the
     /// changes made by triggers.
@@ -111,7 +115,8 @@ public:
     /// Registers a function, in place of an earlier one of the same name and argument count, also
     /// for statements prepared before. The callback and what it captures live until the function is
     /// replaced or the connection closed, and are destroyed then, or at once if SQLite refuses the
-    /// function (while a statement is running and it would replace one, for instance): that throws.
+    /// function (while a statement is running and it would replace one, for example): that throws.
+    /// A callback that captures a statement of this connection keeps the connection open for ever.
     /// A callback may throw: its statement fails with the code of an `error`, with SQLITE_NOMEM for
     /// std::bad_alloc, else with SQLITE_ERROR, and with the exception's text.
     void add_custom_function(SqliteCustomFunction function);
@@ -121,8 +126,12 @@ public:
     /// bindings are cleared, and the next `prepare_statement` of the same text takes it. A kept
     /// statement holds no lock and no value. Beyond the capacity the least recently used one is
     /// finalised, also at once when the capacity is lowered. Statements that are in use at a time
-    /// never share a compiled one. A PRAGMA is never kept, since some act when they are compiled.
+    /// never share a compiled one. A PRAGMA or EXPLAIN is never kept, since some act when they are
+    /// compiled. What an authorizer allowed or hid when a statement was compiled stays with it.
     void set_statement_cache_capacity(size_t statements);
+    /// Compiles a statement that is never kept, for a text that will hardly come again because it
+    /// holds a value: kept, such texts would push out all others. Otherwise `prepare_statement`.
+    [[nodiscard]] statement prepare_uncached_statement(const std::string& sql) const;
 
     /// SQLite's own handle, valid as long as this object, for what SQLite offers and this layer
     /// does not wrap. Do not close it. Transactions begun or ended past this layer are noticed as
@@ -136,15 +145,12 @@ private:
     void close();
     [[nodiscard]] std::shared_ptr<sqlite3_stmt> create_statement(const std::string& sql) const;
     void open(const std::string& filename, int flags);
-    void settle_transaction();
+    [[nodiscard]] std::shared_ptr<sqlite3_stmt> compile(const std::string& sql, bool keep) const;
 
     sqlite3* db = nullptr;
     std::recursive_mutex m_mut;
     bool m_in_trans = false;
-    uint32_t m_depth = 0;         // open objects of the class transaction
-    uint32_t m_undone = 0;        // rows that sqlite3_total_changes counts although rolled back
-    bool m_rollback_owed = false; // SQLite could not roll back; nothing may run before it has
-    std::shared_ptr<detail::statement_cache> m_statements; // those kept for their next use
+    std::shared_ptr<detail::connection> m_connection; // what statements and transactions share
 };
 
 /// The number of parameters that one statement of a connection can have.

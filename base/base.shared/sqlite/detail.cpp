@@ -7,12 +7,13 @@
 
 namespace sqlite::detail {
 
-connection_hold::connection_hold(sqlite3* db) noexcept : m_db(db) {
-    sqlite3_mutex_enter(sqlite3_db_mutex(m_db));
+connection_hold::connection_hold(sqlite3* db) noexcept
+    : m_mutex(db != nullptr ? sqlite3_db_mutex(db) : nullptr) {
+    sqlite3_mutex_enter(m_mutex); // does nothing for NULL
 }
 
 connection_hold::~connection_hold() {
-    sqlite3_mutex_leave(sqlite3_db_mutex(m_db));
+    sqlite3_mutex_leave(m_mutex);
 }
 
 std::string shown(std::string_view sql) {
@@ -97,20 +98,6 @@ void read(sqlite3_stmt* stmt, size_t index, long long& value) {
 void read(sqlite3_stmt* stmt, size_t index, double& value) {
     require_value(stmt, index);
     value = sqlite3_column_double(stmt, static_cast<int>(index));
-}
-
-bool step(sqlite3_stmt* stmt) {
-    sqlite3* db = sqlite3_db_handle(stmt);
-    const connection_hold hold(db);
-    const int code = sqlite3_step(stmt);
-    if (code == SQLITE_ROW) {
-        return true;
-    }
-    sqlite3_reset(stmt);
-    if (code != SQLITE_DONE) {
-        fail(db, code, "execute", shown(stmt));
-    }
-    return false;
 }
 
 void abandon_run(sqlite3_stmt* stmt) noexcept {

@@ -6,13 +6,14 @@
 #include <string_view>
 
 struct sqlite3;
+struct sqlite3_mutex;
 struct sqlite3_stmt;
 
 /// What the classes of this layer share among themselves.
 namespace sqlite::detail {
 
-/// Holds SQLite's own mutex of a connection while it lives. The mutex is recursive; every call on
-/// the connection or on a statement of it takes the same one.
+/// Holds SQLite's own mutex of a connection while it lives, nothing for a null pointer. The mutex
+/// is recursive; every call on the connection or on a statement of it takes the same one.
 class connection_hold {
 public:
     explicit connection_hold(sqlite3* db) noexcept;
@@ -21,7 +22,7 @@ public:
     connection_hold& operator=(const connection_hold&) = delete;
 
 private:
-    sqlite3* m_db;
+    sqlite3_mutex* m_mutex;
 };
 
 /// A statement's text as errors show it: its white space folded, and cut after some 200 bytes.
@@ -53,10 +54,6 @@ void read(sqlite3_stmt* stmt, size_t index, T& value) {
     read(stmt, index, whole);
     value = static_cast<T>(whole);
 }
-
-/// Steps a statement: true if there is a row. A run that ends or fails is reset at once, so that
-/// the statement holds no lock and can be bound again; a failure throws.
-bool step(sqlite3_stmt* stmt);
 
 /// Ends a run that was abandoned half way. Does nothing for a statement that is not running.
 void abandon_run(sqlite3_stmt* stmt) noexcept;

@@ -1,6 +1,6 @@
 #include "base/base.shared/sqlite/result.h"
 
-#include "base/base.shared/sqlite/detail.h"
+#include "base/base.shared/sqlite/connection.h"
 
 #include <sqlite3.h>
 #include <utility>
@@ -27,7 +27,7 @@ bool result::const_iterator::operator!=(const const_iterator& other) const {
 result::const_iterator& result::const_iterator::operator++() {
     if (!at_end()) {
         *end_reached = true; // before the step, which may throw
-        *end_reached = !detail::step(stmt.get());
+        *end_reached = !detail::step(stmt.get(), m_connection.get());
     }
     return *this;
 }
@@ -48,6 +48,7 @@ void result::const_iterator::swap(const_iterator& other) noexcept {
     stmt.swap(other.stmt);
     std::swap(end_reached, other.end_reached);
     current_row.swap(other.current_row);
+    m_connection.swap(other.m_connection);
 }
 
 bool result::const_iterator::at_end() const {
@@ -64,7 +65,9 @@ size_t result::row_modification_count() const {
 }
 
 result::const_iterator result::begin() const {
-    return {stmt, end_reached};
+    const_iterator first(stmt, end_reached);
+    first.m_connection = m_connection;
+    return first;
 }
 
 result::const_iterator result::end() const {

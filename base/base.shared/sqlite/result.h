@@ -8,6 +8,10 @@
 
 struct sqlite3_stmt;
 
+namespace sqlite::detail {
+struct connection;
+}
+
 namespace sqlite {
 
 /// What an executed statement delivers: its rows, one after the other, once.
@@ -54,11 +58,14 @@ public:
         void swap(const_iterator& other) noexcept;
 
     private:
+        friend class result;
+
         [[nodiscard]] bool at_end() const;
 
         std::shared_ptr<sqlite3_stmt> stmt;
         bool* end_reached; // the flag of the result, null for an end position
         row current_row;
+        std::shared_ptr<detail::connection> m_connection; // null for a result made past the layer
     };
 
     /// The result of a statement that has been stepped once already.
@@ -75,7 +82,7 @@ public:
     [[nodiscard]] size_t row_modification_count() const;
 
     /// The current row, which is the first one before any iterator has advanced, and the end behind
-    /// the last one. They step nothing.
+    /// the last one. Neither call steps the statement.
     [[nodiscard]] const_iterator begin() const;
     [[nodiscard]] const_iterator end() const;
 
@@ -85,6 +92,7 @@ private:
     std::shared_ptr<sqlite3_stmt> stmt;
     mutable bool end_reached; // set by the iterators that share it
     size_t m_modified = 0;
+    std::shared_ptr<detail::connection> m_connection;
 };
 
 } // namespace sqlite

@@ -52,7 +52,7 @@ public:
 
     void swap(statement& other) noexcept;
 
-    /// The text that was prepared, valid as long as this object.
+    /// The text that was prepared, up to its semicolon. Valid as long as this object.
     [[nodiscard]] std::string_view sql() const;
     /// The position of a parameter, counted from 1, for `bind` by position: parameters are numbered
     /// in the order in which they first appear. Throws `error` for a name that there is not.

@@ -1,9 +1,6 @@
 #include "base/base.shared/sqlite/statement_cache.h"
 
-#include "base/base.shared/sqlite/detail.h"
-
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <sqlite3.h>
 
@@ -11,16 +8,20 @@ namespace sqlite::detail {
 
 void statement_cache::set_capacity(size_t statements) noexcept {
     m_capacity = statements;
-    const size_t surplus = m_kept.size() - std::min(m_kept.size(), m_capacity);
-    const auto end = m_kept.begin() + static_cast<std::ptrdiff_t>(surplus);
-    std::for_each(m_kept.begin(), end, sqlite3_finalize);
-    m_kept.erase(m_kept.begin(), end);
+    while (m_kept.size() > m_capacity) {
+        sqlite3_stmt* oldest = m_kept.front();
+        m_kept.erase(m_kept.begin());
+        sqlite3_finalize(oldest);
+    }
 }
 
-sqlite3_stmt* statement_cache::take(const std::string& sql) noexcept {
+sqlite3_stmt* statement_cache::take(std::string_view sql) noexcept {
     // A text used again and again stands near the end.
-    const auto found = std::find_if(m_kept.rbegin(), m_kept.rend(), [&sql](sqlite3_stmt* kept) {
-        return std::strcmp(sql.c_str(), sqlite3_sql(kept)) == 0;
+    const auto found = std::find_if(m_kept.rbegin(), m_kept.rend(), [sql](sqlite3_stmt* kept) {
+        const std::string_view text = sqlite3_sql(kept); // up to its semicolon
+        return sql.starts_with(text) &&
+               (sql.size() == text.size() ||
+                (text.ends_with(';') && without_blanks(sql.substr(text.size())).empty()));
     });
     if (found == m_kept.rend()) {
         return nullptr;
@@ -34,31 +35,29 @@ bool statement_cache::keep(sqlite3_stmt* stmt) noexcept {
     if (m_capacity == 0) {
         return false;
     }
+    sqlite3_clear_bindings(stmt);
     try {
         m_kept.push_back(stmt);
     } catch (const std::bad_alloc&) {
         return false;
     }
-    sqlite3_reset(stmt);
-    sqlite3_clear_bindings(stmt);
     set_capacity(m_capacity);
     return true;
 }
 
-std::shared_ptr<sqlite3_stmt> shared_statement(sqlite3_stmt* stmt,
-                                               const std::shared_ptr<statement_cache>& cache) {
-    const auto hand_back = [weak = std::weak_ptr(cache)](sqlite3_stmt* handed) {
-        const std::shared_ptr<statement_cache> cache = weak.lock();
-        if (cache != nullptr && handed != nullptr) { // null for a text that did not compile
-            const connection_hold hold(sqlite3_db_handle(handed));
-            if (cache->keep(handed)) {
-                return;
-            }
+std::string_view without_blanks(std::string_view sql) {
+    while (!sql.empty()) {
+        size_t size = 1;
+        if (sql.starts_with("--")) {
+            size = sql.find('\n');
+        } else if (sql.starts_with("/*")) {
+            size = std::min(sql.find("*/", 2), sql.size() - 2) + 2;
+        } else if (std::string_view("; \t\n\f\r").find(sql.front()) == std::string_view::npos) {
+            break;
         }
-        // Not under the mutex, which the last statement of a closed connection takes with it.
-        sqlite3_finalize(handed);
-    };
-    return {stmt, hand_back};
+        sql.remove_prefix(std::min(size, sql.size()));
+    }
+    return sql;
 }
 
 } // namespace sqlite::detail

@@ -1,8 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
-#include <string>
+#include <string_view>
 #include <vector>
 
 struct sqlite3;
@@ -10,9 +9,10 @@ struct sqlite3_stmt;
 
 namespace sqlite::detail {
 
-/// The compiled statements that a connection keeps for their next use. Belongs to the `database`;
-/// the statements it gave out know it weakly, and finalise themselves once it is gone. Guarded by
-/// SQLite's mutex of the connection: hold that for each call.
+/// The compiled statements that a connection keeps for their next use. Guarded by SQLite's mutex of
+/// the connection: hold that for each call. A statement that is reset or finalised can free another
+/// one, which is handed back meanwhile (a function that SQL calls may have tied it to its
+/// argument).
 class statement_cache {
 public:
     statement_cache() = default;
@@ -22,11 +22,12 @@ public:
 
     /// Finalises the least recently used statements beyond the capacity.
     void set_capacity(size_t statements) noexcept;
-    /// The statement kept for this text, now the caller's; null if there is none. The cost is
-    /// linear in the capacity.
-    [[nodiscard]] sqlite3_stmt* take(const std::string& sql) noexcept;
-    /// Resets a statement, clears its bindings and keeps it. False, with nothing done, if the cache
-    /// is off or there is no memory for it.
+    /// The statement kept for this text, now the caller's; null if there is none. What stands
+    /// behind the `;` of a text does not count, if it is no statement. The cost is linear in the
+    /// capacity.
+    [[nodiscard]] sqlite3_stmt* take(std::string_view sql) noexcept;
+    /// Clears the bindings of a statement that is not running, and keeps it. False if the cache is
+    /// off or there is no memory for it.
     [[nodiscard]] bool keep(sqlite3_stmt* stmt) noexcept;
 
 private:
@@ -34,8 +35,7 @@ private:
     size_t m_capacity = 0;
 };
 
-/// Shares a compiled statement among its holders. The last one hands it back to the cache.
-[[nodiscard]] std::shared_ptr<sqlite3_stmt>
-shared_statement(sqlite3_stmt* stmt, const std::shared_ptr<statement_cache>& cache);
+/// What is behind blanks, comments and semicolons.
+[[nodiscard]] std::string_view without_blanks(std::string_view sql);
 
 } // namespace sqlite::detail

@@ -11,48 +11,61 @@ namespace sqlite {
 ///
 /// Once it has the write lock it waits for nobody before its commit: the busy time-out is 0 inside.
 /// Otherwise, once it outgrows SQLite's page cache while another connection reads, each further
-/// page would wait it out; so the cache grows until the reader has ended. A busy handler that was
-/// set through SQLite's own interface is left alone.
+/// page would wait it out; so the cache grows until the reader has ended. A time-out that is set
+/// inside stays. So does a busy handler that was set before through SQLite's own interface; one
+/// that is set inside is lost at the end, because SQLite does not tell it from the time-out 0. An
+/// authorizer must allow PRAGMA busy_timeout.
 ///
-/// Holds the connection's lock until it is destroyed, on the thread that made it. A nested one is
-/// ended before the one around it. What was not committed is rolled back.
+/// Holds the connection's lock until it has ended, on the thread that made it. It ends by `commit`,
+/// `rollback` or its destructor. One that is rolled back takes those inside of it with it: they are
+/// over then.
 class transaction {
 public:
     /// Begins, with the write lock unless the database is read-only. Throws `error` if it cannot,
-    /// and after SQLite has rolled back the transaction around it.
+    /// and after SQLite's transaction around it has ended.
     explicit transaction(database& db);
     transaction(const transaction&) = delete;
     transaction& operator=(const transaction&) = delete;
+    /// Rolls back what was not committed.
     ~transaction();
 
-    /// Throws `error` if SQLite cannot commit or has rolled back already, if the transaction is
-    /// over, or if one that was begun inside it is still open. It throws SQLITE_BUSY if another
-    /// connection reads for longer than the busy time-out; then the transaction is still open, and
-    /// can be committed later. The destructor rolls back what was not committed. See
+    /// Throws `error` if the transaction is over, if one that was begun inside it is still open, if
+    /// SQLite has rolled back by itself (SQLITE_ABORT_ROLLBACK), if an SQL text has ended the
+    /// transaction (SQLITE_MISUSE), and if SQLite cannot commit: then it is still open, and can be
+    /// committed later if the reason was a reader (SQLITE_BUSY) or an interrupt. See
     /// `database::as_transaction` for commits that fail after their effect.
     void commit();
-    /// Undoes everything inside. Does nothing after it, or after a commit, or if SQLite has rolled
-    /// back by itself. A savepoint that SQLite cannot undo takes the whole transaction with it. If
-    /// SQLite lacks even the memory for that, the connection rolls back before it runs anything
-    /// else.
+    /// Undoes everything inside. Does nothing if the transaction is over. A savepoint that SQLite
+    /// cannot undo takes the whole transaction with it. If SQLite cannot even roll that back (it
+    /// lacks the memory, or a walk around the transaction was interrupted), the connection does so
+    /// once a statement of it ends, and before it runs anything else.
     void rollback() noexcept;
 
-    /// Whether it is open, and no transaction that was begun inside it is.
+    /// Whether it has ended.
+    [[nodiscard]] bool is_over() const { return !m_lock.owns_lock(); }
+    /// Whether it has not ended, and SQLite has it open as well.
+    [[nodiscard]] bool is_open() const;
+    /// Whether it has not ended, and no transaction that was begun inside it is open.
     [[nodiscard]] bool is_innermost() const;
 
-    /// Rows inserted, updated and deleted inside so far, less those that nested ones rolled back.
+    /// Rows inserted, updated and deleted inside until its end, less those that nested ones rolled
+    /// back.
     [[nodiscard]] uint32_t changes() const;
 
 private:
-    void wait_for_others_again() noexcept;
+    void set_busy_timeout_back() noexcept;
+    bool undo_savepoint() noexcept;
+    int release() noexcept;
     void end() noexcept;
 
-    std::unique_lock<database> m_lock;
+    std::unique_lock<database> m_lock; // held until the end
     database& m_db;
-    bool m_nested = false; // a savepoint
-    bool m_open = true;
-    uint32_t m_level = 0; // 1 for the outermost object
+    detail::transaction_state& m_state;
+    transaction* m_outer = nullptr; // the object around it
+    uint32_t m_level = 1;           // 1 for the outermost object
+    bool m_is_nested = false;       // a savepoint
     uint32_t m_changes_before = 0;
+    uint32_t m_changes = 0; // known at the end
     int m_busy_timeout = 0; // in ms: what to give back to the connection, 0 for nothing
 };
 

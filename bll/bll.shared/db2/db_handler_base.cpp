@@ -1,10 +1,28 @@
 #include "bll/bll.shared/db2/db_handler_base.h"
 
+#include <algorithm>
 #include <charconv>
 #include <sqlite3.h>
 #include <string_view>
 
 namespace db {
+
+namespace {
+
+/// Does its work at the end of a scope, whichever way that is left.
+template <typename Work>
+class at_end {
+public:
+    explicit at_end(Work work) : m_work(std::move(work)) {}
+    ~at_end() { m_work(); }
+    at_end(const at_end&) = delete;
+    at_end& operator=(const at_end&) = delete;
+
+private:
+    Work m_work;
+};
+
+} // namespace
 
 DBBase::DBBase(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db)
     : m_current_user_info(std::move(current_user_info)), m_db(std::move(db)) {}
@@ -94,6 +112,10 @@ void DBBase::db_set_user_data_version(std::string version) {
 }
 
 void DBBase::begin_transaction() {
+    // Those that nobody has ended since they were over would gather.
+    while (m_transactions.size() > m_kept_open && m_transactions[m_kept_open]->is_over()) {
+        end_innermost();
+    }
     m_transactions.push_back(std::make_unique<sqlite::transaction>(require_connection(m_db)));
     m_is_in_transaction = true;
 }
@@ -110,31 +132,25 @@ void DBBase::commit_transaction() {
         throw sqlite::error(SQLITE_MISUSE, "cannot commit: this handler has no open transaction");
     }
     require_endable();
-    const std::unique_ptr<sqlite::transaction> innermost = std::move(m_transactions.back());
-    end_innermost();
-    innermost->commit(); // what cannot be committed is rolled back with the object
+    const at_end always([this] { end_innermost(); }); // rolls back what cannot be committed
+    m_transactions.back()->commit();
 }
 
 bool DBBase::is_in_transaction() {
+    m_is_in_transaction = std::any_of(m_transactions.begin(), m_transactions.end(),
+                                      [](const auto& one) { return one->is_open(); });
     return m_is_in_transaction;
 }
 
 void DBBase::as_transaction(std::function<void()> body) {
     begin_transaction();
-    struct scope {
-        explicit scope(DBBase& handler)
-            : m_handler(handler),
-              m_before(std::exchange(handler.m_kept_open, handler.m_transactions.size())) {}
-        ~scope() {
-            while (m_handler.m_transactions.size() >= m_handler.m_kept_open) {
-                m_handler.end_innermost();
-            }
-            m_handler.m_kept_open = m_before;
+    const size_t kept_open_before = std::exchange(m_kept_open, m_transactions.size());
+    const at_end always([this, kept_open_before] {
+        while (m_transactions.size() >= m_kept_open) {
+            end_innermost();
         }
-        DBBase& m_handler;
-        size_t m_before;
-    };
-    const scope until_ended(*this);
+        m_kept_open = kept_open_before;
+    });
     body();
     if (m_transactions.size() != m_kept_open) {
         throw sqlite::error(SQLITE_MISUSE, "the body left a transaction of its own open");
@@ -143,16 +159,17 @@ void DBBase::as_transaction(std::function<void()> body) {
 }
 
 void DBBase::require_endable() {
-    if (m_transactions.size() == m_kept_open || !m_transactions.back()->is_innermost()) {
-        throw sqlite::error(SQLITE_MISUSE, m_transactions.size() == m_kept_open
-                                               ? "as_transaction ends its transaction itself"
-                                               : "the transaction has an open one inside");
+    if (m_transactions.size() == m_kept_open) {
+        throw sqlite::error(SQLITE_MISUSE, "as_transaction ends its transaction itself");
+    }
+    if (!m_transactions.back()->is_over() && !m_transactions.back()->is_innermost()) {
+        throw sqlite::error(SQLITE_MISUSE, "the transaction has an open one inside");
     }
 }
 
 void DBBase::end_innermost() noexcept {
     m_transactions.pop_back();
-    m_is_in_transaction = !m_transactions.empty();
+    is_in_transaction();
 }
 
 std::shared_ptr<sqlite::database> DBBase::GetDB() {

@@ -68,21 +68,22 @@ public:
 
     /// Opens a transaction, inside an open one a savepoint, and holds the connection for this
     /// thread until it is committed or rolled back: other threads wait. Handlers that share the
-    /// connection end their transactions in the opposite order. See `sqlite::transaction`.
+    /// connection end their transactions in the opposite order. If one around it is rolled back, it
+    /// is over: then it can still be ended once. See `sqlite::transaction`.
     void begin_transaction();
-    /// Undoes what the innermost transaction of this handler did. Does nothing if none is open.
-    /// Throws SQLITE_MISUSE, and leaves it open, if another one was begun inside it through the
-    /// connection, or if `as_transaction` began it.
+    /// Undoes what the innermost transaction of this handler did. Does nothing if that is over or
+    /// there is none. Throws SQLITE_MISUSE, and leaves it open, if another one was begun inside it
+    /// through the connection, or if `as_transaction` began it.
     void rollback_transaction();
     /// Finishes the innermost transaction of this handler. Throws like `rollback_transaction`, if
-    /// none is open, and if SQLite cannot commit: then it is rolled back, but see
+    /// it is over or there is none, and if SQLite cannot commit: then it is rolled back, but see
     /// `sqlite::database::as_transaction` for commits that fail after their effect.
     void commit_transaction();
-    /// Whether a transaction begun through this handler is open.
+    /// Whether a transaction begun through this handler is open, in SQLite too.
     bool is_in_transaction();
     /// Runs `body` inside a transaction, and commits; if `body` throws, rolls back and lets that
     /// exception through. Throws SQLITE_MISUSE, with everything rolled back, if `body` leaves
-    /// a transaction of its own open.
+    /// a transaction of its own open. `body` must not destroy this handler.
     void as_transaction(std::function<void()> body);
 
     /// The very connection given at construction.

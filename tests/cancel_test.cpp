@@ -1,0 +1,152 @@
+#include "base/base.shared/sqlite/transaction.h"
+#include "tests/support.h"
+
+#include <atomic>
+#include <set>
+#include <thread>
+
+using sqlite::database;
+
+namespace {
+
+/// Random transactions on a table of numbers, cancelled at any moment, and what must be stored.
+class Cancelled : public testing::Test {
+public:
+    unsigned number(unsigned below) { return static_cast<unsigned>(random() % below); }
+
+protected:
+    Cancelled() {
+        other.execute("PRAGMA busy_timeout = 0");
+        db->execute("PRAGMA synchronous = OFF");
+        db->execute("CREATE TABLE t (i INTEGER PRIMARY KEY)");
+        db->execute("INSERT INTO t VALUES (-1), (-2), (-3)"); // to be walked
+        RecordProperty("seed", static_cast<int>(seed));
+    }
+
+    /// Runs `body` in a transaction of one kind or another, which may be left by an exception.
+    void transact(const std::function<void()>& body) {
+        switch (number(3)) {
+        case 0:
+            db->as_transaction([&](database&) { body(); });
+            break;
+        case 1:
+            handler.as_transaction(body);
+            break;
+        default:
+            handler.begin_transaction();
+            try {
+                body();
+            } catch (...) {
+                handler.rollback_transaction();
+                throw;
+            }
+            handler.commit_transaction();
+        }
+    }
+
+    /// Stores some numbers, some of them in transactions inside. Returns those that are stored if
+    /// the transaction around it commits.
+    std::set<int> store_some(int depth) {
+        std::set<int> stored;
+        for (unsigned i = 1 + number(3); i > 0; --i) {
+            if (depth > 0 && number(3) == 0) {
+                try {
+                    std::set<int> inner;
+                    transact([&] { inner = store_some(depth - 1); });
+                    stored.merge(inner);
+                } catch (const std::exception&) { // this one goes on without it
+                }
+            } else {
+                auto insert = db->prepare_statement("INSERT INTO t VALUES (:i)");
+                insert.bind(":i", ++last);
+                db->execute(insert);
+                stored.insert(last);
+            }
+        }
+        if (number(8) == 0) {
+            throw std::out_of_range("of its own");
+        }
+        return stored;
+    }
+
+    /// One transaction, by itself or inside of a walk. Expects that it is there if it did not
+    /// throw, else not, and that it leaves neither a transaction nor a lock.
+    void round() {
+        const auto one = [&] {
+            std::set<int> stored;
+            transact([&] { stored = store_some(3); });
+            expected.merge(stored);
+        };
+        try {
+            if (number(4) == 0) {
+                for (const sqlite::row& row : db->execute("SELECT i FROM t WHERE i < 0")) {
+                    static_cast<void>(row);
+                    one();
+                }
+            } else {
+                one();
+            }
+        } catch (const std::exception&) {
+        }
+        ASSERT_NE(sqlite3_get_autocommit(db->native_handle()), 0);
+        ASSERT_FALSE(handler.is_in_transaction());
+        ASSERT_NO_THROW(other.execute("BEGIN IMMEDIATE"));
+        other.execute("COMMIT");
+        std::set<int> stored;
+        for (const sqlite::row& row : other.execute("SELECT i FROM t WHERE i > 0")) {
+            stored.insert(row[0].as<int>());
+        }
+        ASSERT_EQ(stored, expected);
+        if (expected.size() > 50) {
+            other.execute("DELETE FROM t WHERE i > 0");
+            expected.clear();
+        }
+    }
+
+    const unsigned seed = std::random_device()();
+    std::mt19937 random{seed};
+    std::set<int> expected;
+    int last = 0;
+
+    scratch_directory directory;
+    std::shared_ptr<database> db = std::make_shared<database>(directory.file("a.db"));
+    database other{directory.file("a.db")};
+    db::DBBase handler{{"me", 1}, db};
+};
+
+/// By hand once with --gtest_repeat=40.
+TEST_F(Cancelled, ByAProgressHandler) {
+    for (const int interval : {1, 5, 100, 1000}) {
+        for (const size_t kept : {0, 16}) {
+            SCOPED_TRACE(testing::Message() << "every " << interval << " steps, " << kept
+                                            << " statements kept, seed " << seed);
+            db->set_statement_cache_capacity(kept);
+            sqlite3_progress_handler(
+                db->native_handle(), interval,
+                [](void* test) { return static_cast<Cancelled*>(test)->number(10) == 0 ? 1 : 0; },
+                this);
+            for (int i = 0; i < 100 && !HasFatalFailure(); ++i) {
+                round();
+            }
+        }
+    }
+    EXPECT_GT(last, 0);
+}
+
+TEST_F(Cancelled, ByAnotherThread) {
+    std::atomic<bool> is_done = false;
+    std::thread canceller([&, delays = std::mt19937(seed)]() mutable {
+        while (!is_done) {
+            std::this_thread::sleep_for(std::chrono::microseconds(delays() % 200));
+            sqlite3_interrupt(db->native_handle());
+        }
+    });
+    for (int i = 0; i < 200 && !HasFatalFailure(); ++i) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        round();
+    }
+    is_done = true;
+    canceller.join();
+}
+
+} // namespace

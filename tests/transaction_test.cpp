@@ -1,0 +1,301 @@
+#include "base/base.shared/sqlite/transaction.h"
+#include "tests/support.h"
+
+#include <thread>
+
+using sqlite::database;
+
+namespace {
+
+/// A table of numbers in a file, and a second connection that waits for nobody.
+class Transactions : public testing::Test {
+protected:
+    Transactions() {
+        other.execute("PRAGMA busy_timeout = 0");
+        run("PRAGMA synchronous = OFF");
+        run("CREATE TABLE t (i INTEGER PRIMARY KEY)");
+    }
+
+    std::string run(const std::string& sql) { return shown(db->execute(sql)); }
+    void add(int i) { run("INSERT INTO t VALUES (" + std::to_string(i) + ")"); }
+    /// Adds a row inside a transaction of its own, which then fails.
+    void add_and_fail(int i) {
+        const auto body = [&](database&) {
+            add(i);
+            throw std::out_of_range("the first");
+        };
+        EXPECT_THROW(db->as_transaction(body), std::out_of_range);
+    }
+    void begin_and_add(db::DBBase& handler, int i) {
+        handler.begin_transaction();
+        add(i);
+    }
+    /// What others see. Expects that nothing is open and nothing locked.
+    std::string stored() {
+        EXPECT_NE(sqlite3_get_autocommit(db->native_handle()), 0) << "a transaction is open";
+        EXPECT_FALSE(base.is_in_transaction());
+        EXPECT_NO_THROW(other.as_transaction([](database&) {})) << "a lock is held";
+        return shown(other.execute("SELECT i FROM t"));
+    }
+
+    scratch_directory directory;
+    std::shared_ptr<database> db = std::make_shared<database>(directory.file("a.db"));
+    database other{directory.file("a.db")};
+    db::DBBase base{{"me", 1}, db};
+};
+
+TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
+    add_and_fail(4);
+    EXPECT_EQ(stored(), "");
+    const uint32_t changed = db->as_transaction([&](database&) {
+        add(3);
+        EXPECT_EQ(db->as_transaction([&](database&) { add(5); }), 1U);
+        add_and_fail(7);
+        run("SAVEPOINT nested"); // the application's own, between two of ours
+        db->as_transaction([&](database&) {
+            add(8);
+            add_and_fail(9);
+        });
+    });
+    EXPECT_EQ(changed, 3U) << "rows that a savepoint took back do not count";
+    run("BEGIN");
+    db->as_transaction([&](database&) { add(7); });
+    run("ROLLBACK");
+    EXPECT_EQ(stored(), "3;5;8");
+}
+
+TEST_F(Transactions, TellWhatHasEndedThem) {
+    const std::string rolled_back = "the open transaction has been rolled back already";
+    const std::string ended = "the transaction was ended inside of it";
+    const struct {
+        std::string sql;
+        int first_code, code;
+        std::string text, stored;
+    } cases[] = {
+        {"INSERT OR ROLLBACK INTO t VALUES (1)", SQLITE_CONSTRAINT_PRIMARYKEY,
+         SQLITE_ABORT_ROLLBACK, rolled_back, ""},
+        {"COMMIT", SQLITE_OK, SQLITE_MISUSE, ended, "1"},
+        {"ROLLBACK", SQLITE_OK, SQLITE_MISUSE, ended, ""},
+        {"past the layer", SQLITE_OK, SQLITE_MISUSE, ended, "1"},
+    };
+    for (const auto& [sql, first_code, code, text, left] : cases) {
+        SCOPED_TRACE(sql);
+        const auto end = [&, sql = sql, first_code = first_code](database&) {
+            if (sql == "past the layer") {
+                sqlite3_exec(db->native_handle(), "COMMIT", nullptr, nullptr, nullptr);
+            } else if (first_code == SQLITE_OK) {
+                run(sql);
+            } else {
+                fails(first_code, "INSERT OR ROLLBACK", [&] { run(sql); });
+            }
+        };
+        fails(code, text, [&, code = code, text = text] {
+            db->as_transaction([&](database&) {
+                add(1);
+                fails(code, text, [&] { db->as_transaction(end); });
+                fails(code, text, [&] { add(3); });
+                fails(code, text, [&] { db->as_transaction([](database&) {}); });
+            });
+        });
+        EXPECT_EQ(stored(), left);
+        run("DELETE FROM t");
+    }
+    fails(SQLITE_MISUSE, ended, [&] {
+        db->as_transaction([&](database&) {
+            run("SAVEPOINT s");
+            db->as_transaction([&](database&) { run("RELEASE s"); });
+        });
+    });
+    EXPECT_EQ(stored(), "");
+}
+
+TEST_F(Transactions, TellOfARollbackInAWalk) {
+    db->add_custom_function({"no_memory", 1, [](sqlite3_context* context, int, sqlite3_value** i) {
+                                 if (sqlite3_value_int(*i) == 2) {
+                                     sqlite3_result_error_nomem(context);
+                                 }
+                             }});
+    fails(SQLITE_ABORT_ROLLBACK, "rolled back already", [&] {
+        db->as_transaction([&](database&) {
+            add(1);
+            add(2);
+            const auto walked = db->execute("SELECT no_memory(i) FROM t");
+            auto row = walked.begin();
+            fails(SQLITE_NOMEM, "out of memory", [&] { ++row; });
+            add(3);
+        });
+    });
+    EXPECT_EQ(stored(), "");
+}
+
+TEST_F(Transactions, RollBackWhatCannotBeCommitted) {
+    run("PRAGMA foreign_keys = ON");
+    run("CREATE TABLE child (i REFERENCES t DEFERRABLE INITIALLY DEFERRED)");
+    const auto orphan = [&](database&) {
+        add(1);
+        run("INSERT INTO child VALUES (8)");
+    };
+    fails(SQLITE_CONSTRAINT_FOREIGNKEY, "COMMIT", [&] { db->as_transaction(orphan); });
+    EXPECT_EQ(stored() + run("SELECT * FROM child"), "");
+    EXPECT_EQ(db->as_transaction([&](database&) { add(1); }), 1U);
+}
+
+TEST_F(Transactions, EndInnerBeforeOuterAndOuterWithInner) {
+    sqlite::transaction outer(*db);
+    add(1);
+    sqlite::transaction inner(*db);
+    add(2);
+    EXPECT_TRUE(inner.is_innermost() && !outer.is_innermost());
+    fails(SQLITE_MISUSE, "while an inner", [&] { outer.commit(); });
+    inner.rollback();
+    EXPECT_TRUE(inner.is_over() && outer.is_innermost());
+    sqlite::transaction next(*db);
+    add(3);
+    fails(SQLITE_MISUSE, "is over", [&] { inner.commit(); });
+    outer.rollback();
+    EXPECT_TRUE(next.is_over() && next.changes() == 1);
+    fails(SQLITE_MISUSE, "is over", [&] { next.commit(); });
+    next.rollback();
+    std::thread([&] { add(4); }).join(); // would wait for ever for a lock that is still held
+    EXPECT_EQ(stored(), "4");
+}
+
+TEST_F(Transactions, OfHandlersAreOpenUntilTheOutermostEnds) {
+    EXPECT_NO_THROW(base.rollback_transaction());
+    fails(SQLITE_MISUSE, "no open transaction", [&] { base.commit_transaction(); });
+    begin_and_add(base, 1);
+    begin_and_add(base, 2);
+    base.rollback_transaction();
+    EXPECT_TRUE(base.is_in_transaction());
+    base.commit_transaction();
+    EXPECT_EQ(stored(), "1");
+    {
+        db::DBBase dying({"me", 1}, db);
+        begin_and_add(dying, 3);
+        begin_and_add(dying, 4);
+    }
+    begin_and_add(base, 5);
+    run("ROLLBACK");
+    EXPECT_FALSE(base.is_in_transaction()) << "asked of SQLite";
+    fails(SQLITE_MISUSE, "ended inside", [&] { base.commit_transaction(); });
+    EXPECT_EQ(stored(), "1");
+}
+
+TEST_F(Transactions, OfABodyEndWhatItBeganAndNothingElse) {
+    const auto ended = "as_transaction ends its transaction itself";
+    base.as_transaction([&] {
+        begin_and_add(base, 1);
+        base.commit_transaction();
+        fails(SQLITE_MISUSE, ended, [&] { base.commit_transaction(); });
+        fails(SQLITE_MISUSE, ended, [&] { base.rollback_transaction(); });
+        const auto break_off = [&] {
+            begin_and_add(base, 2);
+            throw std::logic_error("x");
+        };
+        EXPECT_THROW(base.as_transaction(break_off), std::logic_error);
+    });
+    const auto leave_open = [&] { begin_and_add(base, 3); };
+    fails(SQLITE_MISUSE, "left a transaction", [&] { base.as_transaction(leave_open); });
+    EXPECT_EQ(stored(), "1");
+}
+
+TEST_F(Transactions, OfTwoHandlersEndInnerBeforeOuter) {
+    db::DBBase second({"me", 1}, db);
+    begin_and_add(second, 1);
+    begin_and_add(base, 2);
+    fails(SQLITE_MISUSE, "an open one inside", [&] { second.rollback_transaction(); });
+    fails(SQLITE_MISUSE, "an open one inside", [&] { second.commit_transaction(); });
+    base.rollback_transaction();
+    second.commit_transaction();
+    EXPECT_EQ(stored(), "1");
+}
+
+TEST_F(Transactions, TakeThoseOfHandlersWithThem) {
+    for (int round = 0; round < 3; ++round) {
+        const auto lose = [&](database&) {
+            begin_and_add(base, 1);
+            begin_and_add(base, 2);
+            throw 1;
+        };
+        EXPECT_THROW(db->as_transaction(lose), int);
+        EXPECT_EQ(stored(), "");
+        if (round == 0) {
+            fails(SQLITE_MISUSE, "is over", [&] { base.commit_transaction(); });
+            EXPECT_NO_THROW(base.rollback_transaction());
+            fails(SQLITE_MISUSE, "no open transaction", [&] { base.commit_transaction(); });
+        } // else nobody ends them
+        begin_and_add(base, 3);
+        base.commit_transaction();
+        EXPECT_EQ(stored(), "3");
+        run("DELETE FROM t");
+    }
+    begin_and_add(base, 1);
+    EXPECT_THROW(db->as_transaction([&](database&) {
+        base.begin_transaction();
+        throw 1;
+    }),
+                 int);
+    fails(SQLITE_MISUSE, "is over", [&] { base.commit_transaction(); }); // not the outer one
+    EXPECT_TRUE(base.is_in_transaction());
+    base.commit_transaction();
+    EXPECT_EQ(stored(), "1");
+}
+
+/// Each way in which a transaction can end.
+const std::pair<const char*, void (*)(database&)> ways_to_end[] = {
+    {"commit", [](database& db) { db.as_transaction([](database&) {}); }},
+    {"rollback", [](database& db) { sqlite::transaction{db}.rollback(); }},
+    {"destructor", [](database& db) { sqlite::transaction{db}; }},
+    {"rollback by SQLite",
+     [](database& db) {
+         fails(SQLITE_ABORT_ROLLBACK, "", [&] {
+             db.as_transaction([&](database&) {
+                 EXPECT_THROW(db.execute("INSERT OR ROLLBACK INTO t VALUES (1), (1)"),
+                              sqlite::error);
+             });
+         });
+     }},
+    {"COMMIT in SQL",
+     [](database& db) {
+         fails(SQLITE_MISUSE, "",
+               [&] { db.as_transaction([&](database&) { db.execute("COMMIT"); }); });
+     }},
+    {"cancelled",
+     [](database& db) {
+         fails(SQLITE_INTERRUPT, "", [&] {
+             db.as_transaction([&](database&) {
+                 const auto walked = db.execute("VALUES (1), (2)");
+                 sqlite3_interrupt(db.native_handle());
+                 db.execute("INSERT INTO t VALUES (1)");
+             });
+         });
+     }},
+};
+
+TEST_F(Transactions, LeaveTheTimeoutAndTheHandlerAsTheyWere) {
+    static int asked = 0;
+    const auto timeout = [&] { return run("PRAGMA busy_timeout"); };
+    for (const auto& [way, end] : ways_to_end) {
+        SCOPED_TRACE(way);
+        run("PRAGMA busy_timeout = 20");
+        end(*db);
+        EXPECT_EQ(timeout(), "20");
+        sqlite3_busy_handler(
+            db->native_handle(), [](void*, int) { return ++asked > 0 ? 0 : 0; }, nullptr);
+        end(*db);
+        asked = 0;
+        other.as_transaction([&](database&) { EXPECT_THROW(add(9), sqlite::error); });
+        EXPECT_EQ(asked, 1);
+        EXPECT_EQ(stored(), "");
+    }
+    for (const char* set_inside : {"30", "40"}) {
+        run("PRAGMA busy_timeout = 20");
+        sqlite::transaction inside(*db);
+        EXPECT_EQ(timeout(), "0");
+        run("PRAGMA busy_timeout = "s + set_inside);
+        set_inside == "30"s ? inside.commit() : inside.rollback();
+        EXPECT_EQ(timeout(), set_inside);
+    }
+}
+
+} // namespace
