@@ -54,6 +54,44 @@ TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
     EXPECT_EQ(compiled(), "0:");
 }
 
+TEST_F(StatementCache, KeepsEachTextOnceAndWhatMayComeAgain) {
+    for (const char* behind : {"", " ", "\n", "; -- end\n"}) {
+        EXPECT_EQ(shown(db->execute("SELECT 1;"s + behind)), "1");
+    }
+    EXPECT_EQ(db->prepare_statement("SELECT 1;\n").sql(), "SELECT 1;");
+    fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 1; SELECT 2"); });
+    fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 2; SELECT 1"); });
+    db->execute("EXPLAIN QUERY PLAN SELECT 1");
+    EXPECT_EQ(shown(db->execute(db->prepare_uncached_statement("SELECT 3"))), "3");
+    EXPECT_EQ(compiled(), "1: SELECT 1;");
+}
+
+TEST_F(StatementCache, AStatementMayFreeAnother) {
+    db->set_statement_cache_capacity(1);
+    db->add_custom_function(
+        {"hold", 1, [&](sqlite3_context* context, int, sqlite3_value** value) {
+             const std::string text =
+                 "SELECT " + std::string(reinterpret_cast<const char*>(sqlite3_value_text(*value)));
+             auto* held = new sqlite::statement(db->prepare_statement(text));
+             sqlite3_set_auxdata(context, 0, held,
+                                 [](void* held) { delete static_cast<sqlite::statement*>(held); });
+         }});
+    for (const char* outer : {"'1'", "'hold(1)'"}) {
+        db->execute("SELECT hold("s + outer + ") UNION ALL SELECT 1"); // abandoned half way
+        EXPECT_EQ(compiled().substr(0, 2), "1:");
+    }
+}
+
+TEST_F(StatementCache, KeepsNoSearches) {
+    db::DBUser users({}, std::make_shared<sqlite::database>(file));
+    users.GetDB()->set_statement_cache_capacity(16);
+    users.GetAll();
+    users.SearchUserRowsWithKeyWord("x");
+    sqlite3_stmt* const kept = sqlite3_next_stmt(users.GetDB()->native_handle(), nullptr);
+    EXPECT_STREQ(sqlite3_sql(kept), "SELECT * from users;");
+    EXPECT_EQ(sqlite3_next_stmt(users.GetDB()->native_handle(), kept), nullptr);
+}
+
 TEST_F(StatementCache, StatementsInUseShareNothing) {
     auto one = db->prepare_statement("SELECT :v");
     auto other = db->prepare_statement("SELECT :v");

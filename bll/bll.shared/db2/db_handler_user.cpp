@@ -138,12 +138,16 @@ void bind_mask(sqlite::statement& stmt, UserDataType data_type) {
 
 void bind_nothing(sqlite::statement& /*stmt*/) {}
 
-/// Prepares a statement, lets `bind` bind its parameters, and runs it.
+/// Lets `bind` bind the parameters of a statement, and runs it.
 template <typename Bind>
-sqlite::result run(sqlite::database& db, const std::string& sql, Bind bind) {
-    sqlite::statement stmt = db.prepare_statement(sql);
+sqlite::result run(sqlite::database& db, sqlite::statement stmt, Bind bind) {
     bind(stmt);
     return db.execute(stmt);
+}
+
+template <typename Bind>
+sqlite::result run(sqlite::database& db, const std::string& sql, Bind bind) {
+    return run(db, db.prepare_statement(sql), bind);
 }
 
 /// The number of rows that a statement changes.
@@ -171,10 +175,8 @@ uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind,
 
 /// Reads the rows of a query one by one until `visit` has enough. It finds the columns once: a list
 /// that looks them up by name for each row takes five times as long.
-template <typename Bind, typename Visit>
-void walk(sqlite::database& db, const std::string& sql, Bind bind, std::vector<size_t>& positions,
-          const Visit& visit) {
-    const sqlite::result res = run(db, sql, bind);
+template <typename Visit>
+void walk(const sqlite::result& res, std::vector<size_t>& positions, const Visit& visit) {
     if (res.begin() == res.end()) {
         return;
     }
@@ -362,7 +364,7 @@ DBUser::GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids) {
     const std::string sql =
         "SELECT * FROM users WHERE local_user_id in " + _prepare_bind(local_user_ids);
     const auto bind = [&](sqlite::statement& stmt) { _bind(stmt, local_user_ids); };
-    return list([&](const auto& visit) { walk(*m_db, sql, bind, m_positions, visit); });
+    return list([&](const auto& visit) { walk(run(*m_db, sql, bind), m_positions, visit); });
 }
 
 uint32_t DBUser::GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
@@ -405,25 +407,24 @@ std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word)
 }
 
 void DBUser::WalkAll(const std::function<bool(db::UserRow&)>& visit) {
-    walk(*m_db, "SELECT * from users;", bind_nothing, m_positions, visit);
+    walk(run(*m_db, "SELECT * from users;", bind_nothing), m_positions, visit);
 }
 
 void DBUser::WalkUsersByDataType(db::UserDataType data_type,
                                  const std::function<bool(db::UserRow&)>& visit) {
-    walk(
-        *m_db, "SELECT * from users WHERE data_type & :data_type;",
-        [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); }, m_positions, visit);
+    const auto bind = [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); };
+    walk(run(*m_db, "SELECT * from users WHERE data_type & :data_type;", bind), m_positions, visit);
 }
 
 void DBUser::WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
                                           const std::function<bool(db::UserRow&)>& visit) {
-    walk(
-        *m_db, "SELECT * from users WHERE data_type & :data_type AND user_source = :user_source;",
-        [&](sqlite::statement& stmt) {
-            bind_mask(stmt, data_type);
-            stmt.bind<unsigned int>(":user_source", user_source);
-        },
-        m_positions, visit);
+    const auto bind = [&](sqlite::statement& stmt) {
+        bind_mask(stmt, data_type);
+        stmt.bind<unsigned int>(":user_source", user_source);
+    };
+    const char* sql =
+        "SELECT * from users WHERE data_type & :data_type AND user_source = :user_source;";
+    walk(run(*m_db, sql, bind), m_positions, visit);
 }
 
 void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
@@ -431,13 +432,13 @@ void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
     if (m_registered.expired()) {
         create_custom_function();
     }
-    walk(
-        *m_db,
-        "SELECT * from users where data_type & :data_type and "
-        " USER_REGEX(user_name,remark,group_info,'" +
-            convert_quotation_mark(std::move(key_word)) + "');",
-        [](sqlite::statement& stmt) { bind_mask(stmt, UserDataType::USERDATA_CONTACT); },
-        m_positions, visit);
+    const std::string sql = "SELECT * from users where data_type & :data_type and "
+                            " USER_REGEX(user_name,remark,group_info,'" +
+                            convert_quotation_mark(std::move(key_word)) + "');";
+    const auto bind = [](sqlite::statement& stmt) {
+        bind_mask(stmt, UserDataType::USERDATA_CONTACT);
+    };
+    walk(run(*m_db, m_db->prepare_uncached_statement(sql), bind), m_positions, visit);
 }
 
 void DBUser::CreateUserIdIndex() {
