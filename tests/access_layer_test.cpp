@@ -131,6 +131,27 @@ TEST_F(AccessLayer, ReadsColumnsFoundByTheirNames) {
     fails(SQLITE_RANGE, "no current row to read column 'b'", [&] { row.read({1}, first); });
 }
 
+TEST_F(AccessLayer, NothingIsReadWhereThereIsNoRow) {
+    const auto res = run("SELECT 1 AS a");
+    sqlite::row row = *res.begin();
+    sqlite::field field = row[0];
+    const sqlite::row moved_row = std::move(row);
+    const sqlite::field moved_field = std::move(field);
+    int value = 0;
+    std::vector<size_t> positions;
+    const auto expect_nothing = [&](const auto& read) {
+        fails(SQLITE_RANGE, " in the result of: ", read);
+    };
+    for (const sqlite::row& none : {*res.end(), row}) { // NOLINT(bugprone-use-after-move)
+        expect_nothing([&] { none.read({0}, value); });
+        expect_nothing([&] { static_cast<void>(none[0]); });
+        expect_nothing([&] { none.find_columns({"a"}, positions); });
+    }
+    expect_nothing([&] { static_cast<void>(field.as<int>()); }); // NOLINT(bugprone-use-after-move)
+    expect_nothing([&] { static_cast<void>(field.is_null()); });
+    expect_nothing([&] { static_cast<void>(field.column_name()); });
+}
+
 TEST_F(AccessLayer, WalksEachRowOnce) {
     const auto three = numbers(3);
     auto it = three.begin();
@@ -237,6 +258,8 @@ TEST_F(AccessLayer, ErrorsNameWhatIsWrong) {
     EXPECT_EQ(shown(run("SELECT 1; -- and\n ; /* no * more */ /*")), "1");
     fails(SQLITE_ERROR, "syntax error, in: SELEC 1" + repeated("é", 97) + "...",
           [&] { run("SELEC\t \n1" + repeated("é", 2000)); });
+    fails(SQLITE_ERROR, "in: SELEC" + repeated("\x80", 198) + "...",
+          [&] { run("SELEC" + repeated("\x80", 2000)); }); // characters without a start
 }
 
 TEST_F(AccessLayer, ErrorsNameTheParameterOrColumn) {

@@ -23,7 +23,7 @@ std::string shown(std::string_view sql) {
     while (!sql.empty()) {
         const bool is_space = white_space.find(sql.front()) != std::string_view::npos;
         const bool is_character_start = (static_cast<unsigned char>(sql.front()) & 0xc0U) != 0x80U;
-        if (text.size() >= longest && is_character_start) {
+        if (text.size() >= longest && (is_character_start || text.size() >= longest + 3)) {
             return text + "...";
         }
         text += is_space ? ' ' : sql.front();
@@ -68,36 +68,6 @@ void require_value(sqlite3_stmt* stmt, size_t index) {
                                       std::string(column_name(stmt, index)) +
                                       "' from, in: " + shown(stmt));
     }
-}
-
-void read(sqlite3_stmt* stmt, size_t index, std::string& value) {
-    require_value(stmt, index);
-    // One call that takes SQLite's mutex instead of two.
-    sqlite3_value* cell = sqlite3_column_value(stmt, static_cast<int>(index));
-    const int type = sqlite3_value_type(cell); // asked before a failed conversion can leave NULL
-    if (type == SQLITE_NULL) {
-        value.clear();
-        return;
-    }
-    const unsigned char* text = sqlite3_value_text(cell);
-    if (text == nullptr) {
-        // SQLite gives no name before a call on the statement has noted the failure.
-        (void)sqlite3_column_type(stmt, static_cast<int>(index));
-        fail(nullptr, SQLITE_NOMEM, "read column '" + std::string(column_name(stmt, index)) + "'",
-             shown(stmt));
-    }
-    value.assign(reinterpret_cast<const char*>(text),
-                 static_cast<size_t>(sqlite3_value_bytes(cell)));
-}
-
-void read(sqlite3_stmt* stmt, size_t index, long long& value) {
-    require_value(stmt, index);
-    value = sqlite3_column_int64(stmt, static_cast<int>(index));
-}
-
-void read(sqlite3_stmt* stmt, size_t index, double& value) {
-    require_value(stmt, index);
-    value = sqlite3_column_double(stmt, static_cast<int>(index));
 }
 
 void abandon_run(sqlite3_stmt* stmt) noexcept {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <concepts>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -43,17 +42,6 @@ private:
 
 /// Throws `error` if there is no current row, or if it has no such column.
 void require_value(sqlite3_stmt* stmt, size_t index);
-
-/// Reads a column of the current row, as `field::as` promises. Hold the connection.
-void read(sqlite3_stmt* stmt, size_t index, std::string& value);
-void read(sqlite3_stmt* stmt, size_t index, long long& value);
-void read(sqlite3_stmt* stmt, size_t index, double& value);
-template <std::integral T>
-void read(sqlite3_stmt* stmt, size_t index, T& value) {
-    long long whole = 0;
-    read(stmt, index, whole);
-    value = static_cast<T>(whole);
-}
 
 /// Ends a run that was abandoned half way. Does nothing for a statement that is not running.
 void abandon_run(sqlite3_stmt* stmt) noexcept;

@@ -45,6 +45,11 @@ public:
     [[nodiscard]] T as() const;
 
 private:
+    friend class row;
+
+    template <readable T>
+    static void read_into(sqlite3_stmt* stmt, size_t index, void* value);
+
     std::shared_ptr<sqlite3_stmt> stmt;
     const size_t index;
 };

@@ -58,29 +58,15 @@ size_t row::position_of(std::string_view column_name) const {
                                   "' in the result of: " + detail::shown(stmt.get()));
 }
 
-void row::require_count(const std::vector<size_t>& positions, size_t count) {
+void row::read_slots(const std::vector<size_t>& positions, const slot* slots, size_t count) const {
     if (positions.size() != count) {
         throw error(SQLITE_MISUSE, "cannot read " + std::to_string(positions.size()) +
                                        " columns into " + std::to_string(count) + " values");
     }
-}
-
-std::unique_ptr<sqlite3_mutex, void (*)(sqlite3_mutex*)> row::held_connection() const {
-    sqlite3_mutex* mutex = sqlite3_db_mutex(sqlite3_db_handle(stmt.get()));
-    sqlite3_mutex_enter(mutex);
-    return {mutex, sqlite3_mutex_leave};
-}
-
-void row::read_value(size_t position, std::string& value) const {
-    detail::read(stmt.get(), position, value);
-}
-
-void row::read_value(size_t position, long long& value) const {
-    detail::read(stmt.get(), position, value);
-}
-
-void row::read_value(size_t position, double& value) const {
-    detail::read(stmt.get(), position, value);
+    const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
+    for (size_t i = 0; i < count; ++i) {
+        slots[i].read(stmt.get(), positions[i], slots[i].value);
+    }
 }
 
 } // namespace sqlite

@@ -2,15 +2,12 @@
 
 #include "base/base.shared/sqlite/field.h"
 
-#include <concepts>
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-struct sqlite3_mutex;
 struct sqlite3_stmt;
 
 namespace sqlite {
@@ -50,32 +47,22 @@ public:
     /// them, into the memory that a text has already: the fast way to read many rows. Throws
     /// `error` for positions that are not as many as the values, or outside of the row; the values
     /// before that one have been read then.
-    template <typename... T>
+    template <readable... T>
     void read(const std::vector<size_t>& positions, T&... values) const {
-        require_count(positions, sizeof...(values));
-        const auto connection = held_connection();
-        auto position = positions.begin();
-        (read_value(*position++, values), ...);
+        const slot slots[] = {{&values, &field::read_into<T>}...};
+        read_slots(positions, slots, sizeof...(values));
     }
 
 private:
+    /// A value, and what reads a column into it.
+    struct slot {
+        void* value;
+        void (*read)(sqlite3_stmt* stmt, size_t index, void* value);
+    };
+
     [[nodiscard]] bool is_valid_index(const size_t& index) const;
     [[nodiscard]] size_t position_of(std::string_view column_name) const;
-    static void require_count(const std::vector<size_t>& positions, size_t count);
-    [[nodiscard]] std::unique_ptr<sqlite3_mutex, void (*)(sqlite3_mutex*)> held_connection() const;
-    void read_value(size_t position, std::string& value) const;
-    void read_value(size_t position, long long& value) const;
-    void read_value(size_t position, double& value) const;
-    template <std::integral T>
-    void read_value(size_t position, T& value) const {
-        long long whole = 0;
-        read_value(position, whole);
-        value = static_cast<T>(whole);
-    }
-    template <typename T>
-    void read_value(size_t position, std::optional<T>& value) const {
-        value = (*this)[position].template as<std::optional<T>>();
-    }
+    void read_slots(const std::vector<size_t>& positions, const slot* slots, size_t count) const;
 
     std::shared_ptr<sqlite3_stmt> stmt;
 };
