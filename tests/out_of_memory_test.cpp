@@ -192,6 +192,11 @@ struct Operation {
     {"ListOfSource", [](World& w) { w.rows = w.users->GetUsersByDataTypeAndSource(contacts, 1); }},
     {"ListAll", [](World& w) { w.rows = w.users->GetAll(); }},
     {"Search", [](World& w) { w.rows = w.users->SearchUserRowsWithKeyWord(each); }},
+    {"LongTexts", [](World& w) { // the engine compiles anew, a phrase finds its borders
+        w.text = shown(w.run("WITH t(ab) AS (SELECT replace(printf('%.5000c', 'x'), 'x', 'ab'))"
+                             "SELECT USER_REGEX(ab || 'q', '', '', '(a|x)[^c]{29}q'),"
+                             "USER_REGEX(ab, '', '', substr(ab, 1, 1000) || 'b') FROM t"));
+    }},
     {"HealingWalk", [](World& w) {
         const DBUser other({"me", 2}, w.db);
         std::vector<UserRow> rows;

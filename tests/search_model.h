@@ -29,7 +29,6 @@ public:
         std::setlocale(LC_ALL, "C");
     }
 
-    int known = 0;   // expressions whose answer took no engine
     int refused = 0; // that the plain engine knows, without a backslash in the keyword
 
 private:
@@ -46,7 +45,6 @@ private:
             refused += is_of_interest && plainly_matches(pattern, text) ? 1 : 0;
             return false;
         }
-        known += container.known_answer(text) != base::Answer::unknown ? 1 : 0;
         return is_misread ? container.exec(text.c_str()) : plainly_matches(pattern, text).value();
     }
 

@@ -83,22 +83,6 @@ TEST_F(Walk, AnInterruptStopsOneSearch) {
     EXPECT_EQ(found("n"), "abcd");
 }
 
-#ifdef RE_SYNTAX_POSIX_EXTENDED // the engine that matches long texts in pieces
-TEST_F(Walk, AnInterruptStopsInsideALongText) {
-    const std::string text = std::string(100000, '-') + "axb123456789";
-    connection->add_custom_function({"stop", 0, [](sqlite3_context* context, auto...) {
-                                         sqlite3_interrupt(sqlite3_context_db_handle(context));
-                                     }});
-    for (const auto& [first, found] : {std::pair("stop()", "0"), {"NULL", "1"}}) {
-        auto stmt =
-            connection->prepare_statement("SELECT "s + first + ", USER_REGEX(:text, '', '', :key)");
-        stmt.bind(":text", text);
-        stmt.bind(":key", "a(x|y)[bc].{9}z?");
-        EXPECT_EQ((*connection->execute(stmt).begin())[1].as<std::string>(), found) << first;
-    }
-}
-#endif
-
 TEST_F(Walk, AnIndexFindsTheUserOfAnUpdate) {
     const auto plan = [&] {
         return query("EXPLAIN QUERY PLAN UPDATE users SET is_star = 1"

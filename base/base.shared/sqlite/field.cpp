@@ -49,16 +49,16 @@ std::string field::column_name() const {
 template <readable T>
 T field::as() const {
     const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
+    detail::require_value(stmt.get(), index);
     T value{};
     read_into<T>(stmt.get(), index, &value);
     return value;
 }
 
-/// Reads a column of the current row into a value of type T. Hold the connection.
+/// Reads a column that the current row has into a value of type T. Hold the connection.
 template <readable T>
 void field::read_into(sqlite3_stmt* stmt, size_t index, void* value) {
     T& target = *static_cast<T*>(value);
-    detail::require_value(stmt, index);
     const int column = static_cast<int>(index);
     if constexpr (std::is_constructible_v<T, std::nullopt_t>) {
         target.reset();

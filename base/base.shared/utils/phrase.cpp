@@ -3,6 +3,7 @@
 #include "base/base.shared/utils/regex_tree.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <optional>
 
@@ -54,6 +55,107 @@ const char* seek_either_case(char small, const char* begin, const char* end) {
 
 } // namespace
 
+/// Where the piece of a part stands in a text, from left to right. However often it is asked, it
+/// takes time by the length of the text alone.
+class Phrase::Occurrences {
+public:
+    Occurrences(const Part& part, std::string_view text, size_t begin)
+        : m_part(&part), m_text(text), m_begin(begin) {}
+
+    /// The first one at or behind a place, npos if there is none. Each call names a place at or
+    /// behind that of the call before, the first one at or behind `begin`.
+    size_t next(size_t from) {
+        const size_t size = m_part->piece.size();
+        if (from > m_text.size() || size > m_text.size() - from) {
+            return npos;
+        }
+        if (size == 0) {
+            return from;
+        }
+        if (m_found < from || m_found == npos) {
+            m_found = m_borders.empty() ? seek(from) : seek_by_borders(from);
+        }
+        return m_found;
+    }
+    /// The first end of one that is at or behind a place.
+    size_t next_end(size_t place) {
+        const size_t size = m_part->piece.size();
+        const size_t begin = next(place - std::min(size, place));
+        return begin == npos ? npos : begin + size;
+    }
+
+private:
+    size_t seek(size_t from);
+    size_t seek_by_borders(size_t from);
+    void find_borders();
+
+    const Part* m_part;
+    std::string_view m_text;
+    size_t m_found = npos;
+    size_t m_begin;
+    size_t m_compared = 0; // bytes
+    std::vector<uint32_t>
+        m_borders;        // by Knuth, Morris and Pratt; empty as long as that is not used
+    size_t m_read = 0;    // bytes of the text that were read with them
+    size_t m_matched = 0; // bytes of the piece that stand in front of there
+};
+
+/// Goes from one of the piece's rarest bytes to the next.
+size_t Phrase::Occurrences::seek(size_t from) {
+    const std::string& piece = m_part->piece;
+    const auto is_same = [](char a, char b) { return a == to_small(b); };
+    const char* at = m_text.data() + from + m_part->rarest;
+    const char* const end = m_text.data() + m_text.size() - (piece.size() - m_part->rarest - 1);
+    for (;; ++at) {
+        at = seek_either_case(piece[m_part->rarest], at, end);
+        if (at == end) {
+            return npos;
+        }
+        const char* begin = at - m_part->rarest;
+        const auto place = static_cast<size_t>(begin - m_text.data());
+        const auto difference = std::mismatch(piece.begin(), piece.end(), begin, is_same).first;
+        m_compared += static_cast<size_t>(difference - piece.begin());
+        if (difference == piece.end()) {
+            return place;
+        }
+        if (m_compared > 2 * (place - m_begin) + piece.size() + 256) {
+            find_borders();
+            return seek_by_borders(place);
+        }
+    }
+}
+
+/// Reads the text byte by byte, each once. What was skipped counts as matched: a piece that would
+/// reach into it begins in front of `from`.
+size_t Phrase::Occurrences::seek_by_borders(size_t from) {
+    const std::string& piece = m_part->piece;
+    m_read = std::max(m_read, from);
+    while (m_read < m_text.size()) {
+        const char c = to_small(m_text[m_read++]);
+        while (m_matched > 0 && piece[m_matched] != c) { // behind the piece stands NUL
+            m_matched = m_borders[m_matched - 1];
+        }
+        m_matched += piece[m_matched] == c ? 1 : 0;
+        if (m_matched == piece.size() && m_read - m_matched >= from) {
+            return m_read - m_matched;
+        }
+    }
+    return npos;
+}
+
+/// For each beginning of the piece the length of the longest shorter one that it ends with.
+void Phrase::Occurrences::find_borders() {
+    const std::string& piece = m_part->piece;
+    m_borders.assign(piece.size(), 0);
+    for (size_t i = 1, border = 0; i < piece.size(); ++i) {
+        while (border > 0 && piece[border] != piece[i]) {
+            border = m_borders[border - 1];
+        }
+        border += piece[border] == piece[i] ? 1 : 0;
+        m_borders[i] = static_cast<uint32_t>(border);
+    }
+}
+
 Phrase::Phrase(const RegexTree& tree) {
     add(tree);
     if (m_parts.size() > 1 && m_parts.back().piece.empty() && m_parts.back().least == 0) {
@@ -101,66 +203,38 @@ void Phrase::add_gap() {
 }
 
 bool Phrase::is_in(std::string_view text) const {
-    // Many texts hold the name of a JSON member, few the keyword, which is the last piece.
-    if (find(m_parts.back(), text, m_parts.back().least) == npos) {
-        return false;
-    }
-    if (m_parts.size() == 1) {
-        return true;
+    // Many texts contain the name of a JSON member, few the keyword, which is the last piece.
+    const bool has_last = Occurrences(m_parts.back(), text, 0).next(m_parts.back().least) != npos;
+    if (!has_last || m_parts.size() == 1) {
+        return has_last;
     }
     size_t run_begin = 0;
-    const Part* before = &m_parts.front();
+    std::optional<Occurrences> before; // of the piece in front of the run
     for (const Part& part : m_parts) {
-        size_t found = 0;
-        for (;;) {
-            if (found < run_begin + part.least || found == 0) {
-                found = find(part, text, run_begin + part.least);
-            }
-            if (found == npos) {
-                return false;
-            }
-            const std::string_view run = text.substr(run_begin, found - run_begin);
-            const size_t barrier = part.excluded == '\0' ? npos : run.rfind(part.excluded);
-            if (barrier == npos) {
-                break;
-            }
+        Occurrences pieces(part, text, run_begin);
+        size_t found = pieces.next(run_begin + part.least);
+        for (size_t barrier = 0; (barrier = last_barrier(part, text, run_begin, found)) != npos;) {
             // No run that reaches a piece begins before that byte: the piece before ends behind it.
-            const size_t end = run_begin + barrier + 1;
-            const size_t size = before->piece.size();
-            const size_t again = find(*before, text, end - std::min(size, end));
-            if (again == npos) {
-                return false;
-            }
-            run_begin = again + size;
+            run_begin = before->next_end(barrier + 1);
+            found = run_begin == npos ? npos : pieces.next(run_begin + part.least);
+        }
+        if (found == npos) {
+            return false;
         }
         run_begin = found + part.piece.size();
-        before = &part;
+        before = std::move(pieces);
     }
     return true;
 }
 
-/// Where the piece of a part begins at or behind a place; npos if nowhere.
-size_t Phrase::find(const Part& part, std::string_view text, size_t from) {
-    const std::string& piece = part.piece;
-    if (from > text.size() || piece.size() > text.size() - from) {
+/// Where a run last contains the byte that it must not contain; npos if nowhere, and if there is no
+/// end of the run.
+size_t Phrase::last_barrier(const Part& part, std::string_view text, size_t begin, size_t end) {
+    if (part.excluded == '\0' || end == npos) {
         return npos;
     }
-    if (piece.empty()) {
-        return from;
-    }
-    const auto is_same = [](char a, char b) { return a == to_small(b); };
-    // The rarest byte of the piece is in here.
-    const char* at = text.data() + from + part.rarest;
-    const char* const end = text.data() + text.size() - (piece.size() - part.rarest - 1);
-    for (;; ++at) {
-        at = seek_either_case(piece[part.rarest], at, end);
-        if (at == end) {
-            return npos;
-        }
-        if (std::equal(piece.begin(), piece.end(), at - part.rarest, is_same)) {
-            return static_cast<size_t>(at - text.data()) - part.rarest;
-        }
-    }
+    const size_t barrier = text.substr(begin, end - begin).rfind(part.excluded);
+    return barrier == npos ? npos : begin + barrier;
 }
 
 } // namespace base

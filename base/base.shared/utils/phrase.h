@@ -13,21 +13,24 @@ struct RegexTree;
 /// expression asks for at least, and often all of it.
 class Phrase {
 public:
-    /// Of nothing: every text holds it.
+    /// The empty phrase, which every text contains.
     Phrase() = default;
-    /// What every match of the expression holds.
+    /// What every match of the expression contains.
     explicit Phrase(const RegexTree& tree);
 
-    /// Whether every text that holds the phrase is a match.
+    /// Whether every text that contains the phrase is a match.
     [[nodiscard]] bool is_exact() const { return m_is_exact; }
-    /// Whether the text holds the phrase, ASCII letters in either case. Takes time by the length of
-    /// the text; times that of a piece, at worst, if both repeat themselves.
+    /// Whether the text contains the phrase, ASCII letters in either case. Takes time by the length
+    /// of the text, whatever the phrase. Throws std::bad_alloc, if at all, for a text and a piece
+    /// that both repeat themselves: then it takes four times the memory of the piece.
     [[nodiscard]] bool is_in(std::string_view text) const;
 
 private:
+    class Occurrences;
+
     /// A run of bytes, and the piece behind it.
     struct Part {
-        char excluded = '\0'; // which byte the run must not hold; no text holds NUL
+        char excluded = '\0'; // which byte the run must not contain; no text contains NUL
         size_t least = 0;     // how long the run is at least
         std::string piece = {};
         size_t rarest = 0; // the place in the piece at which a search looks first
@@ -37,10 +40,10 @@ private:
     void add_run(char excluded, size_t least);
     /// Any run: more than the expression allows.
     void add_gap();
-    static size_t find(const Part& part, std::string_view text, size_t from);
+    static size_t last_barrier(const Part& part, std::string_view text, size_t begin, size_t end);
 
-    // The first run excludes nothing, nor does one of two neighbours: the piece between them may
-    // be sought anywhere.
+    // The first run excludes nothing, and of two adjacent runs at most one excludes a byte: so the
+    // piece between them may be sought anywhere.
     std::vector<Part> m_parts{Part{}};
     bool m_is_exact = true;
 };

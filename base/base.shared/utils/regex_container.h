@@ -1,17 +1,13 @@
 #pragma once
 
 #include "base/base.shared/utils/phrase.h"
+#include "base/base.shared/utils/regex_engine.h"
 
-#include <cstddef>
-#include <functional>
+#include <memory>
 #include <regex.h>
 #include <string>
-#include <string_view>
-#include <utility>
 
 namespace base {
-
-enum class Answer { no, yes, unknown };
 
 /// A POSIX extended regular expression and the keyword that it was made for.
 ///
@@ -52,36 +48,23 @@ public:
     /// and if the engine finds no memory to match with: engines do not tell the two apart. With the
     /// GNU C library an expression with more than ten sets, or characters in alternatives and
     /// repetitions, is compiled anew every 4 KB of text; if it has a `*`, `+` or `{n,}`, it may
-    /// miss a match longer than 4 KB in a text longer than 8 KB: one of `bob.*(phone|mobile)`.
+    /// miss a match of 4,096 bytes or more in a text longer than 8,192 bytes: for example one of
+    /// `bob.*(phone|mobile)`.
     /// Throws like `build_reg`.
     [[nodiscard]] bool exec(const char* text);
-    /// Asks `stop` between the pieces in which a long text is matched; once it says true, `exec`
-    /// gives up and returns false.
-    void stop_when(std::function<bool()> stop) { m_stop = std::move(stop); }
-    /// Whether the last build was made for exactly this keyword, whatever became of it.
-    [[nodiscard]] bool was_built_for(std::string_view key_word) const {
-        return m_key_word == key_word && !m_pattern.empty();
-    }
-    /// What `exec` would answer for a text, NUL bytes in it included, as far as that can be told
-    /// without the engine, which is far cheaper.
-    [[nodiscard]] Answer known_answer(std::string_view text) const;
+    /// Whether the last build was made for exactly this keyword, whatever became of it. The cost
+    /// does not depend on the keyword if the answer for the same object was yes before.
+    [[nodiscard]] bool was_built_for(const std::shared_ptr<const std::string>& key_word);
 
 private:
-    [[nodiscard]] bool is_ready() const;
-    [[nodiscard]] bool matches_in_pieces(std::string_view text);
-    void compile();
-    void release();
-
     regex_t m_reg;
     bool m_reg_is_ready = false;
     std::string m_pattern; // not empty after a build, whatever became of it
     std::string m_key_word;
-    Phrase m_phrase;
-    bool m_is_phrase = false;   // the phrase is all of the pattern, and nothing is compiled
-    std::string m_expression;   // what m_reg is compiled from
-    bool m_is_wide = false;     // m_reg takes ever more memory as it matches
-    size_t m_matched_bytes = 0; // since m_reg was compiled
-    std::function<bool()> m_stop;
+    Phrase m_phrase;          // what every match contains
+    bool m_is_phrase = false; // the phrase is all of the pattern, and nothing is compiled
+    RegexEngine m_engine{m_reg, m_reg_is_ready};
+    std::shared_ptr<const std::string> m_built_for; // the keyword that was asked for last, if yes
 };
 
 } // namespace base

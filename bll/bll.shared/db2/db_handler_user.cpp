@@ -230,19 +230,27 @@ uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_
     });
 }
 
-/// An argument of an SQL function, valid while the function runs. It is empty for SQL NULL, and if
-/// SQLite has no memory to convert it: then the statement fails whatever the function answers.
+/// An argument of an SQL function up to its first NUL byte, valid while the function runs. It is
+/// empty for SQL NULL, and if SQLite has no memory to convert it: then the statement fails whatever
+/// the function answers.
 std::string_view text_of(sqlite3_value* value) {
     const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-    return text == nullptr
-               ? std::string_view()
-               : std::string_view(text, static_cast<size_t>(sqlite3_value_bytes(value)));
+    return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-/// Whether sqlite3_interrupt was called while a statement runs: then any other one fails as well.
-/// SQLite tells of it directly from version 3.41 on.
-bool is_interrupted(sqlite3* db) {
-    return sqlite3_exec(db, "SELECT 1", nullptr, nullptr, nullptr) == SQLITE_INTERRUPT;
+using KeyWord = std::shared_ptr<const std::string>;
+
+/// The keyword of a search. SQLite keeps it while the statement runs, so that it is not read and
+/// copied for each row.
+KeyWord key_word_of(sqlite3_context* context, sqlite3_value* value) {
+    constexpr int argument = 3;
+    if (const void* kept = sqlite3_get_auxdata(context, argument)) {
+        return *static_cast<const KeyWord*>(kept);
+    }
+    const auto key_word = std::make_shared<const std::string>(text_of(value));
+    sqlite3_set_auxdata(context, argument, new KeyWord(key_word),
+                        [](void* kept) { delete static_cast<KeyWord*>(kept); });
+    return key_word;
 }
 
 /// What a keyword becomes for a name.
@@ -256,11 +264,9 @@ std::string member_pattern(const char* name, const std::string& key_word) {
 }
 
 /// The container that a matcher uses. The first call makes it.
-base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container,
-                                      const sqlite::database& db) {
+base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container) {
     if (container == nullptr) {
         container = std::make_unique<base::RegexContainer>();
-        container->stop_when([handle = db.native_handle()] { return is_interrupted(handle); });
     }
     return *container;
 }
@@ -487,38 +493,31 @@ void DBUser::create_custom_function() {
     SqliteCustomFunction function{"USER_REGEX", 4, {}};
     function.call_back = [this, weak_flag, registered](sqlite3_context* context, int /*argc*/,
                                                        sqlite3_value** value) {
-        // A store is not destroyed while it searches, so its token need not be held as well.
-        if (weak_flag.expired()) {
+        const std::shared_ptr<bool> strong_flag = weak_flag.lock();
+        if (strong_flag == nullptr) {
             return; // the store is gone; the result stays SQL NULL
         }
-        const auto* key = reinterpret_cast<const char*>(sqlite3_value_text(value[3]));
-        const std::string_view key_word = key == nullptr ? "" : key;
+        const std::string_view user_name = text_of(value[0]);
+        const std::string_view remark_json = text_of(value[1]);
+        const std::string_view group_json = text_of(value[2]);
+        const KeyWord key_word = key_word_of(context, value[3]);
         bool find = false;
-        // Skip a matcher that cannot match, and one whose answer is known without it. A match by
-        // one does not skip the others: each must have built its expression for this keyword.
-        const auto search = [&](const auto& regex, sqlite3_value* value, size_t shortest,
-                                auto matcher) {
-            const bool is_built = regex != nullptr && regex->was_built_for(key_word);
-            if (find && is_built) {
-                return;
+        // The matcher itself is called until it has built its expression for this keyword, also
+        // behind a match by another one. From then on its expression answers without copies.
+        const auto search = [&](const auto& regex, auto matcher, std::string_view text) {
+            if (regex == nullptr || !regex->was_built_for(key_word)) {
+                return (this->*matcher)(std::string(text), *key_word);
             }
-            const std::string_view whole = text_of(value);
-            const auto answer = is_built ? regex->known_answer(whole) : base::Answer::unknown;
-            if (answer == base::Answer::no) {
-                return; // then it does not match the text up to its first NUL byte either
-            }
-            const std::string_view text = whole.substr(0, whole.find('\0'));
-            if (text.size() >= shortest) {
-                const bool is_second_stage = &regex == &group_member_search_regex;
-                const bool is_known =
-                    answer == base::Answer::yes && !is_second_stage && text.size() == whole.size();
-                find |= is_known || (this->*matcher)(std::string(text), std::string(key_word));
-            }
+            return find || regex->exec(text.data());
         };
-        search(m_user_name_search_regex, value[0], 1, &DBUser::user_name_search);
+        find = !user_name.empty() &&
+               search(m_user_name_search_regex, &DBUser::user_name_search, user_name);
         // Texts up to 2 bytes are "{}", "[]" and the default "0".
-        search(m_remark_name_search_regex, value[1], 3, &DBUser::remark_name_search);
-        search(group_member_search_regex, value[2], 3, &DBUser::group_member_search);
+        find |= remark_json.size() > 2 &&
+                search(m_remark_name_search_regex, &DBUser::remark_name_search, remark_json);
+        find |= group_json.size() > 2 &&
+                search(group_member_search_regex, &DBUser::group_member_search, group_json) &&
+                (find || group_member_check_regex->exec(group_json.data()));
         sqlite3_result_int(context, find ? 1 : 0);
     };
     m_db->add_custom_function(std::move(function));
@@ -526,7 +525,7 @@ void DBUser::create_custom_function() {
 }
 
 bool DBUser::remark_name_search(std::string remark, std::string key_word) {
-    base::RegexContainer& regex = existing_or_new(m_remark_name_search_regex, *m_db);
+    base::RegexContainer& regex = existing_or_new(m_remark_name_search_regex);
     if (!regex.check_key_word(key_word)) {
         regex.build_reg(key_word, member_pattern("remark_name", key_word));
     }
@@ -534,7 +533,7 @@ bool DBUser::remark_name_search(std::string remark, std::string key_word) {
 }
 
 bool DBUser::user_name_search(std::string user_name, std::string key_word) {
-    base::RegexContainer& regex = existing_or_new(m_user_name_search_regex, *m_db);
+    base::RegexContainer& regex = existing_or_new(m_user_name_search_regex);
     if (!regex.check_key_word(key_word)) {
         regex.build_reg(key_word, name_pattern(key_word));
     }
@@ -550,7 +549,7 @@ bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     if (!group_member_check_regex->exec(group_info.c_str())) {
         return false; // without any nick name the keyword's expression need not be built
     }
-    base::RegexContainer& regex = existing_or_new(group_member_search_regex, *m_db);
+    base::RegexContainer& regex = existing_or_new(group_member_search_regex);
     if (!regex.check_key_word(key_word)) {
         regex.clear();
         regex.build_reg(key_word, member_pattern("nick_name", key_word));

@@ -124,12 +124,16 @@ public:
 
     /// The contacts whose name, remark name or group nick names contain the keyword, in SQLite's
     /// order. The keyword is a POSIX extended regular expression, not a literal text, put inside
-    /// one expression for each of the three, where `^`, `$` and `|` act on the whole of that; ASCII
-    /// letters match in either case. Where the outcome is no valid expression, or one that
-    /// `base::RegexContainer` refuses for its cost, nothing matches. An empty keyword matches every
-    /// contact that has any of the three. Reads the whole table. A keyword with a NUL byte in it
-    /// throws, since no SQL text can hold it. See `escape_key_word` for a literal text. A search
-    /// that sqlite3_interrupt has stopped throws SQLITE_INTERRUPT; the next one works.
+    /// one expression for each of the three: `.*KEYWORD.*` for the name,
+    /// `("remark_name":"([^"]*KEYWORD[^"]*))` for the remark, and the same with `nick_name`. There
+    /// `^`, `$` and `|` act as they stand: `anna|bob` finds the name "uncle bob", but not that
+    /// remark name, for which `bob` must begin it; `(anna|bob)` finds both. ASCII letters match in
+    /// either case. Where the outcome is no valid expression, or one that `base::RegexContainer`
+    /// refuses for its cost, nothing matches. An empty keyword matches every contact that has any
+    /// of the three. Reads the whole table. A keyword with a NUL byte in it throws, since no SQL
+    /// text can hold it. See `escape_key_word` for a literal text. A search that sqlite3_interrupt
+    /// has stopped throws SQLITE_INTERRUPT once the text of the current contact has been searched;
+    /// the next search works.
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
 
     /// Rewrites the stored record of the user with this user id and source, `user_version` as the
@@ -153,9 +157,12 @@ public:
     /// The same lists, record by record: `visit` gets each, which is its to move from, and returns
     /// whether to go on. One record is in memory at a time. The walk ends its statement when
     /// `visit` says so or throws. `visit` may use the store and the connection, within SQLite's
-    /// limits: no function can be registered meanwhile, so that no store can be made and no other
-    /// store of the connection can search; no table can be dropped; a rollback can end the walk
-    /// with SQLITE_ABORT_ROLLBACK; and whether users that are stored meanwhile are visited is open.
+    /// limits. No function can be registered meanwhile, so that no store can be made and no other
+    /// store of the connection can search. No table can be dropped, and a column that is dropped
+    /// makes the rest of the walk deliver other fields. A rollback can end the walk with
+    /// SQLITE_ABORT_ROLLBACK. Whether users that are stored meanwhile are visited is open: a walk
+    /// that calls `InsertOrReplace` for each user it visits can go on for ever, because a replaced
+    /// user stands behind all others again. `Update` and the updates of one field keep the place.
     void WalkAll(const std::function<bool(db::UserRow&)>& visit);
     void WalkUsersByDataType(db::UserDataType data_type,
                              const std::function<bool(db::UserRow&)>& visit);
