@@ -76,6 +76,7 @@ TEST_F(Transactions, TellWhatHasEndedThem) {
          SQLITE_ABORT_ROLLBACK, rolled_back, ""},
         {"COMMIT", SQLITE_OK, SQLITE_MISUSE, ended, "1"},
         {"ROLLBACK", SQLITE_OK, SQLITE_MISUSE, ended, ""},
+        {"COMMIT", SQLITE_INTERRUPT, SQLITE_MISUSE, ended, "1"}, // cancelled behind its effect
         {"past the layer", SQLITE_OK, SQLITE_MISUSE, ended, "1"},
     };
     for (const auto& [sql, first_code, code, text, left] : cases) {
@@ -86,7 +87,13 @@ TEST_F(Transactions, TellWhatHasEndedThem) {
             } else if (first_code == SQLITE_OK) {
                 run(sql);
             } else {
-                fails(first_code, "INSERT OR ROLLBACK", [&] { run(sql); });
+                const auto is_ended = [](void* db) {
+                    return sqlite3_get_autocommit(static_cast<sqlite3*>(db));
+                };
+                const int often = first_code == SQLITE_INTERRUPT ? 1 : 0;
+                sqlite3_progress_handler(db->native_handle(), often, is_ended, db->native_handle());
+                fails(first_code, sql, [&] { run(sql); });
+                sqlite3_progress_handler(db->native_handle(), 0, nullptr, nullptr);
             }
         };
         fails(code, text, [&, code = code, text = text] {
@@ -100,10 +107,12 @@ TEST_F(Transactions, TellWhatHasEndedThem) {
         EXPECT_EQ(stored(), left);
         run("DELETE FROM t");
     }
-    fails(SQLITE_MISUSE, ended, [&] {
+    fails(SQLITE_ABORT_ROLLBACK, rolled_back, [&] {
+        sqlite::transaction outermost(*db);
         db->as_transaction([&](database&) {
             run("SAVEPOINT s");
-            db->as_transaction([&](database&) { run("RELEASE s"); });
+            const auto release = [&](database&) { run("RELEASE s"); };
+            fails(SQLITE_MISUSE, ended, [&] { db->as_transaction(release); });
         });
     });
     EXPECT_EQ(stored(), "");
@@ -226,6 +235,7 @@ TEST_F(Transactions, TakeThoseOfHandlersWithThem) {
         } // else nobody ends them
         begin_and_add(base, 3);
         base.commit_transaction();
+        fails(SQLITE_MISUSE, "no open transaction", [&] { base.commit_transaction(); });
         EXPECT_EQ(stored(), "3");
         run("DELETE FROM t");
     }

@@ -196,8 +196,7 @@ void transaction::set_busy_timeout_back() noexcept {
 /// False if it is none, or if SQLite cannot undo it.
 bool transaction::undo_savepoint() noexcept {
     const auto undo = savepoint_sql("ROLLBACK TO", m_level);
-    return m_is_nested && !m_state.m_owes_rollback &&
-           uninterrupted([&] { return run(m_db.db, undo.data()); }) == SQLITE_OK &&
+    return m_is_nested && uninterrupted([&] { return run(m_db.db, undo.data()); }) == SQLITE_OK &&
            release() == SQLITE_OK;
 }
 
