@@ -1,5 +1,6 @@
 #include "apps/userdb/interruption.h"
 
+#include <atomic>
 #include <sqlite3.h>
 #include <sys/select.h>
 
@@ -9,20 +10,23 @@ namespace {
 
 constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
 
-volatile std::sig_atomic_t noted = 0;
-sqlite3* volatile running = nullptr;
+// What the signal handler touches. Only a lock-free atomic is safe there.
+std::atomic<int> noted = 0;
+std::atomic<sqlite3*> connection_in_use = nullptr;
+static_assert(decltype(noted)::is_always_lock_free);
+static_assert(decltype(connection_in_use)::is_always_lock_free);
 
 void note(int signal) {
     noted = signal;
-    if (running != nullptr) {
-        sqlite3_interrupt(running); // only sets a flag
+    if (sqlite3* const connection = connection_in_use; connection != nullptr) {
+        sqlite3_interrupt(connection); // only sets a flag
     }
 }
 
 } // namespace
 
 interruption::interruption(sqlite3* connection) : m_before() {
-    running = connection;
+    connection_in_use = connection;
     struct sigaction action {};
     action.sa_handler = note;
     for (size_t i = 0; i < signals.size(); ++i) {
@@ -37,7 +41,7 @@ interruption::~interruption() {
     for (size_t i = 0; i < signals.size(); ++i) {
         sigaction(signals[i], &m_before[i], nullptr);
     }
-    running = nullptr;
+    connection_in_use = nullptr;
 }
 
 void interruption::check() {
