@@ -34,52 +34,53 @@ bool has_users(sqlite::database& connection) {
     return found.begin() != found.end();
 }
 
-/// The store in a file. Only an import makes the table: any other command would put it into a
-/// database of somebody else's. No operation used here asks for the current account.
-db::DBUser open_store(const options& common, sqlite::access_mode mode) {
-    if (common.database == ":memory:") {
+/// The store in a file. Only an import creates the table. Other commands do not, since the database
+/// could be one of another program. The store needs no current account for what is done here.
+db::DBUser open_store(const arguments& given, sqlite::access_mode mode) {
+    if (given.database == ":memory:") {
         throw bad_input("--db must name a file");
     }
     // SQLite may read a name that begins like this as a URI.
-    const bool looks_like_uri = common.database.starts_with("file:");
+    const bool looks_like_uri = given.database.starts_with("file:");
     const auto connection =
-        std::make_shared<sqlite::database>((looks_like_uri ? "./" : "") + common.database, mode);
+        std::make_shared<sqlite::database>((looks_like_uri ? "./" : "") + given.database, mode);
     if (mode != sqlite::read_write_create && !has_users(*connection)) {
         throw sqlite::error(SQLITE_ERROR, "it has no table users");
     }
-    connection->set_statement_cache_capacity(16); // one for each kind of statement
+    connection->set_statement_cache_capacity(16); // more statements than any command has
     return {{}, connection};
 }
 
-/// Prints records one after the other as the options say.
-class printer {
+/// Prints records, one after the other, as the options say.
+class record_output {
 public:
-    explicit printer(const options& common)
-        : m_json(common.json), m_limit(common.limit),
-          m_table(m_out, {terminal_columns(), common.wide, has_colors()}) {}
+    /// The arguments must outlive this.
+    explicit record_output(const arguments& given)
+        : m_given(given), m_table(m_out, {terminal_columns(), given.wide, has_colors()}) {}
 
-    /// Whether more are to be printed.
+    /// Returns false if this is the last record to print.
     bool print(const db::UserRow& user_row) {
-        if (m_json) {
+        if (m_given.json) {
             print_json(user_row);
         } else {
             m_table.add(user_row);
         }
-        return ++m_count < m_limit && m_out;
+        return ++m_count < m_given.limit && m_out;
     }
-    /// Prints what is held back. To be called when no statement is running any more. False if it
-    /// cannot be printed.
+    /// Prints what is held back, which may take long, so no statement may be running. Returns false
+    /// if it cannot be printed.
     bool print_rest() {
-        if (!m_json && m_count > 0) {
+        if (!m_given.json && m_count > 0) {
             m_table.finish();
         }
         return m_out.finish();
     }
-    status finish() {
+    /// Prints what is held back, and returns whether there was any record.
+    bool finish() {
         if (!print_rest()) {
-            throw untold("done");
+            throw output_failed("done");
         }
-        return m_count > 0 ? status::done : status::nothing_found;
+        return m_count > 0;
     }
 
 private:
@@ -91,33 +92,49 @@ private:
         bool is_utf8 = true;
         m_out << to_json(user_row, is_utf8) << '\n';
         if (!is_utf8) {
-            const user_key key{user_row.user_id, user_row.user_source};
-            std::cerr << "userdb: has bytes that are no UTF-8, written as U+FFFD: "
-                      << printable_text(key.text()) << '\n';
+            report("has bytes that are no UTF-8, written as U+FFFD: " +
+                   user_key{user_row.user_id, user_row.user_source}.text());
         }
     }
 
-    bool m_json;
-    size_t m_limit;
+    const arguments& m_given;
     size_t m_count = 0;
     patient_output m_out;
     table_writer m_table;
 };
 
-/// Says so if nothing was found.
-status say_if_nothing(status outcome) {
-    if (outcome == status::nothing_found) {
-        std::cerr << "userdb: nothing found\n";
-    }
-    return outcome;
+status report_nothing_found() {
+    report("nothing found");
+    return status::nothing_found;
 }
 
-/// Prints the records that `walk` hands to a visitor.
-template <typename Walk>
-status print_all(const options& common, const Walk& walk) {
-    printer out(common);
+/// Is called with one user after the other until it returns false.
+using visitor = std::function<bool(db::UserRow&)>;
+
+void visit_contacts(const arguments& given, const visitor& visit) {
+    open_store(given, sqlite::read_only).WalkUserRowsWithKeyWord(given.key_word, visit);
+}
+
+void visit_users(const arguments& given, const visitor& visit) {
+    db::DBUser users = open_store(given, sqlite::read_only);
+    const auto kinds = static_cast<db::UserDataType>(given.kinds);
+    if (given.kinds != 0 && given.source) {
+        users.WalkUsersByDataTypeAndSource(kinds, *given.source, visit);
+    } else if (given.kinds != 0) {
+        users.WalkUsersByDataType(kinds, visit);
+    } else {
+        users.WalkAll([&](db::UserRow& user_row) {
+            const bool is_wanted = !given.source || user_row.user_source == *given.source;
+            return !is_wanted || visit(user_row);
+        });
+    }
+}
+
+/// Prints the users that one of these functions visits. Returns whether there was any.
+bool print_visited(const arguments& given, void (*visit_each)(const arguments&, const visitor&)) {
+    record_output out(given);
     try {
-        walk([&out](const db::UserRow& user_row) { return out.print(user_row); });
+        visit_each(given, [&out](const db::UserRow& user_row) { return out.print(user_row); });
     } catch (const sqlite::error&) {
         out.print_rest(); // what can be read of a damaged file
         throw;
@@ -125,27 +142,11 @@ status print_all(const options& common, const Walk& walk) {
     return out.finish();
 }
 
-using visitor = std::function<bool(db::UserRow&)>;
-
-void walk(const options& common, const filter& wanted, const visitor& visit) {
-    db::DBUser users = open_store(common, sqlite::read_only);
-    const auto kinds = static_cast<db::UserDataType>(wanted.data_type);
-    if (wanted.data_type != 0 && wanted.source) {
-        users.WalkUsersByDataTypeAndSource(kinds, *wanted.source, visit);
-    } else if (wanted.data_type != 0) {
-        users.WalkUsersByDataType(kinds, visit);
-    } else {
-        users.WalkAll([&](db::UserRow& user_row) {
-            const bool is_wanted = !wanted.source || user_row.user_source == *wanted.source;
-            return !is_wanted || visit(user_row);
-        });
-    }
-}
-
-/// Calls `work` with each record of the lines. What it does not take names its line.
+/// Calls `work` with each record of the lines, and returns their number. If it throws `bad_input`,
+/// the failure names the line.
 size_t for_each_record(line_reader& lines, const char* doing,
                        const std::function<void(db::UserRow&)>& work) {
-    progress shown(doing);
+    progress reported(doing);
     size_t count = 0;
     for (std::string line; lines.next(line);) {
         try {
@@ -154,12 +155,12 @@ size_t for_each_record(line_reader& lines, const char* doing,
         } catch (const bad_input& failure) {
             throw bad_input(lines.place() + ": " + failure.what());
         }
-        shown.show(++count, lines.share_read());
+        reported.update(++count, lines.share_read());
     }
     return count;
 }
 
-/// A file under another name until it is complete; gone if it never is.
+/// A file that has another name until it is complete. If it never is, it is deleted.
 class unfinished_file {
 public:
     explicit unfinished_file(const std::string& path)
@@ -169,12 +170,11 @@ public:
     unfinished_file& operator=(const unfinished_file&) = delete;
 
     [[nodiscard]] const std::string& name() const { return m_name; }
-    /// Throws if there is a file at the path by now.
+    /// Gives the file its name. Throws if another file has got that name in the meantime.
     void finish() const {
-        const char* from = m_name.c_str();
-        const char* to = m_path.c_str();
         // Some file systems know no links.
-        if (link(from, to) != 0 && (errno != EPERM || std::rename(from, to) != 0)) {
+        if (link(m_name.c_str(), m_path.c_str()) != 0 &&
+            (errno != EPERM || std::rename(m_name.c_str(), m_path.c_str()) != 0)) {
             throw sqlite::error(SQLITE_ERROR, std::strerror(errno));
         }
     }
@@ -184,11 +184,11 @@ private:
     std::string m_name;
 };
 
-/// Does `work` with the store in a file. A signal ends the statement that is running, and with it a
-/// transaction.
-void change(const options& common, sqlite::access_mode mode,
-            const std::function<void(db::DBUser&)>& work) {
-    db::DBUser users = open_store(common, mode);
+/// Does `work` with the store in a file. A signal ends the statement that is running, and rolls
+/// back the transaction around it.
+void change_store(const arguments& given, sqlite::access_mode mode,
+                  const std::function<void(db::DBUser&)>& work) {
+    db::DBUser users = open_store(given, mode);
     const interruption until_rolled_back(users.GetDB()->native_handle());
     try {
         work(users);
@@ -198,29 +198,29 @@ void change(const options& common, sqlite::access_mode mode,
     }
 }
 
-/// The same with a file that is made if there is none. If that fails, there is none either.
-void change_or_make(const options& common, const std::function<void(db::DBUser&)>& work) {
+/// Does the same, and creates the file if there is none. If that fails, no file is left behind.
+void change_or_create_store(const arguments& given, const std::function<void(db::DBUser&)>& work) {
     struct stat about {};
-    if (lstat(common.database.c_str(), &about) == 0) {
-        change(common, sqlite::read_write_create, work);
+    if (lstat(given.database.c_str(), &about) == 0) {
+        change_store(given, sqlite::read_write_create, work);
         return;
     }
-    const unfinished_file file(common.database);
-    options unfinished = common;
+    const unfinished_file file(given.database);
+    arguments unfinished = given;
     unfinished.database = file.name();
-    change(unfinished, sqlite::read_write_create, work);
+    change_store(unfinished, sqlite::read_write_create, work);
     file.finish();
 }
 
-/// Checks all records of a file, so that nothing need be rolled back for a bad one, and so that a
-/// pipe keeps nobody else from writing while we wait for it.
+/// Checks all records of a file before the first is written. So a bad one needs no rollback, and
+/// other programs can write while we wait for a pipe.
 void check_records(line_reader& lines) {
     const interruption until_checked;
     for_each_record(lines, "checking", [](db::UserRow&) {});
     lines.rewind();
 }
 
-/// Does `work` with each record inside one transaction. Returns their number.
+/// Does `work` with each record, all in one transaction, and returns their number.
 size_t change_by_records(db::DBUser& users, line_reader& lines,
                          const std::function<void(db::UserRow&)>& work) {
     size_t count = 0;
@@ -229,53 +229,53 @@ size_t change_by_records(db::DBUser& users, line_reader& lines,
 }
 
 /// Prints what was done to the database.
-status say_done(const std::string& what, bool found_any) {
+status print_done(const std::string& what) {
     if (!(std::cout << what << std::endl)) {
-        throw untold(what);
+        throw output_failed(what);
     }
-    return found_any ? status::done : status::nothing_found;
+    return status::done;
 }
 
-status say_changed(const char* what, uint32_t count) {
-    if (count == 0) {
-        return say_if_nothing(status::nothing_found);
-    }
-    return say_done(std::string(what) + ' ' + std::to_string(count), true);
+/// Does `update` with the store. Prints the number of rows that it returns, or reports that there
+/// are none.
+status change_user(const arguments& given, const std::string& done,
+                   const std::function<uint32_t(db::DBUser&)>& update) {
+    uint32_t rows = 0;
+    change_store(given, sqlite::read_write, [&](db::DBUser& users) { rows = update(users); });
+    return rows > 0 ? print_done(done + ' ' + std::to_string(rows)) : report_nothing_found();
 }
 
-/// The update that sets a field of a user, the value checked. Returns the number of rows changed.
-std::function<uint32_t(db::DBUser&)> update_of(const std::string& field, const user_key& key,
-                                               const std::string& value) {
-    if (field == "remark") {
-        return [key, remark = remark_of(value)](db::DBUser& users) {
+/// Checks the value for a field, and returns the function that gives it to a user. That one returns
+/// the number of rows changed.
+std::function<uint32_t(db::DBUser&)> update_of(const arguments& given) {
+    const user_key& key = given.users.front();
+    if (given.field == "remark") {
+        return [&key, remark = remark_of(given.value)](db::DBUser& users) {
             return db::DBUser::UpdateRemarkByIdAndSource(remark, key.user_id, key.source, users);
         };
     }
-    if (field == "data-type") {
-        return [key, data_type = data_type_of(value)](db::DBUser& users) {
-            return db::DBUser::UpdateDataTypeByIdAndSource(data_type, key.user_id, key.source,
-                                                           users);
+    if (given.field == "data-type") {
+        return [&key, kinds = kinds_from(given.value)](db::DBUser& users) {
+            return db::DBUser::UpdateDataTypeByIdAndSource(kinds, key.user_id, key.source, users);
         };
     }
-    if (value != "0" && value != "1") {
-        throw bad_input("the value of " + field + " must be 0 or 1");
+    if (given.value != "0" && given.value != "1") {
+        throw bad_input("the value of " + given.field + " must be 0 or 1");
     }
-    const auto update = field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
-                                        : db::DBUser::UpdateIsAttentionByIdAndSource;
-    return [key, update, is_set = value == "1"](db::DBUser& users) {
+    const auto update = given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
+                                              : db::DBUser::UpdateIsAttentionByIdAndSource;
+    return [&key, update, is_set = given.value == "1"](db::DBUser& users) {
         return update(is_set, key.user_id, key.source, users);
     };
 }
 
-/// The number of rows stored, 0 or 1.
-uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
-    switch (policy) {
-    case on_conflict::replace:
+/// Stores a record. Returns the number of rows stored, 0 or 1.
+uint32_t insert(db::DBUser& users, db::UserRow& user_row, const std::string& policy) {
+    if (policy == "replace") {
         return users.InsertOrReplace(user_row);
-    case on_conflict::ignore:
+    }
+    if (policy == "ignore") {
         return users.InsertOrIgnore(user_row);
-    case on_conflict::fail:
-        break;
     }
     try {
         return users.Insert(user_row);
@@ -288,6 +288,106 @@ uint32_t store(db::DBUser& users, db::UserRow& user_row, on_conflict policy) {
 }
 
 } // namespace
+
+status import_contacts(const arguments& given) {
+    line_reader lines(given.contacts);
+    check_records(lines);
+    size_t stored = 0;
+    size_t read = 0;
+    change_or_create_store(given, [&](db::DBUser& users) {
+        read = change_by_records(
+            users, lines, [&](db::UserRow& row) { stored += insert(users, row, given.policy); });
+    });
+    return print_done("stored " + std::to_string(stored) + ", ignored " +
+                      std::to_string(read - stored) + ", read " + std::to_string(read));
+}
+
+status export_users(const arguments& given) {
+    arguments as_json = given;
+    as_json.json = true;
+    print_visited(as_json, visit_users);
+    return status::done;
+}
+
+status search_contacts(const arguments& given) {
+    if (!db::is_searchable(given.key_word)) {
+        throw bad_input("the keyword '" + given.key_word +
+                        "' is no valid regular expression, or its cost has no bound");
+    }
+    return print_visited(given, visit_contacts) ? status::done : report_nothing_found();
+}
+
+status list_users(const arguments& given) {
+    return print_visited(given, visit_users) ? status::done : report_nothing_found();
+}
+
+status count_users(const arguments& given) {
+    size_t count = 0;
+    visit_users(given, [&count](db::UserRow&) { return ++count > 0; });
+    std::cout << count << '\n';
+    return status::done;
+}
+
+status get_users(const arguments& given) {
+    constexpr std::ptrdiff_t at_once = 500; // the cost of a batch grows faster than its size
+    db::DBUser users = open_store(given, sqlite::read_only);
+    record_output out(given);
+    for (auto begin = given.users.begin(); begin != given.users.end();) {
+        const auto end = begin + std::min(given.users.end() - begin, at_once);
+        std::set<std::pair<std::string, int>> asked;
+        std::map<std::string, user_key> missing;
+        for (; begin != end; ++begin) {
+            const auto source = static_cast<int>(begin->source);
+            asked.emplace(begin->user_id, source);
+            missing.emplace(users.make_local_user_id(begin->user_id, source), *begin);
+        }
+        for (const db::UserRow& user_row : users.GetUserRowsByUserIds(asked)) {
+            if (is_of_kind(user_row, given.kinds)) {
+                missing.erase(user_row.local_user_id);
+                out.print(user_row);
+            }
+        }
+        for (const auto& [local_user_id, key] : missing) {
+            report("not found: " + key.text());
+        }
+    }
+    return out.finish() ? status::done : report_nothing_found();
+}
+
+status update_users(const arguments& given) {
+    line_reader lines(given.contacts);
+    check_records(lines);
+    std::vector<std::string> missing;
+    size_t read = 0;
+    change_store(given, sqlite::read_write, [&](db::DBUser& users) {
+        read = change_by_records(users, lines, [&](db::UserRow& row) {
+            if (users.Update(row) == 0) {
+                missing.push_back(lines.place() +
+                                  ": not found: " + user_key{row.user_id, row.user_source}.text());
+            }
+        });
+    });
+    std::for_each(missing.begin(), missing.end(), report);
+    const size_t updated = read - missing.size();
+    print_done("updated " + std::to_string(updated) + ", not found " +
+               std::to_string(missing.size()) + ", read " + std::to_string(read));
+    return updated > 0 ? status::done : status::nothing_found;
+}
+
+status create_index(const arguments& given) {
+    change_store(given, sqlite::read_write, [](db::DBUser& users) { users.CreateUserIdIndex(); });
+    return print_done("indexed");
+}
+
+status set_field(const arguments& given) {
+    return change_user(given, "changed", update_of(given));
+}
+
+status delete_user(const arguments& given) {
+    return change_user(given, "deleted", [&key = given.users.front()](db::DBUser& users) {
+        return users.DelUserByUserIdAndSource(key.user_id, key.source);
+    });
+}
 
 std::string explained(const sqlite::error& failure) {
     switch (failure.code()) {
@@ -308,117 +408,6 @@ std::string explained(const sqlite::error& failure) {
     default:
         return failure.what();
     }
-}
-
-status import_contacts(const options& common, const std::string& file, on_conflict policy) {
-    line_reader lines(file);
-    check_records(lines);
-    size_t stored = 0;
-    size_t read = 0;
-    change_or_make(common, [&](db::DBUser& users) {
-        read = change_by_records(users, lines,
-                                 [&](db::UserRow& row) { stored += store(users, row, policy); });
-    });
-    return say_done("stored " + std::to_string(stored) + ", ignored " +
-                        std::to_string(read - stored) + ", read " + std::to_string(read),
-                    true);
-}
-
-status search(const options& common, const std::string& key_word) {
-    if (!db::is_searchable(key_word)) {
-        throw bad_input("the keyword '" + key_word +
-                        "' is no valid regular expression, or its cost has no bound");
-    }
-    db::DBUser users = open_store(common, sqlite::read_only);
-    return say_if_nothing(print_all(
-        common, [&](const visitor& visit) { users.WalkUserRowsWithKeyWord(key_word, visit); }));
-}
-
-status list(const options& common, const filter& wanted) {
-    return say_if_nothing(
-        print_all(common, [&](const visitor& visit) { walk(common, wanted, visit); }));
-}
-
-status count(const options& common, const filter& wanted) {
-    size_t users = 0;
-    walk(common, wanted, [&users](db::UserRow&) { return ++users > 0; });
-    std::cout << users << '\n';
-    return status::done;
-}
-
-status get(const options& common, const std::vector<user_key>& keys, uint32_t data_type) {
-    constexpr std::ptrdiff_t at_once = 500; // the cost of a batch grows faster than its size
-    db::DBUser users = open_store(common, sqlite::read_only);
-    printer out(common);
-    for (auto begin = keys.begin(); begin != keys.end();) {
-        const auto end = begin + std::min(keys.end() - begin, at_once);
-        std::set<std::pair<std::string, int>> asked;
-        std::map<std::string, user_key> missing;
-        for (; begin != end; ++begin) {
-            const auto source = static_cast<int>(begin->source);
-            asked.emplace(begin->user_id, source);
-            missing.emplace(users.make_local_user_id(begin->user_id, source), *begin);
-        }
-        for (const db::UserRow& user_row : users.GetUserRowsByUserIds(asked)) {
-            if (data_type == 0 || (user_row.data_type & data_type) != 0) {
-                missing.erase(user_row.local_user_id);
-                out.print(user_row);
-            }
-        }
-        for (const auto& [local_user_id, key] : missing) {
-            std::cerr << "userdb: not found: " << printable_text(key.text()) << '\n';
-        }
-    }
-    return say_if_nothing(out.finish());
-}
-
-status remove(const options& common, const user_key& key) {
-    uint32_t deleted = 0;
-    change(common, sqlite::read_write, [&](db::DBUser& users) {
-        deleted = users.DelUserByUserIdAndSource(key.user_id, key.source);
-    });
-    return say_changed("deleted", deleted);
-}
-
-status export_users(options common) {
-    common.json = true;
-    print_all(common, [&](const visitor& visit) { walk(common, {}, visit); });
-    return status::done;
-}
-
-status update(const options& common, const std::string& file) {
-    line_reader lines(file);
-    check_records(lines);
-    std::vector<std::string> missing;
-    size_t read = 0;
-    change(common, sqlite::read_write, [&](db::DBUser& users) {
-        read = change_by_records(users, lines, [&](db::UserRow& row) {
-            if (users.Update(row) == 0) {
-                const user_key key{row.user_id, row.user_source};
-                missing.push_back(lines.place() + ": not found: " + key.text());
-            }
-        });
-    });
-    for (const std::string& line : missing) {
-        std::cerr << "userdb: " << printable_text(line) << '\n';
-    }
-    const size_t updated = read - missing.size();
-    return say_done("updated " + std::to_string(updated) + ", not found " +
-                        std::to_string(missing.size()) + ", read " + std::to_string(read),
-                    updated > 0);
-}
-
-status create_index(const options& common) {
-    change(common, sqlite::read_write, [](db::DBUser& users) { users.CreateUserIdIndex(); });
-    return say_done("indexed", true);
-}
-
-status set(const options& common, const std::string& field, const user_key& key,
-           const std::string& value) {
-    const auto update = update_of(field, key, value);
-    uint32_t changed = 0;
-    change(common, sqlite::read_write, [&](db::DBUser& users) { changed = update(users); });
-    return say_changed("changed", changed);
 }
 
 } // namespace userdb

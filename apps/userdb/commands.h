@@ -1,27 +1,16 @@
 #pragma once
 
+#include "apps/userdb/failures.h"
 #include "base/base.shared/sqlite/error.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace userdb {
-
-/// The exit statuses of the program.
-enum class status {
-    done = 0,
-    nothing_found = 1,
-    bad_input = 2,
-    database_failed = 3,
-    done_untold = 4,
-};
-
-enum class on_conflict { replace, ignore, fail };
 
 /// A user as the command line names it.
 struct user_key {
@@ -31,51 +20,47 @@ struct user_key {
     [[nodiscard]] std::string text() const { return user_id + ":" + std::to_string(source); }
 };
 
-/// What all commands are given; each takes what concerns it.
-struct options {
-    std::string database;
-    bool json = false; ///< records are printed as JSON lines, not as a table
-    bool wide = false; ///< nothing in a table is cut
-    size_t limit = std::numeric_limits<size_t>::max(); ///< of records printed, at least 1
+/// What a command line can say. Each command uses what it needs.
+struct arguments {
+    std::string database;          ///< the file
+    std::string contacts;          ///< a file of JSON lines, "-" for standard input
+    std::string policy{"replace"}; ///< about users that are stored already: or "ignore" or "fail"
+    std::string key_word;
+    std::vector<user_key> users;    ///< a single one for `set_field` and `delete_user`
+    std::string field;              ///< "star", "attention", "remark" or "data-type"
+    std::string value;              ///< for the field
+    uint32_t kinds = 0;             ///< prints only users of these: a mask, 0 for any kind
+    std::optional<uint32_t> source; ///< prints only users of this one
+    size_t limit = std::numeric_limits<size_t>::max(); ///< of users printed, at least 1
+    bool json = false;                                 ///< prints JSON lines, not a table
+    bool wide = false;                                 ///< cuts nothing in a table
 };
 
-/// Which users are listed.
-struct filter {
-    uint32_t data_type = 0;         ///< a mask of `db::UserDataType`, 0 for any
-    std::optional<uint32_t> source; ///< none for any
-};
+/// A command throws `failure` or `sqlite::error` if it cannot do its work.
+using command = status (*)(const arguments& given);
 
-/// What was done to the database though standard output could not be told.
-class untold : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+/// Stores all records of a file, or none of them.
+status import_contacts(const arguments& given);
+/// Prints every user as a JSON line.
+status export_users(const arguments& given);
+/// Prints the contacts that a keyword finds.
+status search_contacts(const arguments& given);
+status list_users(const arguments& given);
+/// Prints the number of users that `list_users` prints without a limit.
+status count_users(const arguments& given);
+/// Prints those of several users that are stored, and reports the others.
+status get_users(const arguments& given);
+/// Rewrites the stored records of the users in a file, all of them or none. Reports the users that
+/// are not stored.
+status update_users(const arguments& given);
+/// Makes the index that `update_users` and `set_field` find users by.
+status create_index(const arguments& given);
+/// Changes one field of a user. The value is 0 or 1 for star and attention. See `remark_of` for
+/// remark and `kinds_from` for data-type.
+status set_field(const arguments& given);
+status delete_user(const arguments& given);
 
 /// What a failure of the database means to somebody at a command line.
 std::string explained(const sqlite::error& failure);
-
-// The commands. Each throws `bad_input` or `sqlite::error` for what it cannot do.
-
-/// Stores all records of a file of JSON lines, "-" for standard input, or none of them.
-status import_contacts(const options& common, const std::string& file, on_conflict policy);
-/// Prints every user as a JSON line.
-status export_users(options common);
-status search(const options& common, const std::string& key_word);
-status list(const options& common, const filter& wanted);
-/// Prints the number of users that `list` would print.
-status count(const options& common, const filter& wanted);
-/// Prints the stored ones among several users, of those kinds if the mask is not 0, and says which
-/// are not there.
-status get(const options& common, const std::vector<user_key>& keys, uint32_t data_type);
-/// Rewrites the stored records of the users in a file, like the one `import_contacts` reads, all of
-/// them or none, and says which users are not stored.
-status update(const options& common, const std::string& file);
-/// Makes the index that `update` and `set` find users by.
-status create_index(const options& common);
-/// Changes one of the fields star, attention (0 or 1), remark (see `remark_of`) and data-type (see
-/// `data_type_of`).
-status set(const options& common, const std::string& field, const user_key& key,
-           const std::string& value);
-status remove(const options& common, const user_key& key);
 
 } // namespace userdb

@@ -1,5 +1,7 @@
 #include "apps/userdb/interruption.h"
 
+#include "apps/userdb/failures.h"
+
 #include <atomic>
 #include <sqlite3.h>
 #include <sys/select.h>
@@ -51,7 +53,8 @@ void interruption::check() {
 }
 
 void interruption::wait_for_input(int file) {
-    // Blocked but for the wait itself, no signal can come unseen between a look and the wait.
+    // The signals are blocked, except during the wait itself. So none can come unseen between the
+    // look at `noted` and the wait.
     sigset_t ours;
     sigset_t before;
     sigemptyset(&ours);

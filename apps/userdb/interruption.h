@@ -2,25 +2,14 @@
 
 #include <array>
 #include <csignal>
-#include <exception>
 
 struct sqlite3;
 
 namespace userdb {
 
-/// Work was stopped by a signal.
-class interrupted : public std::exception {
-public:
-    explicit interrupted(int signal) : m_signal(signal) {}
-    [[nodiscard]] const char* what() const noexcept override { return "interrupted"; }
-    [[nodiscard]] int signal() const { return m_signal; }
-
-private:
-    int m_signal;
-};
-
-/// While it lives SIGINT, SIGTERM and SIGHUP are noted instead of ending the process, and end the
-/// statement that runs on a connection; those that are ignored stay so. One at a time.
+/// While it lives, SIGINT, SIGTERM and SIGHUP do not end the process. They are noted instead, and
+/// they end the statement that runs on a connection. A signal that was ignored before stays
+/// ignored. There is one such object at a time.
 class interruption {
 public:
     /// The connection, if any, must outlive this.
@@ -31,8 +20,8 @@ public:
 
     /// Throws `interrupted` if a signal has come.
     static void check();
-    /// Returns once there is something to read, the end or an error. Throws `interrupted` if a
-    /// signal came before or while waiting.
+    /// Waits until the file has bytes to read, ends or fails. Throws `interrupted` if a signal came
+    /// before or while it waited.
     static void wait_for_input(int file);
 
 private:

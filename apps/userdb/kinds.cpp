@@ -1,51 +1,59 @@
 #include "apps/userdb/kinds.h"
 
-#include "apps/userdb/record_json.h"
-#include "bll/bll.shared/db2/db_handler_user.h"
+#include "apps/userdb/failures.h"
+#include "apps/userdb/text.h"
 
-#include <charconv>
-#include <map>
+#include <algorithm>
+#include <array>
 #include <sstream>
 
 namespace userdb {
 
 namespace {
 
-const std::map<std::string, db::UserDataType> kinds{
-    {"contact", db::UserDataType::USERDATA_CONTACT},
-    {"public-account", db::UserDataType::USERDATA_PUBLIC_ACCOUNT},
-    {"user", db::UserDataType::USERDATA_USER},
+struct kind {
+    const char* name;
+    db::UserDataType bit;
+};
+
+/// In the order in which people see them.
+constexpr std::array kinds{
+    kind{"contact", db::UserDataType::USERDATA_CONTACT},
+    kind{"public-account", db::UserDataType::USERDATA_PUBLIC_ACCOUNT},
+    kind{"user", db::UserDataType::USERDATA_USER},
 };
 
 } // namespace
 
-std::string kinds_in(uint32_t data_type) {
-    std::string names;
-    for (const auto& [name, kind] : kinds) {
-        if ((data_type & static_cast<uint32_t>(kind)) != 0) {
-            names += (names.empty() ? "" : ", ") + name;
+std::vector<std::string> kind_names(uint32_t mask) {
+    std::vector<std::string> names;
+    for (const kind& each : kinds) {
+        if ((mask & static_cast<uint32_t>(each.bit)) != 0) {
+            names.emplace_back(each.name);
         }
     }
     return names;
 }
 
-uint32_t data_type_of(const std::string& text) {
-    uint32_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, failure] = std::from_chars(text.data(), end, number);
-    if (failure == std::errc() && stop == end) {
-        return number;
+uint32_t kinds_from(const std::string& text) {
+    if (const auto number = whole_number<uint32_t>(text)) {
+        return *number;
     }
     uint32_t mask = 0;
     std::istringstream names(text + ','); // so that an empty last name is seen too
     for (std::string name; std::getline(names, name, ',');) {
-        const auto kind = kinds.find(name);
-        if (kind == kinds.end()) {
-            throw bad_input("'" + name + "' is no kind of user: contact, public-account, user");
+        const auto named = std::find_if(kinds.begin(), kinds.end(),
+                                        [&name](const kind& each) { return each.name == name; });
+        if (named == kinds.end()) {
+            throw bad_input("'" + name + "' is no kind of user: " + joined(kind_names(), ", "));
         }
-        mask |= static_cast<uint32_t>(kind->second);
+        mask |= static_cast<uint32_t>(named->bit);
     }
     return mask;
+}
+
+bool is_of_kind(const db::UserRow& user_row, uint32_t mask) {
+    return mask == 0 || (user_row.data_type & mask) != 0;
 }
 
 } // namespace userdb

@@ -1,15 +1,21 @@
 #pragma once
 
+#include "bll/bll.shared/db2/db_handler_user.h"
+
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace userdb {
 
-/// The names of the kinds of user that a mask of `db::UserDataType` holds: "contact, user".
-std::string kinds_in(uint32_t data_type);
+/// The names of the kinds of user in a mask of `db::UserDataType`; of all kinds without a mask.
+std::vector<std::string> kind_names(uint32_t mask = UINT32_MAX);
 
-/// The mask for a number in decimal or for names of kinds joined by commas: "contact,user". Throws
+/// The mask for a number in decimal, or for names of kinds joined by commas: "contact,user". Throws
 /// `bad_input` for anything else.
-uint32_t data_type_of(const std::string& text);
+uint32_t kinds_from(const std::string& text);
+
+/// Whether a user is of one of the kinds in a mask. All users are of mask 0, which stands for any.
+bool is_of_kind(const db::UserRow& user_row, uint32_t mask);
 
 } // namespace userdb

@@ -1,7 +1,7 @@
 #include "apps/userdb/line_reader.h"
 
+#include "apps/userdb/failures.h"
 #include "apps/userdb/interruption.h"
-#include "apps/userdb/record_json.h"
 
 #include <cerrno>
 #include <cstring>
@@ -33,7 +33,7 @@ line_reader::~line_reader() {
 }
 
 bool line_reader::next(std::string& line) {
-    while (next_of_any(line)) {
+    while (next_or_blank(line)) {
         if (line.find_first_not_of(" \t\r") != std::string::npos) {
             return true;
         }
@@ -57,7 +57,7 @@ void line_reader::rewind() {
     m_ended = false;
 }
 
-bool line_reader::next_of_any(std::string& line) {
+bool line_reader::next_or_blank(std::string& line) {
     ++m_number;
     line.clear();
     do {
@@ -87,7 +87,7 @@ bool line_reader::read_more() {
                          m_read.size());
         }
         m_read_bytes += m_read.size();
-        m_ended = size == 0; // a terminal would be asked again
+        m_ended = size == 0; // a terminal could be read again
     }
     return !m_ended;
 }

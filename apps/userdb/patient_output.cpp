@@ -20,7 +20,7 @@ bool is_ready(int within_ms) {
 
 bool write_all(const char* bytes, size_t size) {
     while (size > 0) {
-        is_ready(for_ever); // it may be one that does not block
+        is_ready(for_ever); // since the output may be one that does not block
         const ssize_t written = write(STDOUT_FILENO, bytes, size);
         if (written < 0 && errno != EAGAIN && errno != EINTR) {
             return false;
@@ -32,10 +32,6 @@ bool write_all(const char* bytes, size_t size) {
 }
 
 } // namespace
-
-patient_output::buffer::buffer() : m_waiting(nullptr, std::fclose) {
-    setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
-}
 
 bool patient_output::buffer::pass_on_waiting() {
     if (m_waiting == nullptr) {

@@ -1,11 +1,11 @@
 #include "apps/userdb/record_json.h"
 
+#include "apps/userdb/failures.h"
+#include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -15,7 +15,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr size_t max_depth = 100; // other readers of a remark take stack for each level
+constexpr size_t max_depth = 100; // each level costs other readers of a remark some stack
 
 [[noreturn]] void refuse(const std::string& key, const std::string& why) {
     throw bad_input("key '" + key + "': " + why);
@@ -36,8 +36,8 @@ bool commands_terminal(std::string_view text) {
     return false;
 }
 
-/// Appends a text as a JSON string, for a terminal with all beyond ASCII escaped in a text that
-/// would command it. Bytes that are no UTF-8 become U+FFFD; returns whether there are none.
+/// Appends a text as a JSON string. If it is for a terminal and would command it, all characters
+/// beyond ASCII are escaped. Bytes that are no UTF-8 become U+FFFD; returns whether there are none.
 bool append_string(std::string& out, const std::string& text, bool for_terminal = false) {
     const bool is_plain = std::all_of(text.begin(), text.end(), [](char c) {
         return ' ' <= c && c <= '~' && c != '"' && c != '\\';
@@ -56,16 +56,19 @@ bool append_string(std::string& out, const std::string& text, bool for_terminal 
     }
 }
 
-/// Takes what a JSON text holds in the order of the text. A tree of it would look for each new
-/// member among those before it, and the time grow with their square.
+/// Receives the parts of a JSON text in their order. A tree of them would cost time that grows with
+/// the square of the members of an object, since it looks for each new one among the earlier ones.
 class json_events : public nlohmann::json_sax<json> {
 public:
-    bool null() final { return scalar("null"); }
-    bool boolean(bool value) final { return scalar(value ? "true" : "false"); }
-    bool number_integer(int64_t value) final { return scalar(std::to_string(value)); }
-    bool number_unsigned(uint64_t value) final { return scalar(std::to_string(value)); }
-    bool number_float(double /*value*/, const std::string& digits) final { return scalar(digits); }
-    bool binary(json::binary_t& /*value*/) final { return false; } // no text holds any
+    bool null() final { return value("null", false); }
+    bool boolean(bool is_true) final { return value(is_true ? "true" : "false", false); }
+    bool number_integer(int64_t number) final { return value(std::to_string(number), false); }
+    bool number_unsigned(uint64_t number) final { return value(std::to_string(number), false); }
+    bool number_float(double /*number*/, const std::string& digits) final {
+        return value(digits, false);
+    }
+    bool string(std::string& text) final { return value(std::move(text), true); }
+    bool binary(json::binary_t& /*bytes*/) final { return false; } // no text holds any
     bool start_object(size_t /*size*/) final { return open('{'); }
     bool end_object() final { return close('}'); }
     bool start_array(size_t /*size*/) final { return open('['); }
@@ -76,18 +79,22 @@ public:
         throw bad_input("no JSON from byte " + std::to_string(position) + " on");
     }
 
-    /// A number, true, false or null as it is written.
-    virtual bool scalar(const std::string& token) = 0;
+    /// A text, or a number, true, false or null as it is written.
+    virtual bool value(std::string token, bool is_text) = 0;
     virtual bool open(char bracket) = 0;
     virtual bool close(char bracket) = 0;
 };
 
-/// Writes what it is told of without blanks.
+/// Writes the parts of a JSON text again, without blanks.
 class compact_writer : public json_events {
 public:
-    bool scalar(const std::string& token) override {
+    bool value(std::string token, bool is_text) override {
         separate();
-        m_text += token;
+        if (is_text) {
+            append_string(m_text, token);
+        } else {
+            m_text += token;
+        }
         return true;
     }
     bool open(char bracket) override {
@@ -99,17 +106,12 @@ public:
         m_text += bracket;
         return true;
     }
-    bool string(std::string& value) override {
-        separate();
-        append_string(m_text, value);
-        return true;
-    }
     bool key(std::string& name) override {
-        string(name);
+        value(name, true);
         m_text += ':';
         return true;
     }
-    /// What is written so far; the next text begins.
+    /// Returns what is written, and begins the next text.
     std::string take() { return std::exchange(m_text, {}); }
 
 private:
@@ -127,7 +129,7 @@ constexpr auto column_names =
     std::apply([](const auto&... column) { return std::array{std::string_view(column.name)...}; },
                db::user_columns);
 
-/// Its size for any other name.
+/// The position of a name in `column_names`, or their number if it is not there.
 constexpr size_t column_of(std::string_view name) {
     return static_cast<size_t>(std::find(column_names.begin(), column_names.end(), name) -
                                column_names.begin());
@@ -138,11 +140,11 @@ class record_reader : public json_events {
 public:
     explicit record_reader(db::UserRow& user_row) : m_row(user_row) {}
 
-    bool string(std::string& value) override {
+    bool value(std::string token, bool is_text) override {
         if (m_depth > 1) {
-            m_structure.string(value);
+            m_structure.value(std::move(token), is_text);
         } else {
-            assign(std::move(value), true);
+            assign(std::move(token), is_text);
         }
         return true;
     }
@@ -167,14 +169,6 @@ public:
             refuse(key_name(), "a number too large");
         }
         return json_events::parse_error(position, token, failure);
-    }
-    bool scalar(const std::string& token) override {
-        if (m_depth > 1) {
-            m_structure.scalar(token);
-        } else {
-            assign(token, false);
-        }
-        return true;
     }
     bool open(char bracket) override {
         if (m_depth == 0 && bracket != '{') {
@@ -231,18 +225,16 @@ private:
     }
     template <std::integral Integer>
     void put(Integer& field, const std::string& value, bool is_text) const {
-        using limits = std::numeric_limits<Integer>;
-        const char* end = value.data() + value.size();
-        const auto [stop, failure] = std::from_chars(value.data(), end, field);
-        if (is_text || failure != std::errc() || stop != end) {
-            refuse(key_name(), "must be a whole number from " + std::to_string(limits::min()) +
-                                   " to " + std::to_string(limits::max()));
+        const std::optional<Integer> number = whole_number<Integer>(value);
+        if (is_text || !number) {
+            refuse(key_name(), must_be_whole_number<Integer>());
         }
+        field = *number;
     }
 
     db::UserRow& m_row;
     size_t m_depth = 0;
-    size_t m_column = 0; // that the last key of the record names
+    size_t m_column = 0; // the one that the last key of the record names
     std::array<bool, column_names.size()> m_given{};
     compact_writer m_structure; // the object or array that is the value of that key
 };
@@ -252,9 +244,9 @@ class member_collector : public json_events {
 public:
     explicit member_collector(std::string name) : m_name(std::move(name)) {}
 
-    bool string(std::string& value) override {
-        if (m_is_next) {
-            m_texts.push_back(std::move(value));
+    bool value(std::string token, bool is_text) override {
+        if (m_is_next && is_text) {
+            m_texts.push_back(std::move(token));
         }
         return other();
     }
@@ -267,7 +259,6 @@ public:
         m_texts.clear();
         return false;
     }
-    bool scalar(const std::string& /*token*/) override { return other(); }
     bool open(char /*bracket*/) override { return other(); }
     bool close(char /*bracket*/) override { return other(); }
     std::vector<std::string> take() { return std::move(m_texts); }
@@ -279,7 +270,7 @@ private:
     }
 
     std::string m_name;
-    bool m_is_next = false; // the value is that of a member with the name
+    bool m_is_next = false; // whether the next value belongs to such a member
     std::vector<std::string> m_texts;
 };
 
@@ -302,7 +293,7 @@ std::string to_json(const db::UserRow& user_row, bool& is_utf8) {
 
 db::UserRow from_json(const std::string& json_text) {
     if (json_text.find('\0') != std::string::npos) {
-        throw bad_input("there is a NUL byte in the line"); // the parser would end there
+        throw bad_input("there is a NUL byte in the line"); // the parser would stop there
     }
     db::UserRow user_row;
     record_reader reader(user_row);

@@ -2,26 +2,26 @@
 
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
+#include "apps/userdb/text.h"
 
 #include <algorithm>
-#include <array>
 #include <clocale>
 #include <cwchar>
 #include <limits>
 #include <numeric>
-#include <string>
+#include <string_view>
 #include <utility>
 
 namespace userdb {
 
 namespace {
 
-constexpr size_t gap = 2;              // columns between two cells
-constexpr size_t narrowest = 8;        // that a column gets on a screen
-constexpr size_t most_off_screen = 40; // columns of a cell
-constexpr size_t most_bytes = 4096;    // of a cell, which no screen shows whole
+constexpr size_t gap = 2;              // between two cells
+constexpr size_t narrowest = 8;        // no column is cut below this on a screen
+constexpr size_t most_off_screen = 40; // the width of a cell if there is no screen
+constexpr size_t most_bytes = 4096;    // of a text that is looked at; no screen shows so many
 
-/// Makes this thread read texts as UTF-8 while it lives, whatever the user's locale.
+/// While it lives, this thread reads texts as UTF-8, whatever the user's locale is.
 class utf8_locale {
 public:
     utf8_locale() : m_before(uselocale(utf8())) {}
@@ -38,8 +38,8 @@ private:
     locale_t m_before;
 };
 
-/// Whether a character is invisible and can make what is around it read as something else: those
-/// that turn the direction of writing, and those of format without width.
+/// Whether a character is invisible and can change how the text around it reads. Such characters
+/// turn the direction of writing, or are format characters without width.
 bool is_deceptive(wchar_t character) {
     constexpr std::array<std::pair<wchar_t, wchar_t>, 8> ranges{{{0x061c, 0x061c},
                                                                  {0x180e, 0x180e},
@@ -54,11 +54,7 @@ bool is_deceptive(wchar_t character) {
     });
 }
 
-bool is_plain(char c) {
-    return c >= ' ' && c <= '~';
-}
-
-/// Takes the first character off a text, and shows it.
+/// Takes the first character off a text, and returns it as it is safe to print.
 table_cell take_character(std::string_view& text) {
     wchar_t character = 0;
     std::mbstate_t state{};
@@ -77,31 +73,23 @@ void append(table_cell& cell, const table_cell& more) {
 }
 
 table_cell printable(std::string_view text) {
-    if (std::all_of(text.begin(), text.end(), is_plain)) {
+    if (std::all_of(text.begin(), text.end(), [](char c) { return ' ' <= c && c <= '~'; })) {
         return {std::string(text), text.size()};
     }
-    table_cell shown;
+    table_cell cell;
     while (!text.empty()) {
-        append(shown, take_character(text));
+        append(cell, take_character(text));
     }
-    return shown;
+    return cell;
 }
 
-/// As much of a longer text as there is room for, an ellipsis, and blanks up to the width.
+/// The beginning of a text that is too long, an ellipsis, and blanks up to the width.
 std::string cut(std::string_view text, size_t width) {
     table_cell kept;
     for (table_cell next; kept.width + next.width < width; next = take_character(text)) {
         append(kept, next);
     }
     return kept.text + "…" + std::string(width - kept.width - 1, ' ');
-}
-
-std::string joined(const std::vector<std::string>& texts) {
-    std::string all;
-    for (const std::string& text : texts) {
-        all += (all.empty() ? "" : ", ") + text;
-    }
-    return all;
 }
 
 } // namespace
@@ -114,15 +102,15 @@ std::string printable_text(const std::string& text) {
 void table_writer::add(const db::UserRow& user_row) {
     constexpr size_t held_back = 100;
     const utf8_locale utf8;
-    const auto shown = [this](std::string_view text) {
+    const auto cell = [this](std::string_view text) {
         return printable(m_layout.is_wide ? text : text.substr(0, most_bytes));
     };
-    line cells{shown(user_row.user_id),
-               shown(std::to_string(user_row.user_source)),
-               shown(kinds_in(user_row.data_type)),
-               shown(user_row.user_name),
-               shown(joined(member_texts(user_row.remark, "remark_name"))),
-               shown(joined(member_texts(user_row.group_info, "nick_name")))};
+    table_line cells{cell(user_row.user_id),
+                     cell(std::to_string(user_row.user_source)),
+                     cell(joined(kind_names(user_row.data_type), ", ")),
+                     cell(user_row.user_name),
+                     cell(joined(member_texts(user_row.remark, "remark_name"), ", ")),
+                     cell(joined(member_texts(user_row.group_info, "nick_name"), ", "))};
     if (m_is_measured) {
         m_out << text_of(cells) << '\n';
         return;
@@ -138,23 +126,23 @@ void table_writer::finish() {
         return;
     }
     const utf8_locale utf8;
-    const line head{printable("USER ID"), printable("SOURCE"),      printable("KIND"),
-                    printable("NAME"),    printable("REMARK NAME"), printable("NICK NAMES")};
+    const table_line head{printable("USER ID"), printable("SOURCE"),      printable("KIND"),
+                          printable("NAME"),    printable("REMARK NAME"), printable("NICK NAMES")};
     measure(head);
     m_out << (m_layout.bold_head ? "\033[1m" : "") << text_of(head)
           << (m_layout.bold_head ? "\033[m" : "") << '\n';
-    for (const line& cells : m_first) {
+    for (const table_line& cells : m_first) {
         m_out << text_of(cells) << '\n';
     }
     m_out << std::flush;
     m_first.clear();
 }
 
-void table_writer::measure(const line& head) {
+void table_writer::measure(const table_line& head) {
     m_is_measured = true;
     for (size_t i = 0; i < columns; ++i) {
         m_widths[i] = head[i].width;
-        for (const line& cells : m_first) {
+        for (const table_line& cells : m_first) {
             m_widths[i] = std::max(m_widths[i], cells[i].width);
         }
     }
@@ -181,11 +169,11 @@ void table_writer::fit_screen() {
         --widest();
     }
     m_limits = m_widths;
-    // Nothing stands behind the last one.
+    // Nothing stands behind the last column, so it may use the rest of the screen.
     m_limits.back() += m_layout.screen - std::min(m_layout.screen, used());
 }
 
-std::string table_writer::text_of(const line& cells) const {
+std::string table_writer::text_of(const table_line& cells) const {
     std::string text;
     for (size_t i = 0; i < columns; ++i) {
         const bool fits = cells[i].width <= m_limits[i];

@@ -10,8 +10,8 @@
 
 namespace userdb {
 
-/// The text with control characters, those that turn the direction of writing, those without width
-/// and bytes that are no UTF-8 shown as U+FFFD.
+/// The text as it is safe to print. U+FFFD takes the place of control characters, of characters
+/// that turn the direction of writing or have no width, and of bytes that are no UTF-8.
 std::string printable_text(const std::string& text);
 
 /// A text that is safe to print, and the columns that it takes.
@@ -20,40 +20,40 @@ struct table_cell {
     size_t width = 0;
 };
 
-/// Writes records as a table with aligned columns, for people. Wide characters count two columns;
-/// what is not printable is shown as `printable_text` shows it, so that no text of a database
-/// reaches the terminal as a command.
+/// Writes records as a table with aligned columns, for people. A wide character takes two columns.
+/// All texts are written as `printable_text` returns them, so that no text of a database reaches
+/// the terminal as a command.
 class table_writer {
 public:
     struct layout {
-        size_t screen = 0;    ///< its columns; 0 for no screen, where a cell gets at most 40
-        bool is_wide = false; ///< nothing is cut
+        size_t screen = 0;    ///< its width; 0 for no screen, where a cell has at most 40 columns
+        bool is_wide = false; ///< cut nothing
         bool bold_head = false;
     };
 
     /// The stream must outlive this.
     table_writer(std::ostream& out, const layout& layout) : m_out(out), m_layout(layout) {}
 
-    /// The first hundred records are held back, since they decide how wide the columns are.
+    /// Holds back the first hundred records, since they decide how wide the columns are.
     void add(const db::UserRow& user_row);
-    /// Writes what is held back; to be called once, behind the last record.
+    /// Writes what is held back. To be called once, after the last record.
     void finish();
 
 private:
     static constexpr size_t columns = 6;
-    using line = std::array<table_cell, columns>;
+    using table_line = std::array<table_cell, columns>;
     using sizes = std::array<size_t, columns>;
 
-    void measure(const line& head);
+    void measure(const table_line& head);
     void fit_screen();
-    [[nodiscard]] std::string text_of(const line& cells) const;
+    [[nodiscard]] std::string text_of(const table_line& cells) const;
 
     std::ostream& m_out;
     layout m_layout;
-    std::vector<line> m_first;
+    std::vector<table_line> m_first;
     bool m_is_measured = false;
-    sizes m_widths{}; // to which cells are filled up
-    sizes m_limits{}; // at which they are cut
+    sizes m_widths{}; // cells are filled up to these
+    sizes m_limits{}; // cells are cut at these
 };
 
 } // namespace userdb

@@ -1,5 +1,7 @@
 #include "apps/userdb/terminal.h"
 
+#include "apps/userdb/table.h"
+
 #include <iostream>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -11,13 +13,17 @@ size_t terminal_columns() {
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
+void report(const std::string& what) {
+    std::cerr << "userdb: " << printable_text(what) << '\n';
+}
+
 progress::~progress() {
-    if (m_is_shown) {
+    if (m_is_visible) {
         std::cerr << "\r\033[K" << std::flush;
     }
 }
 
-void progress::show(size_t lines, double share) {
+void progress::update(size_t lines, double share) {
     const auto now = clock::now();
     if (now - m_last < std::chrono::milliseconds(100) || isatty(STDERR_FILENO) == 0) {
         return;
@@ -30,7 +36,7 @@ void progress::show(size_t lines, double share) {
     }
     std::cerr << "\033[K" << std::flush;
     m_last = now;
-    m_is_shown = true;
+    m_is_visible = true;
 }
 
 } // namespace userdb

@@ -6,25 +6,31 @@
 
 namespace userdb {
 
-/// The columns of the terminal that standard output is; 0 if it is none, or does not say.
+/// The width of the terminal that standard output is. 0 if it is none, or does not tell.
 size_t terminal_columns();
 
-/// How far some work is, on standard error if that is a terminal; wiped out at the end.
+/// Writes a line about something to standard error.
+void report(const std::string& what);
+
+/// Tells on standard error, if that is a terminal, how far some work is. The line is wiped out at
+/// the end.
 class progress {
 public:
+    /// What is done is told as "checking" or "writing".
     explicit progress(std::string doing) : m_doing(std::move(doing)) {}
     ~progress();
     progress(const progress&) = delete;
     progress& operator=(const progress&) = delete;
 
-    /// The share of the work that is done, from 0 to 1, gives the time left; 0 if nobody knows it.
-    void show(size_t lines, double share);
+    /// The share of the work that is done is from 0 to 1, and gives the time left. It is 0 if
+    /// nobody knows it.
+    void update(size_t lines, double share);
 
 private:
     using clock = std::chrono::steady_clock;
 
     std::string m_doing;
-    bool m_is_shown = false;
+    bool m_is_visible = false;
     clock::time_point m_start = clock::now();
     clock::time_point m_last = m_start;
 };

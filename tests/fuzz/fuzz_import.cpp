@@ -1,3 +1,4 @@
+#include "apps/userdb/failures.h"
 #include "apps/userdb/record_json.h"
 #include "tests/support.h"
 

@@ -1,4 +1,4 @@
-#include "apps/userdb/help.h"
+#include "apps/userdb/text.h"
 
 #include <algorithm>
 #include <numeric>
@@ -9,13 +9,13 @@ namespace userdb {
 
 namespace {
 
-/// Where the last column of a line begins, two blanks or more behind the one before.
+/// Where the last column of a line begins. At least two blanks stand before it.
 size_t last_column(const std::string& line) {
     const size_t gap = line.rfind("  ");
     return gap == std::string::npos ? 0 : gap + 2;
 }
 
-/// How many letters have to be changed, added or taken away to make one word the other.
+/// The number of letters to change, add or take away that makes one word the other.
 size_t distance(const std::string& from, const std::string& to) {
     std::vector<size_t> row(to.size() + 1); // for the beginning of `from` seen so far
     std::iota(row.begin(), row.end(), 0);
@@ -31,6 +31,14 @@ size_t distance(const std::string& from, const std::string& to) {
 }
 
 } // namespace
+
+std::string joined(const std::vector<std::string>& texts, const char* separator) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : separator) + text;
+    }
+    return all;
+}
 
 std::string wrapped(const std::string& text, size_t columns) {
     std::istringstream lines(text);
@@ -51,7 +59,7 @@ std::string wrapped(const std::string& text, size_t columns) {
     return all;
 }
 
-std::string likeliest(const std::string& misspelt, const std::vector<std::string>& words) {
+std::string closest_word(const std::string& misspelt, const std::vector<std::string>& words) {
     const auto closest =
         std::min_element(words.begin(), words.end(), [&](const auto& left, const auto& right) {
             return distance(left, misspelt) < distance(right, misspelt);

@@ -1,0 +1,282 @@
+#include "apps/userdb/command_line.h"
+
+#include "apps/userdb/kinds.h"
+#include "apps/userdb/terminal.h"
+#include "apps/userdb/text.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <sstream>
+
+namespace userdb {
+
+namespace {
+
+using texts = std::vector<std::string>;
+
+uint32_t number_of(const std::string& what, const std::string& text, uint32_t least) {
+    const std::optional<uint32_t> number = whole_number<uint32_t>(text);
+    if (!number || *number < least) {
+        throw bad_input("the " + what + " '" + text + "' " + must_be_whole_number(least));
+    }
+    return *number;
+}
+
+uint32_t source_of(const std::string& text) {
+    return number_of("source", text, 0);
+}
+
+/// Two words are one user if the second has no colon. Otherwise each word is a user.
+std::vector<user_key> users_of(const texts& words) {
+    if (words.size() == 2 && words[1].find(':') == std::string::npos) {
+        return {{words[0], source_of(words[1])}};
+    }
+    std::vector<user_key> keys;
+    for (const std::string& word : words) {
+        const size_t colon = word.rfind(':');
+        if (colon == std::string::npos) {
+            throw bad_input("the user '" + word + "' must be USER_ID:SOURCE");
+        }
+        keys.push_back({word.substr(0, colon), source_of(word.substr(colon + 1))});
+    }
+    return keys;
+}
+
+std::vector<user_key> one_user_of(const texts& words) {
+    std::vector<user_key> keys = users_of(words);
+    if (keys.size() != 1) {
+        throw bad_input("one user is needed, as USER_ID:SOURCE");
+    }
+    return keys;
+}
+
+/// The library that parses the command line takes "[a,b]" for a list and "{}" for none. It leaves
+/// such a word whole if a NUL byte is at its end, which no argument of a process can have.
+std::string guarded(const std::string& word) {
+    const bool looks_like_list = word.starts_with('[') || word.starts_with('{');
+    return looks_like_list ? word + '\0' : word;
+}
+
+std::string without_guard(const std::string& word) {
+    return word.substr(0, word.find('\0'));
+}
+
+// Each of these functions adds to a command what it can be given.
+
+void require_one_of(const texts& choices, CLI::Option* option) {
+    option->option_text(joined(choices, "|"))->check(CLI::IsMember(choices));
+}
+
+void add_contacts(CLI::App& to, arguments& given) {
+    to.add_option("CONTACTS.jsonl", given.contacts,
+                  "One JSON object a line, keys named as the fields of a record; - for standard "
+                  "input. Only user_id must be there, other missing keys take their defaults. "
+                  "remark and group_info may be JSON objects or arrays instead of texts, up to 100 "
+                  "levels deep. local_user_id is formed anew")
+        ->required();
+}
+
+void add_policy(CLI::App& to, arguments& given) {
+    CLI::Option* policy = to.add_option(
+        "--on-conflict", given.policy,
+        "What to do about a user that is stored already: replace the row, other columns than a "
+        "record has too, ignore the line, or store nothing of the file; replace if not given");
+    require_one_of({"replace", "ignore", "fail"}, policy);
+}
+
+void add_key_word(CLI::App& to, arguments& given) {
+    to.add_option("KEYWORD", given.key_word, "A POSIX extended regular expression")->required();
+}
+
+void add_words(CLI::App& to, const char* rest, int least, int most,
+               const std::function<void(const texts& words)>& take) {
+    to.add_option_function("USER", take,
+                           "USER_ID:SOURCE, or the two as words; put -- before one that "
+                           "begins with -")
+        ->option_text(rest)
+        ->required()
+        ->expected(least, most);
+}
+
+void add_users(CLI::App& to, arguments& given) {
+    constexpr int any_number = -1;
+    add_words(to, "...", 1, any_number,
+              [&given](const texts& words) { given.users = users_of(words); });
+}
+
+void add_user(CLI::App& to, arguments& given) {
+    add_words(to, "", 1, 2, [&given](const texts& words) { given.users = one_user_of(words); });
+}
+
+void add_field_and_value(CLI::App& to, arguments& given) {
+    CLI::Option* field = to.add_option("FIELD", given.field, "What to change")->required();
+    require_one_of({"star", "attention", "remark", "data-type"}, field);
+    add_words(to, "VALUE", 2, 3, [&given](const texts& words) {
+        given.users = one_user_of({words.begin(), words.end() - 1});
+        given.value = words.back();
+    });
+}
+
+void add_type(CLI::App& to, arguments& given) {
+    const std::function<void(const texts&)> take = [&given](const texts& names) {
+        given.kinds = kinds_from(joined(names, ","));
+    };
+    CLI::Option* type =
+        to.add_option_function("--type", take, "Only users of this kind; repeated, of any of them");
+    require_one_of(kind_names(), type->allow_extra_args(false));
+}
+
+void add_source(CLI::App& to, arguments& given) {
+    const std::function<void(const std::string&)> take = [&given](const std::string& text) {
+        given.source = source_of(text);
+    };
+    to.add_option_function("--source", take, "Only users of this source")->option_text("SOURCE");
+}
+
+void add_limit(CLI::App& to, arguments& given) {
+    const std::function<void(const std::string&)> take = [&given](const std::string& text) {
+        given.limit = number_of("limit", text, 1);
+    };
+    to.add_option_function("--limit", take, "Only the first so many users")->option_text("N");
+}
+
+void add_style(CLI::App& to, arguments& given) {
+    to.add_flag("--json", given.json,
+                "Print one JSON object a line, as import takes it, not a table");
+    to.add_flag("--wide", given.wide,
+                "Cut nothing that is too wide for the screen or, off a screen, for 40 columns");
+}
+
+struct description {
+    const char* name;
+    std::string what;
+    command run;
+    std::vector<void (*)(CLI::App& to, arguments& given)> takes;
+};
+
+const std::vector<description> all_commands{
+    {"import",
+     "Store contacts: the whole file, or nothing if a line is bad",
+     import_contacts,
+     {add_contacts, add_policy}},
+    {"export", "Print every user as one JSON object a line, as import takes it", export_users, {}},
+    {"search",
+     "Find contacts by name, remark name or group nick name",
+     search_contacts,
+     {add_key_word, add_limit, add_style}},
+    {"list", "List users", list_users, {add_type, add_source, add_limit, add_style}},
+    {"get",
+     "Print users, and say which are not stored",
+     get_users,
+     {add_users, add_type, add_style}},
+    {"count", "Print how many users there are", count_users, {add_type, add_source}},
+    {"update",
+     "Rewrite the stored record of each user in a file, but for device_id and is_anonymous: the "
+     "whole file, or nothing if a line is bad. Each line reads the whole table unless the database "
+     "has the index that the command index makes: make it first for more than some hundred lines",
+     update_users,
+     {add_contacts}},
+    {"index",
+     "Make an index by which update and set find their users at once; import gets slower, and the "
+     "file larger",
+     create_index,
+     {}},
+    {"set",
+     "Change one field of one user and raise user_version by 1. VALUE is 0 or 1 for star and "
+     "attention; a number, or kinds joined by commas (" +
+         joined(kind_names(), ",") +
+         "), for data-type. For remark it is the whole remark: a JSON object, or another text, "
+         "which "
+         "becomes the remark name in a new one; empty for none",
+     set_field,
+     {add_field_and_value}},
+    {"delete", "Delete one user", delete_user, {add_user}},
+};
+
+void describe_program(CLI::App& app, arguments& given) {
+    app.set_help_flag("");
+    app.add_flag_callback(
+        "-h,--help", [] { throw CLI::CallForAllHelp(); }, "Print this help and exit");
+    app.set_version_flag("--version", "userdb " USERDB_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.get_formatter()->label("TEXT", ""); // the names say more
+    app.get_formatter()->label("REQUIRED", "");
+    app.add_option("-d,--db", given.database, "The SQLite file that holds the table users")
+        ->option_text("FILE")
+        ->envname("USERDB_DB")
+        ->transform(without_guard);
+    app.footer("Environment:\n"
+               "  USERDB_DB  The file, where --db is not given\n"
+               "  NO_COLOR   If not empty, the head of a table is not bold on a terminal\n"
+               "\n"
+               "Exit status:\n"
+               "  0  Done\n"
+               "  1  Nothing found\n"
+               "  2  Bad usage or bad input; nothing is changed\n"
+               "  3  The database cannot be opened or used, or there is no memory\n"
+               "  4  Done, but standard output cannot be written");
+}
+
+/// Lets parsing fill in the command line.
+void describe(CLI::App& app, command_line& line) {
+    describe_program(app, line.given);
+    for (const description& each : all_commands) {
+        CLI::App* sub = app.add_subcommand(each.name, each.what);
+        sub->callback([&line, &each] { line.run = each.run; });
+        for (const auto& add : each.takes) {
+            add(*sub, line.given);
+        }
+        for (CLI::Option* option : sub->get_options()) {
+            option->transform(without_guard);
+        }
+    }
+}
+
+/// What is wrong with a command line.
+std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
+    const texts rest = app.remaining();
+    if (!app.get_subcommands().empty() || rest.empty() || rest[0].starts_with('-')) {
+        return without_guard(failure.what()) + "; userdb --help tells more";
+    }
+    texts names;
+    for (const description& each : all_commands) {
+        names.emplace_back(each.name);
+    }
+    const std::string word = without_guard(rest[0]);
+    const std::string meant = closest_word(word, names);
+    return "'" + word + "' is no command; " +
+           (meant.empty() ? "userdb --help lists them" : "did you mean '" + meant + "'?");
+}
+
+} // namespace
+
+command_line parse(int argc, const char* const* argv) {
+    CLI::App app("Look into the table users of a messaging client's database.", "userdb");
+    command_line line;
+    describe(app, line);
+    try {
+        texts words;
+        for (int i = argc - 1; i > 0; --i) { // the library wants the last word first
+            words.push_back(guarded(argv[i]));
+        }
+        app.parse(words);
+    } catch (const CLI::ParseError& outcome) {
+        if (outcome.get_exit_code() != 0) {
+            throw bad_input(fault(app, outcome));
+        }
+        std::ostringstream help;
+        app.exit(outcome, help);
+        line.run = [text = wrapped(help.str(), terminal_columns())](const arguments&) {
+            std::cout << text;
+            return status::done;
+        };
+        return line;
+    }
+    if (line.given.database.empty()) {
+        throw bad_input("--db or USERDB_DB must name the database");
+    }
+    return line;
+}
+
+} // namespace userdb

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace userdb {
+
+/// The exit statuses of the program.
+enum class status {
+    done = 0,
+    nothing_found = 1,
+    bad_input = 2,       ///< or bad usage; nothing is changed
+    database_failed = 3, ///< or there is no memory
+    output_failed = 4,   ///< all is done, but standard output cannot be written
+};
+
+/// Ends the program with this exit status. The text tells people why.
+class failure : public std::runtime_error {
+public:
+    failure(status exit_status, const std::string& why)
+        : std::runtime_error(why), m_exit_status(exit_status) {}
+    [[nodiscard]] status exit_status() const { return m_exit_status; }
+
+private:
+    status m_exit_status;
+};
+
+/// Input or usage that cannot be accepted.
+class bad_input : public failure {
+public:
+    explicit bad_input(const std::string& why) : failure(status::bad_input, why) {}
+};
+
+/// Nobody can be told what was done.
+class output_failed : public failure {
+public:
+    explicit output_failed(const std::string& done)
+        : failure(status::output_failed, done + ", but standard output cannot be written") {}
+};
+
+/// A signal stopped the work. It also ends the process, instead of an exit status.
+class interrupted : public std::runtime_error {
+public:
+    explicit interrupted(int signal)
+        : std::runtime_error("interrupted, nothing was changed"), m_signal(signal) {}
+    [[nodiscard]] int signal() const { return m_signal; }
+
+private:
+    int m_signal;
+};
+
+} // namespace userdb

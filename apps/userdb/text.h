@@ -1,0 +1,40 @@
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace userdb {
+
+/// The texts, one after the other, with the separator between them.
+std::string joined(const std::vector<std::string>& texts, const char* separator);
+
+/// The text with its long lines broken at blanks, so that none is longer than so many columns. A
+/// line goes on below the last column of what it lists. 0 columns leave the text as it is.
+std::string wrapped(const std::string& text, size_t columns);
+
+/// The word that is most like a misspelt one; empty if none is like it.
+std::string closest_word(const std::string& misspelt, const std::vector<std::string>& words);
+
+/// The whole number that a text is in decimal. None if it is no such number, or one that `Number`
+/// cannot hold.
+template <std::integral Number>
+std::optional<Number> whole_number(const std::string& text) {
+    Number number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, failure] = std::from_chars(text.data(), end, number);
+    return failure == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+/// What to say of a text that is no such number.
+template <std::integral Number>
+std::string must_be_whole_number(Number least = std::numeric_limits<Number>::min()) {
+    return "must be a whole number from " + std::to_string(least) + " to " +
+           std::to_string(std::numeric_limits<Number>::max());
+}
+
+} // namespace userdb
