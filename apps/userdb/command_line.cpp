@@ -69,18 +69,20 @@ void require_one_of(const texts& choices, CLI::Option* option) {
 
 void add_contacts(CLI::App& to, arguments& given) {
     to.add_option("CONTACTS.jsonl", given.contacts,
-                  "One JSON object a line, keys named as the fields of a record; - for standard "
-                  "input. Only user_id must be there, other missing keys take their defaults. "
-                  "remark and group_info may be JSON objects or arrays instead of texts, up to 100 "
-                  "levels deep. local_user_id is formed anew")
+                  "A file with one JSON object in each line, or - for standard input. The keys are "
+                  "named as the fields of a record. Only user_id must be there; other missing keys "
+                  "get their defaults. remark and group_info may be JSON objects or arrays instead "
+                  "of texts, up to 100 levels deep. local_user_id is formed from user_id and "
+                  "user_source")
         ->required();
 }
 
 void add_policy(CLI::App& to, arguments& given) {
     CLI::Option* policy = to.add_option(
         "--on-conflict", given.policy,
-        "What to do about a user that is stored already: replace the row, other columns than a "
-        "record has too, ignore the line, or store nothing of the file; replace if not given");
+        "What to do if a user is stored already: replace the whole row, even the columns that a "
+        "record does not have; ignore the line; or fail, and store nothing. The default is "
+        "replace");
     require_one_of({"replace", "ignore", "fail"}, policy);
 }
 
@@ -91,7 +93,7 @@ void add_key_word(CLI::App& to, arguments& given) {
 void add_words(CLI::App& to, const char* rest, int least, int most,
                const std::function<void(const texts& words)>& take) {
     to.add_option_function("USER", take,
-                           "USER_ID:SOURCE, or the two as words; put -- before one that "
+                           "USER_ID:SOURCE, or the two as words; write -- before a user id that "
                            "begins with -")
         ->option_text(rest)
         ->required()
@@ -109,7 +111,7 @@ void add_user(CLI::App& to, arguments& given) {
 }
 
 void add_field_and_value(CLI::App& to, arguments& given) {
-    CLI::Option* field = to.add_option("FIELD", given.field, "What to change")->required();
+    CLI::Option* field = to.add_option("FIELD", given.field, "The field to change")->required();
     require_one_of({"star", "attention", "remark", "data-type"}, field);
     add_words(to, "VALUE", 2, 3, [&given](const texts& words) {
         given.users = one_user_of({words.begin(), words.end() - 1});
@@ -121,8 +123,8 @@ void add_type(CLI::App& to, arguments& given) {
     const std::function<void(const texts&)> take = [&given](const texts& names) {
         given.kinds = kinds_from(joined(names, ","));
     };
-    CLI::Option* type =
-        to.add_option_function("--type", take, "Only users of this kind; repeated, of any of them");
+    CLI::Option* type = to.add_option_function(
+        "--type", take, "Only users of this kind, or of any of several if it is repeated");
     require_one_of(kind_names(), type->allow_extra_args(false));
 }
 
@@ -137,14 +139,16 @@ void add_limit(CLI::App& to, arguments& given) {
     const std::function<void(const std::string&)> take = [&given](const std::string& text) {
         given.limit = number_of("limit", text, 1);
     };
-    to.add_option_function("--limit", take, "Only the first so many users")->option_text("N");
+    to.add_option_function("--limit", take, "Only the first N users")->option_text("N");
 }
 
 void add_style(CLI::App& to, arguments& given) {
     to.add_flag("--json", given.json,
-                "Print one JSON object a line, as import takes it, not a table");
-    to.add_flag("--wide", given.wide,
-                "Cut nothing that is too wide for the screen or, off a screen, for 40 columns");
+                "Print each user as one line of JSON, as import reads it, instead of a table");
+    to.add_flag(
+        "--wide", given.wide,
+        "Print long texts whole. Otherwise they are cut to fit the terminal, or at 40 columns "
+        "if there is none");
 }
 
 struct description {
@@ -156,38 +160,37 @@ struct description {
 
 const std::vector<description> all_commands{
     {"import",
-     "Store contacts: the whole file, or nothing if a line is bad",
+     "Store the users in a file. If a line is bad, none is stored",
      import_contacts,
      {add_contacts, add_policy}},
-    {"export", "Print every user as one JSON object a line, as import takes it", export_users, {}},
+    {"export", "Print every user as one line of JSON, as import reads it", export_users, {}},
     {"search",
      "Find contacts by name, remark name or group nick name",
      search_contacts,
      {add_key_word, add_limit, add_style}},
     {"list", "List users", list_users, {add_type, add_source, add_limit, add_style}},
     {"get",
-     "Print users, and say which are not stored",
+     "Print users, and say which of them are not stored",
      get_users,
      {add_users, add_type, add_style}},
-    {"count", "Print how many users there are", count_users, {add_type, add_source}},
+    {"count", "Print the number of users", count_users, {add_type, add_source}},
     {"update",
-     "Rewrite the stored record of each user in a file, but for device_id and is_anonymous: the "
-     "whole file, or nothing if a line is bad. Each line reads the whole table unless the database "
-     "has the index that the command index makes: make it first for more than some hundred lines",
+     "Rewrite the stored records of the users in a file, except for device_id and is_anonymous. If "
+     "a line is bad, no record is changed. For more than some hundred lines, make an index first, "
+     "by the command index: without it each line reads the whole table",
      update_users,
      {add_contacts}},
     {"index",
-     "Make an index by which update and set find their users at once; import gets slower, and the "
+     "Make an index by which update and set find a user at once. It makes import slower, and the "
      "file larger",
      create_index,
      {}},
     {"set",
-     "Change one field of one user and raise user_version by 1. VALUE is 0 or 1 for star and "
-     "attention; a number, or kinds joined by commas (" +
+     "Change one field of one user, and add 1 to its user_version. VALUE is 0 or 1 for star and "
+     "attention. For data-type it is a number, or kinds joined by commas: " +
          joined(kind_names(), ",") +
-         "), for data-type. For remark it is the whole remark: a JSON object, or another text, "
-         "which "
-         "becomes the remark name in a new one; empty for none",
+         ". For remark it is the whole remark: a JSON object, the remark name for a new one, or an "
+         "empty text for none",
      set_field,
      {add_field_and_value}},
     {"delete", "Delete one user", delete_user, {add_user}},
@@ -207,8 +210,8 @@ void describe_program(CLI::App& app, arguments& given) {
         ->envname("USERDB_DB")
         ->transform(without_guard);
     app.footer("Environment:\n"
-               "  USERDB_DB  The file, where --db is not given\n"
-               "  NO_COLOR   If not empty, the head of a table is not bold on a terminal\n"
+               "  USERDB_DB  The file, if --db is not given\n"
+               "  NO_COLOR   If it is not empty, the head of a table is not bold on a terminal\n"
                "\n"
                "Exit status:\n"
                "  0  Done\n"
@@ -252,7 +255,7 @@ std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
 } // namespace
 
 command_line parse(int argc, const char* const* argv) {
-    CLI::App app("Look into the table users of a messaging client's database.", "userdb");
+    CLI::App app("Reads and changes the table users of a messaging client's database.", "userdb");
     command_line line;
     describe(app, line);
     try {
