@@ -51,7 +51,7 @@ db::DBUser open_store(const arguments& given, sqlite::access_mode mode) {
     return {{}, connection};
 }
 
-/// Prints records, one after the other, as the options say.
+/// Prints records, one after the other, as the arguments say.
 class record_output {
 public:
     /// The arguments must outlive this.

@@ -24,7 +24,7 @@ struct user_key {
 struct arguments {
     std::string database;          ///< the file
     std::string contacts;          ///< a file of JSON lines, "-" for standard input
-    std::string policy{"replace"}; ///< about users that are stored already: or "ignore" or "fail"
+    std::string policy{"replace"}; ///< or "ignore" or "fail", for users stored already
     std::string key_word;
     std::vector<user_key> users;    ///< a single one for `set_field` and `delete_user`
     std::string field;              ///< "star", "attention", "remark" or "data-type"

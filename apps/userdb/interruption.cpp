@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
 
-// What the signal handler touches. Only a lock-free atomic is safe there.
+// The signal handler uses these. There only lock-free atomics are safe.
 std::atomic<int> noted = 0;
 std::atomic<sqlite3*> connection_in_use = nullptr;
 static_assert(decltype(noted)::is_always_lock_free);

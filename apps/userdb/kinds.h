@@ -8,14 +8,14 @@
 
 namespace userdb {
 
-/// The names of the kinds of user in a mask of `db::UserDataType`; of all kinds without a mask.
+/// The names of the kinds of user in a mask of `db::UserDataType`. Without a mask, of all kinds.
 std::vector<std::string> kind_names(uint32_t mask = UINT32_MAX);
 
 /// The mask for a number in decimal, or for names of kinds joined by commas: "contact,user". Throws
 /// `bad_input` for anything else.
 uint32_t kinds_from(const std::string& text);
 
-/// Whether a user is of one of the kinds in a mask. All users are of mask 0, which stands for any.
+/// Whether a user is of one of the kinds in a mask. Mask 0 stands for any kind.
 bool is_of_kind(const db::UserRow& user_row, uint32_t mask);
 
 } // namespace userdb
