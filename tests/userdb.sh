@@ -1,324 +1,397 @@
 #!/usr/bin/env bash
-# Sessions with userdb, the argument: what it answers, writes and refuses.
+# Sessions with userdb, the argument: what it answers, writes and refuses. Each check compares whole
+# answers: all of standard output, then all of standard error, and the exit status.
 set -euo pipefail
-userdb=$(realpath "$1")
+program=$(realpath "$1")
 contacts=$(realpath "$(dirname "$0")/../examples/contacts.jsonl")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 exec </dev/null
+database=users.db
 
-# Runs userdb with the arguments behind the first two, of which one is the exit status to expect, the
-# other a part of what is written to either stream. All of that is then in the file `said`.
-expect() {
-    local expected=$1 part=$2 status=0
-    shift 2
-    "$userdb" --db "${database-users.db}" "$@" >said 2>&1 || status=$?
-    if [ $status != "$expected" ] || [[ $(cat said) != *"$part"* ]]; then
-        printf 'userdb %s: expected status %s and\n%s\nbut there is status %s and\n' \
-            "$*" "$expected" "$part" $status | cat - said >&2
-        exit 1
-    fi
+userdb() { "$program" --db "$database" "$@"; }
+full() { userdb "$@" >/dev/full; }
+closed() { userdb "$@" >&-; }
+
+# Prints the answer to a command. In a line of standard error a "!" takes the place of "userdb:". An
+# exit status other than 0 stands in brackets at the end.
+answer_to() {
+    local answer status=0
+    "$@" >out 2>err || status=$?
+    answer=$(cat out && sed 's/^userdb:/!/' err)
+    [ $status = 0 ] || answer+=" [$status]"
+    [ -z "$answer" ] || printf '%s\n' "$answer"
 }
 
-equal() { diff "$1" "$2" >&2 || { echo "$1 and $2 differ" >&2; exit 1; }; }
+fail() { printf '%s\n' "$*" >&2; exit 1; }
+equal() { diff "$1" "$2" >&2 || fail "$3: not what is expected (<)"; }
+
+# Expects the answer $1 to a command.
+expect() { equal <(printf '%s\n' "$1") <(answer_to "${@:2}") "${*:2}"; }
+
+# Each line of standard input has words to add to the command $* and, behind =>, the answer to that.
+answers() {
+    local line
+    while IFS= read -r line; do
+        eval "expect \"\${line#*=> }\" $* ${line%%=> *}" </dev/null
+    done
+}
+
+# Standard input has commands behind a $, and behind each of them its answer, of any number of lines.
+session() {
+    local line
+    cat >expected
+    while IFS= read -r line; do
+        [[ $line != '$ '* ]] || { echo "$line" && eval "answer_to ${line#* }" </dev/null; }
+    done <expected >given
+    equal expected given "the session"
+}
 
 begin() {
     rm -f users.db
-    [ "$1" = empty ] || expect 0 "stored 21, ignored 0, read 21" import "$contacts"
+    [ "$1" = empty ] || expect "stored 21, ignored 0, read 21" userdb import "$contacts"
 }
 
-shows_users() {
-    begin examples
-    expect 0 $'NICK NAMES\nu1004  ' search captain
-    expect 0 '{"user_id":"u1004"' search captain --json
-    expect 0 $'NICK NAMES\nu1003  ' search 小雨
-    expect 0 $'NICK NAMES\nu1015  ' search "o'malley"
-    expect 1 "nothing found" search nobody
-    expect 0 "p2001    3       public-account " list --type user --type public-account
-    expect 0 '{"user_id":"p2002",' list --source 3 --type contact --json
-    expect 0 $'NICK NAMES\nu1016    2 ' list --source 2
-    expect 1 "nothing found" list --source 0
-    expect 1 "not found: u1001:1" get u1001 1 --type user
-    expect 0 '{"user_id":"u1001",' get --type user --type contact u1001 1 --json
-    expect 0 $'not found: x:2\nUSER ID' get me:1 x:2 u1016:2
-    expect 0 $'\nu1016  ' get me:1 u1016:2
-    expect 1 "not found: x:2" get x:2
-    expect 0 "18" count --type contact
-    expect 0 "1" count --type contact --source 2
-    expect 0 "0" count --source 7
-    expect 0 "" list --limit 3
-    [ "$(wc -l <said)" = 4 ] || { echo "not three users" >&2; exit 1; }
-    expect 2 "keyword '(' is no valid" search '('
-    expect 2 "or its cost has no bound" search '(a)\1'
-    expect 0 "" search noodle
-    [ "$(wc -l <said)" = 4 ] || { echo "not a line a user" >&2; exit 1; }
+# Changes users. Prints the answer, and the fields that are not what they were before.
+change() {
+    userdb export | sed 's/,"/\n"/g; s/[{}]$//' >before
+    userdb "$@" >printed
+    userdb export | sed 's/,"/\n"/g; s/[{}]$//' >after
+    { cat printed; diff before after | sed -n 's/^> //p'; } | paste -sd ' ' || true
 }
 
-changes_users() {
-    begin examples
-    expect 0 "changed 1" set star me 1 1
-    expect 0 "" set attention me 1 1
-    expect 0 "" set data-type me 1 contact,user
-    expect 0 "" set remark me 1 '{"remark_name":"myself"}'
-    expect 0 '"is_star":1,"is_attention":1,"user_type":0,"user_version":16' search myself --json
-    expect 0 "" set star me:1 0
-    expect 0 "" set star me 1 1
-    expect 1 "" set star nobody 1 1
-    expect 0 "" set remark me:1 'a "plain" word'
-    expect 0 '"remark":"{\"remark_name\":\"a \\\"plain\\\" word\"}"' search 'a .*word' --json
-    expect 2 "no JSON from byte 2" set remark me:1 '{x'
-    expect 0 "" set remark me:1 ''
-    expect 0 '"remark":""' get me:1 --json
-    expect 0 "" set remark me:1 ' { "remark_name" : "my" , "n" : [ 1.50, true ] }'
-    expect 0 '"remark":"{\"remark_name\":\"my\",\"n\":[1.50,true]}"' get me:1 --json
-    expect 2 "standard input:2: key 'x': unknown" update - \
-        <<<$'{"user_id":"me","user_source":1}\n{"x":1}'
-    expect 0 '"user_name":"Tuuli' get me 1 --json
-    expect 0 indexed index
-    expect 0 indexed index
-    expect 0 $'input:1: not found: q:0\nupdated 1, not found 1, read 2' update - \
-        <<<$'{"user_id":"q"}\n{"user_id":"me","user_source":1}'
-    expect 1 "updated 0" update - <<<'{"user_id":"q"}'
-    expect 0 '"user_name":"","name_spell":""' get me 1 --json
-    expect 0 "deleted 1" delete me 1
-    expect 1 "" delete me 1
-    expect 1 "" get me 1
-}
+# Leaves out the fields that are empty or 0.
+filled() { sed -E 's/,"[a-z_]+":(""|"0"|0)//g'; }
 
-exports_what_goes_in_again() {
-    begin examples
-    expect 0 "" import - <<'END'
-{"user_id":"\u0000\"\ud83d\ude00","user_source":4294967295,"user_version":-9223372036854775808,"group_info":" kept ","remark":[ {"b" : 1, "a":[]} ]}
+# Users are printed as a table or as JSON, and counted.
+begin examples
+session <<'END'
+$ userdb search captain --json
+{"user_id":"u1004","device_id":"","avatar":"","user_name":"王大山","name_spell":"wang dashan","remark":"","is_anonymous":0,"is_star":0,"is_attention":0,"user_type":0,"user_version":0,"user_source":1,"gender":1,"extra":"","data_type":2,"local_user_id":"u1004:1","group_info":"[{\"group_id\":\"g1\",\"nick_name\":\"Captain Noodle\"},{\"group_id\":\"g2\",\"nick_name\":\"山哥\"}]","msg_set":"0","in_black_list":0,"is_blacked":0,"user_extension":"","contact_extension":""}
+$ userdb search noodle
+USER ID  SOURCE  KIND                     NAME               REMARK NAME  NICK NAMES
+u1004    1       contact                  王大山                          Captain Noodle, 山哥
+u1013    1       contact                  Zoë Brückner                    Noodle soup, Zo
+p2002    3       contact, public-account  Noodle House Nine  Lunch
+$ userdb search noodle --limit 1
+USER ID  SOURCE  KIND     NAME    REMARK NAME  NICK NAMES
+u1004    1       contact  王大山               Captain Noodle, 山哥
+$ userdb search "o'malley" --wide
+USER ID  SOURCE  KIND     NAME             REMARK NAME     NICK NAMES
+u1015    1       contact  O'Malley, Grace  Harbour master  Admiral
+$ userdb list --type user --type public-account
+USER ID  SOURCE  KIND                     NAME                   REMARK NAME  NICK NAMES
+p2001    3       public-account           Harbour Weather Daily
+p2002    3       contact, public-account  Noodle House Nine      Lunch
+me       1       user                     Tuuli Koskinen
+$ userdb list --type contact --source 3
+USER ID  SOURCE  KIND                     NAME               REMARK NAME  NICK NAMES
+p2002    3       contact, public-account  Noodle House Nine  Lunch
+$ userdb list --limit 1
+USER ID  SOURCE  KIND     NAME                REMARK NAME        NICK NAMES
+u1001    1       contact  Alice Winterbourne  Lighthouse keeper
+$ userdb get me:1 x:2 u1016:2
+USER ID  SOURCE  KIND     NAME            REMARK NAME  NICK NAMES
+me       1       user     Tuuli Koskinen
+u1016    2       contact  Piotr Młynarz   Miller
+! not found: x:2
+$ userdb get me:1 p2001:3 --type user --type contact
+USER ID  SOURCE  KIND  NAME            REMARK NAME  NICK NAMES
+me       1       user  Tuuli Koskinen
+! not found: p2001:3
+$ userdb get u1016 2 --json | filled
+{"user_id":"u1016","user_name":"Piotr Młynarz","name_spell":"piotr mlynarz","remark":"{\"remark_name\":\"Miller\"}","user_source":2,"gender":1,"data_type":2,"local_user_id":"u1016:2"}
+$ userdb get x:2
+! not found: x:2
+! nothing found [1]
 END
-    expect 0 '"remark":"[{\"b\":1,\"a\":[]}]"' export
-    mv said exported
-    grep -q '"user_id":"\\u0000\\"😀"' exported
-    grep -q '":" kept "' exported
-    expect 0 "" list --json
-    equal exported said
-    begin empty
-    expect 0 "stored 22" import - <exported
-    expect 0 "" export
-    equal exported said
-}
+answers userdb <<'END'
+count                                   => 21
+count --type contact                    => 18
+count --type contact --source 2         => 1
+count --type user --type public-account => 3
+count --source 3                        => 2
+count --source 7                        => 0
+search nobody                           => ! nothing found [1]
+list --source 0                         => ! nothing found [1]
+list --type user --source 2             => ! nothing found [1]
+search '(' => ! the keyword '(' is no valid regular expression, or its cost has no bound [2]
+search '(a)\1' => ! the keyword '(a)\1' is no valid regular expression, or its cost has no bound [2]
+END
 
-# A complaint of each kind; the fuzz corpus has more lines that must be refused.
-stores_nothing_of_a_file_with_a_bad_line() {
-    local line complaint nested
-    nested=$(printf '[%.0s' {1..200})
-    begin empty
-    while IFS=' ' read -r line complaint; do
-        printf '{"user_id":"good"}\n%b\n' "${line/NESTED/$nested}" >bad.jsonl
-        expect 2 "bad.jsonl:2: $complaint" import bad.jsonl
-        [ ! -e users.db ] || { echo "a file is left of $line" >&2; exit 1; }
-    done <<'END'
-{"user_id": no JSON
-{"user_id":"\xff"} no JSON
+# A command changes the fields that it names, user_version, and nothing else.
+begin examples
+answers change <<'END'
+set star me 1 1                 => changed 1 "is_star":1 "user_version":13
+set attention me:1 1            => changed 1 "is_attention":1 "user_version":14
+set data-type me 1 contact,user => changed 1 "user_version":15 "data_type":3
+set data-type me 1 4            => changed 1 "user_version":16 "data_type":4
+set remark me:1 'a "plain" one' => changed 1 "remark":"{\"remark_name\":\"a \\\"plain\\\" one\"}" "user_version":17
+set remark me:1 ' { "n" : [ 1.50, true ] }' => changed 1 "remark":"{\"n\":[1.50,true]}" "user_version":18
+set remark me:1 ''              => changed 1 "remark":"" "user_version":19
+set star me:1 0                 => changed 1 "is_star":0 "user_version":20
+index                           => indexed
+index                           => indexed
+update - <<<'{"user_id":"me","user_source":1,"is_attention":1}' => updated 1, not found 0, read 1 "user_name":"" "name_spell":"" "user_version":0 "gender":0 "data_type":0
+END
+expect 2 sqlite3 users.db "SELECT count(*) FROM pragma_index_list('users')" # one is the primary key's
+answers userdb <<'END'
+set star nobody 1 1             => ! nothing found [1]
+set remark me:1 '{x'            => ! no JSON from byte 2 on [2]
+update - <<<'{"user_id":"me","user_source":1,"x":1}' => ! standard input:1: key 'x': unknown [2]
+update -                        => updated 0, not found 0, read 0 [1]
+delete me 1                     => deleted 1
+delete me:1                     => ! nothing found [1]
+count                           => 20
+END
+session <<'END'
+$ userdb update - <<<$'{"user_id":"q"}\n{"user_id":"u1001","user_source":1}'
+updated 1, not found 1, read 2
+! standard input:1: not found: q:0
+$ userdb update - <<<'{"user_id":"q"}'
+updated 0, not found 1, read 1
+! standard input:1: not found: q:0 [1]
+END
+
+# What is exported can be imported again.
+begin empty
+session <<'END'
+$ userdb import - <<<'{"user_id":"\u0000\"\ud83d\ude00","user_source":4294967295,"user_version":-9223372036854775808,"group_info":" kept ","remark":[ {"b" : 1, "a":[]} ]}'
+stored 1, ignored 0, read 1
+$ userdb export | filled
+{"user_id":"\u0000\"😀","remark":"[{\"b\":1,\"a\":[]}]","user_version":-9223372036854775808,"user_source":4294967295,"local_user_id":"\u0000\"😀:-1","group_info":" kept "}
+END
+userdb import "$contacts" >out
+userdb export >exported
+equal exported <(userdb list --json) "list --json"
+begin empty
+expect "stored 22, ignored 0, read 22" userdb import - <exported
+equal exported <(userdb export) "the second export"
+
+# Nothing is stored of a file with a bad line. This is a complaint of each kind; the fuzz corpus has
+# more lines that must be refused.
+nested=$(printf '[%.0s' {1..200})
+begin empty
+while IFS=' ' read -r line complaint; do
+    printf '{"user_id":"good"}\n%b\n' "${line/NESTED/$nested}" >bad.jsonl
+    expect "! bad.jsonl:2: $complaint [2]" userdb import bad.jsonl
+    [ ! -e users.db ] || fail "a file is left of $line"
+done <<'END'
+{"user_id": no JSON from byte 12 on
+{"user_id":"\xff"} no JSON from byte 13 on
 [1] no JSON object
 {} key 'user_id': missing
 {"user_id":7} key 'user_id': must be a text
 {"user_id":"a","user_id":"b"} key 'user_id': given twice
-{"user_id":"a","gender":"1"} key 'gender': must be a whole number from 0
+{"user_id":"a","gender":"1"} key 'gender': must be a whole number from 0 to 4294967295
 {"user_id":"a","gender":4294967296} key 'gender': must be a whole number from 0 to 4294967295
-{"user_id":"a","user_version":9223372036854775808} key 'user_version': must be a whole number from -9
-{"user_id":"a","remark":null} key 'remark': must be a text, an object
+{"user_id":"a","user_version":9223372036854775808} key 'user_version': must be a whole number from -9223372036854775808 to 9223372036854775807
+{"user_id":"a","remark":null} key 'remark': must be a text, an object or an array
 {"user_id":"a","extra":{}} key 'extra': must be a text
-{"user_id":"a","remark":NESTED key 'remark': nested more than
+{"user_id":"a","remark":NESTED key 'remark': nested more than 100 levels deep
 {"user_id":"a","remark":{"x":1e400}} key 'remark': a number too large
 {"user_id":"a","\\u001b[2J":1} key '�[2J': unknown
 END
-}
 
-settles_conflicts_as_told() {
-    local both=$'{"user_id":"b"}\n{"user_id":"a","user_name":"new"}'
-    begin empty
-    expect 0 "" import - <<<'{"user_id":"a","user_name":"old"}'
-    expect 2 "standard input:2: key 'user_id'" import - --on-conflict fail <<<"$both"
-    mv users.db old.db
-    expect 2 "standard input:2: key" import - --on-conflict fail <<<$'{"user_id":"a"}\n{"user_id":"a"}'
-    [ "$(echo users.db*)" = 'users.db*' ] || { echo "a file is left of a failed import" >&2; exit 1; }
-    mv old.db users.db
-    expect 2 "standard input:1: there is a NUL byte" import - \
-        < <(printf '{"user_id":"b"}\0{"user_id":"c"}\n')
-    expect 1 "" get b 0
-    expect 0 "stored 1, ignored 1, read 2" import - --on-conflict ignore <<<"$both"
-    expect 0 old get a 0
-    expect 0 "stored 2, ignored 0, read 2" import - <<<"$both"
-    expect 0 new get a 0
-}
+# A user who is stored already is treated as --on-conflict says.
+begin empty
+printf '{"user_id":"%s","user_name":"new"}\n' b a >new.jsonl
+printf '{"user_id":"%s"}\n' a a >twice.jsonl
+printf '{"user_id":"b"}\0{"user_id":"c"}\n' >nul.jsonl
+expect "! twice.jsonl:2: key 'user_id': this user is stored already [2]" \
+    userdb import twice.jsonl --on-conflict fail
+[ "$(echo users.db*)" = 'users.db*' ] || fail "a file is left of a failed import"
+session <<'END'
+$ userdb import - --on-conflict fail <<<'{"user_id":"a","user_name":"old"}'
+stored 1, ignored 0, read 1
+$ userdb import new.jsonl --on-conflict fail
+! new.jsonl:2: key 'user_id': this user is stored already [2]
+$ userdb import nul.jsonl
+! nul.jsonl:1: there is a NUL byte in the line [2]
+$ userdb export | filled
+{"user_id":"a","user_name":"old","local_user_id":"a:0"}
+$ userdb import new.jsonl --on-conflict ignore
+stored 1, ignored 1, read 2
+$ userdb export | filled
+{"user_id":"a","user_name":"old","local_user_id":"a:0"}
+{"user_id":"b","user_name":"new","local_user_id":"b:0"}
+$ userdb import new.jsonl
+stored 2, ignored 0, read 2
+$ userdb export | filled
+{"user_id":"b","user_name":"new","local_user_id":"b:0"}
+{"user_id":"a","user_name":"new","local_user_id":"a:0"}
+END
 
-aligns_wide_characters_and_hides_controls() {
-    begin empty
-    expect 0 "stored 3" import - <<'END'
+# A table has straight columns and no control characters.
+begin empty
+expect "stored 3, ignored 0, read 3" userdb import - <<'END'
 {"user_id":"a","user_source":7,"user_name":"小雨","data_type":3,"remark":{"remark_name":"x","phone":"y"},"group_info":[{"nick_name":"n"},"stray",{"nick_name":"m"}]}
 {"user_id":"b","user_name":"é\u001b[\u0000\u202e\u200b\ufeff\u009b","remark":"{broken"}
 {"user_id":"c","user_name":"c%%","remark":{"remark_name":"z"}}
 END
-    LC_ALL=C sed -i $'s/c%%/c\xe5%/' users.db # no UTF-8, which no import stores
-    expect 0 "" list
-    equal said /dev/fd/3 3<<'END'
+LC_ALL=C sed -i $'s/c%%/c\xe5%/' users.db # no UTF-8, which no import stores
+session <<'END'
+$ userdb list
 USER ID  SOURCE  KIND           NAME      REMARK NAME  NICK NAMES
 a        7       contact, user  小雨      x            n, m
 b        0                      é�[�����
 c        0                      c�%       z
+$ userdb get b:0 c:0 --json | filled
+{"user_id":"b","user_name":"\u00e9\u001b[\u0000\u202e\u200b\ufeff\u009b","remark":"{broken","local_user_id":"b:0"}
+{"user_id":"c","user_name":"c�%","remark":"{\"remark_name\":\"z\"}","local_user_id":"c:0"}
+! has bytes that are no UTF-8, written as U+FFFD: c:0
 END
-    expect 0 "written as U+FFFD: c:0" export
-    expect 0 '\u202e\u200b\ufeff\u009b"' get b:0 --json
-}
 
-leaves_the_databases_of_others_alone() {
-    database=other.db
-    expect 0 "" import - <<<'{"user_id":"a"}'
-    LC_ALL=C sed -i 's/users/userz/g' other.db # a database without the table
-    for arguments in 'set star a 0 1' 'delete a 0' index 'update -' list; do
-        # shellcheck disable=SC2086 # a word each
-        expect 3 "other.db: it has no table users" $arguments <<<'{"user_id":"a"}'
-    done
-    unset database
-}
+# A database without the table stays without it.
+database=other.db
+expect "stored 1, ignored 0, read 1" userdb import - <<<'{"user_id":"a"}'
+LC_ALL=C sed -i 's/users/userz/g' other.db # a database without the table
+for arguments in 'set star a 0 1' 'delete a 0' index 'update -' list; do
+    # shellcheck disable=SC2086 # a word each
+    expect "! other.db: it has no table users [3]" userdb $arguments <<<'{"user_id":"a"}'
+done
+database=users.db
 
-takes_an_id_as_it_is_typed() {
-    local id
-    begin empty
-    for id in '[a]' '[a,b]' '{x}' '{}' -x a:1 '"q"' %2 %% '' list; do
-        expect 0 "" import - <<<"{\"user_id\":\"${id//\"/\\\"}\",\"user_source\":1}"
-        expect 0 "changed 1" set star -- "$id" 1 1
-        expect 0 "changed 1" set attention -- "$id:1" 1
-        expect 0 $'\n'"$id " get -- "$id" 1
-        expect 0 "changed 1" set remark -- "$id:1" "[$id]"
-        expect 0 "" get --json -- "$id:1" none:7
-        expect 0 "deleted 1" delete -- "$id" 1
-    done
-    expect 1 "nothing found" list
-}
+# An id is taken as it is typed, whatever it means to a library.
+head='USER ID  SOURCE  KIND  NAME  REMARK NAME  NICK NAMES'
+begin empty
+for id in '[a]' '[a,b]' '{x}' '{}' -x a:1 '"q"' %2 %% '' list; do
+    expect "stored 1, ignored 0, read 1" userdb import - \
+        <<<"{\"user_id\":\"${id//\"/\\\"}\",\"user_source\":1}"
+    expect "changed 1" userdb set star -- "$id" 1 1
+    expect "changed 1" userdb set attention -- "$id:1" 1
+    expect "changed 1" userdb set remark -- "$id:1" "[$id]"
+    answer=$(printf '%s\n%-7s  1                   [%s]' "$head" "$id" "$id")
+    expect "$answer" userdb get -- "$id" 1
+    expect "$answer"$'\n! not found: none:7' userdb get -- "$id:1" none:7
+    expect "deleted 1" userdb delete -- "$id" 1
+done
+expect "! nothing found [1]" userdb list
 
-passes_over_blank_lines() {
-    begin empty
-    expect 0 "stored 2, ignored 0, read 2" import - <<<$'{"user_id":"a"}\n\r\n \n{"user_id":"b"}\n'
-    expect 2 "input:3: no JSON" import - <<<$'\n\nx'
-    expect 2 "input: it is not open" import - <&-
-}
-
-# A tree of the members would take a minute.
-reads_objects_of_many_members() {
-    begin empty
-    { printf '{"user_id":"a","remark":{"remark_name":"first"'
-      seq -f ',"m%.0f":"x"' 300000 | tr -d '\n'
-      echo ',"remark_name":"last"}}'; } >many.jsonl
-    expect 0 "stored 1" import many.jsonl
-    expect 0 "first, last" list
-    expect 0 "" export
-    mv said exported
-    expect 0 "stored 1" import exported
-}
-
-cuts_what_is_too_wide() {
-    local wide='ŕ-小雨-' long='a remark name that is far longer than what fits' line
-    begin empty
-    { seq -f '{"user_id":"u%.0f"}' 101
-      echo "{\"user_id\":\"long\",\"user_name\":\"n\",\"remark\":{\"remark_name\":\"$wide$long\"}}"
-    } >many.jsonl
-    expect 0 "stored 102" import many.jsonl
-    line=$'\nlong     0             n     '$wide
-    expect 0 "$line${long:0:32}…" list
-    expect 0 "$line$long" list --wide
-    script -qec "stty cols 60; $userdb --db users.db list" /dev/null >said
-    [[ $(cat said) == *"$line${long:0:3}…"* ]] || { echo "not cut for a screen"; cat said; exit 1; }
-}
-
-prints_what_it_can_read_of_a_damaged_file() {
-    begin empty
-    seq -f '{"user_id":"u%.0f"}' 5000 >many.jsonl
-    expect 0 "stored 5000" import many.jsonl
-    dd if=/dev/zero of=users.db bs=4096 seek=40 count=20 conv=notrunc status=none
-    expect 3 $'\nu99      0\n' list --source 0
-    [[ $(tail -1 said) == "userdb: users.db: "*malformed* ]] ||
-        { echo "nothing said of the damage" >&2; exit 1; }
-}
-
-takes_a_path_for_a_path() {
-    begin empty
-    database=file::memory: expect 0 "stored 1" import - <<<'{"user_id":"a"}'
-    database=file::memory: expect 0 '"user_id":"a"' export
-    [ -f file::memory: ] || { echo "no file of that name" >&2; exit 1; }
-}
-
-tells_trouble_with_the_database() {
-    local arguments
-    begin empty
-    for arguments in list 'search x' 'get a 1' 'get a:1' export 'delete a 1' 'set star a 1 1' \
-        'update -'; do
-        # shellcheck disable=SC2086 # a word each
-        expect 3 users.db $arguments
-    done
-    expect 2 "No such file" import /no/such/file
-    [ ! -e users.db ] || { echo "reading created a file" >&2; exit 1; }
-    expect 2 "cannot read standard input" import - </
-    : >users.db
-    expect 3 "no table users" list
-    head -c 5000 "$contacts" >users.db
-    for arguments in list 'import -' 'count'; do
-        # shellcheck disable=SC2086 # a word each
-        expect 3 "userdb: users.db: it is no SQLite database, or an encrypted one" $arguments \
-            <<<'{"user_id":"a"}'
-        [ "$(wc -l <said)" = 1 ] || { echo "more than a line of no database" >&2; exit 1; }
-    done
-    database='' expect 2 "--db or USERDB_DB must name" list
-    database=:memory: expect 2 "must name a file" list
-}
-
-tells_usage() {
-    local arguments
-    begin empty
-    while read -r arguments; do
-        eval "expect 2 ' ' $arguments </dev/null"
-    done <<'END'
-
-get a
-get a:x
-get a 1 b:1 c
-get a -1
-get a 4294967296
-list --type x
-list --source ''
-list --source 0x1
-list --limit 0
-import /
-import - --on-conflict x
-delete a 0x1
-delete a ''
-set star a 1 2
-set data-type a 1 friend
-set data-type a 1 ''
-set data-type a 1 user,
-set name a 1 x
-set star a:1
-delete a:1 b:1
+# Blank lines count as lines, but not as records.
+begin empty
+answers userdb <<'END'
+import - <<<$'{"user_id":"a"}\n\r\n \n{"user_id":"b"}\n' => stored 2, ignored 0, read 2
+import - <<<$'\n\nx' => ! standard input:3: no JSON from byte 1 on [2]
+import - <&- => ! cannot read standard input: it is not open [2]
 END
-    expect 2 "'serach' is no command; did you mean 'search'?" serach x
-    expect 2 "'frobnicate' is no command; userdb --help" frobnicate
-    expect 0 "Exit status" --help
-    expect 0 "userdb " --version
-    script -qec "stty cols 60; $userdb --help" /dev/null >said
-    [[ $(<said) == *"Exit status"* && -z $(tr -d '\r' <said | awk 'length > 60') ]] ||
-        { echo "the help is not as wide as the screen" >&2; exit 1; }
-    begin examples
-    [ "$(USERDB_DB=users.db "$userdb" count) $(USERDB_DB=x "$userdb" -d users.db count)" = "21 21" ] ||
-        { echo "USERDB_DB is not the database, or not that of last resort" >&2; exit 1; }
-}
 
-# Exit status 2 would say that nothing is changed.
-says_what_is_done_if_nobody_hears() {
-    begin examples
-    while IFS=: read -r outcome arguments; do
-        status=0
-        # shellcheck disable=SC2086 # a word each
-        "$userdb" --db users.db $arguments <<<'{"user_id":"me","user_source":1}' >/dev/full 2>said ||
-            status=$?
-        [ "$status $(cat said)" = "4 userdb: $outcome, but standard output cannot be written" ] ||
-            { echo "status $status for $arguments with a full standard output" >&2; exit 1; }
-    done <<'END'
+# An object may have many members. A tree of them would take a minute.
+begin empty
+{ printf '{"user_id":"a","remark":{"remark_name":"first"'
+  seq -f ',"m%.0f":"x"' 300000 | tr -d '\n'
+  echo ',"remark_name":"last"}}'; } >many.jsonl
+session <<'END'
+$ userdb import many.jsonl
+stored 1, ignored 0, read 1
+$ userdb list
+USER ID  SOURCE  KIND  NAME  REMARK NAME  NICK NAMES
+a        0                   first, last
+$ userdb export | userdb import -
+stored 1, ignored 0, read 1
+END
+
+# What is too wide is cut.
+begin empty
+{ seq -f '{"user_id":"u%.0f"}' 101
+  echo '{"user_id":"long","data_type":2,"remark":{"remark_name":"ŕ-小雨-a remark name that is far longer than what fits"}}'
+} >many.jsonl
+session <<'END'
+$ userdb import many.jsonl
+stored 102, ignored 0, read 102
+$ userdb list | tail -1
+long     0       contact        ŕ-小雨-a remark name that is far longer…
+$ userdb list --wide | tail -1
+long     0       contact        ŕ-小雨-a remark name that is far longer than what fits
+$ userdb search far --wide
+USER ID  SOURCE  KIND     NAME  REMARK NAME                                             NICK NAMES
+long     0       contact        ŕ-小雨-a remark name that is far longer than what fits
+$ env NO_COLOR=1 script -qec "stty cols 60; $program -d users.db search far" /dev/null | tr -d '\r'
+USER ID  SOURCE  KIND     NAME  REMARK NAME       NICK NAMES
+long     0       contact        ŕ-小雨-a remark…
+END
+
+# What can be read of a damaged file is printed.
+begin empty
+seq -f '{"user_id":"u%.0f"}' 5000 >many.jsonl
+expect "stored 5000, ignored 0, read 5000" userdb import many.jsonl
+userdb list >expected
+dd if=/dev/zero of=users.db bs=4096 seek=40 count=20 conv=notrunc status=none
+answer_to userdb list --source 0 >given
+[[ $(tail -1 given) == "! users.db: "*" disk image is malformed"*" [3]" ]] ||
+    fail "what is said of the damage: $(tail -1 given)"
+equal <(head -"$(wc -l <given)" expected | head -n -1) <(head -n -1 given) "what can be read"
+[ "$(wc -l <given)" -gt 1000 ] || fail "little is read of a damaged file"
+
+# A path that looks like a URI is a path.
+database=file::memory:
+expect "stored 1, ignored 0, read 1" userdb import - <<<'{"user_id":"a"}'
+expect 1 userdb count
+[ -f file::memory: ] || fail "no file of that name"
+database=users.db
+
+# Trouble with the database is explained, and no file is created.
+begin empty
+for arguments in list 'search x' 'get a 1' 'get a:1' export 'delete a 1' 'set star a 1 1' \
+    'update -' index count; do
+    # shellcheck disable=SC2086 # a word each
+    expect "! users.db: there is no such file, or it cannot be opened [3]" userdb $arguments
+done
+expect "! cannot read /no/such/file: No such file or directory [2]" userdb import /no/such/file
+[ ! -e users.db ] || fail "reading created a file"
+: >users.db
+expect "! users.db: it has no table users [3]" userdb list
+head -c 5000 "$contacts" >users.db
+for arguments in list 'import -' count; do
+    # shellcheck disable=SC2086 # a word each
+    expect "! users.db: it is no SQLite database, or an encrypted one [3]" userdb $arguments \
+        <<<'{"user_id":"a"}'
+done
+database='' expect "! --db or USERDB_DB must name the database [2]" userdb list
+database=:memory: expect "! --db must name a file [2]" userdb list
+
+# Bad usage is explained. Where a complaint ends in "tells more", it begins in the words of the
+# library that parses the command line.
+begin empty
+answers userdb <<'END'
+=> ! A subcommand is required; userdb --help tells more [2]
+serach x => ! 'serach' is no command; did you mean 'search'? [2]
+'[x]' => ! '[x]' is no command; userdb --help lists them [2]
+get => ! USER is required; userdb --help tells more [2]
+get a 1 b:1 c => ! the user 'a' must be USER_ID:SOURCE [2]
+get a 4294967296 => ! the source '4294967296' must be a whole number from 0 to 4294967295 [2]
+list --type x => ! --type: x not in {contact,public-account,user}; userdb --help tells more [2]
+list --source 0x1 => ! the source '0x1' must be a whole number from 0 to 4294967295 [2]
+list --limit 0 => ! the limit '0' must be a whole number from 1 to 4294967295 [2]
+import / => ! cannot read /: Is a directory [2]
+import - </ => ! cannot read standard input: Is a directory [2]
+import - --on-conflict x => ! --on-conflict: x not in {replace,ignore,fail}; userdb --help tells more [2]
+delete a:1 b:1 => ! one user is needed, as USER_ID:SOURCE [2]
+set star a 1 2 => ! the value of star must be 0 or 1 [2]
+set attention a 1 '' => ! the value of attention must be 0 or 1 [2]
+set data-type a 1 friend => ! 'friend' is no kind of user: contact, public-account, user [2]
+set data-type a 1 user, => ! '' is no kind of user: contact, public-account, user [2]
+set name a 1 x => ! FIELD: name not in {star,attention,remark,data-type}; userdb --help tells more [2]
+set star a:1 => ! USER: At least 2 required but received 1; userdb --help tells more [2]
+END
+help=$(answer_to "$program" list --type x --help)
+[[ $help == $'List users\n'*' --limit N '*' Done, but standard output cannot be written' ]] ||
+    fail "the help for a command: $help"
+[[ $(answer_to "$program" --version) =~ ^userdb\ [0-9.]+$ ]] || fail "no version"
+script -qec "stty cols 60; $program --help" /dev/null >given
+[[ $(<given) == *"Exit status"* && -z $(tr -d '\r' <given | awk 'length > 60') ]] ||
+    fail "the help is not as wide as the screen"
+begin examples
+[ "$(USERDB_DB=users.db "$program" count) $(USERDB_DB=x "$program" -d users.db count)" = "21 21" ] ||
+    fail "USERDB_DB is not the database, or not that of last resort"
+
+# What is done is told even if standard output fails. Exit status 2 would say that nothing is changed.
+unheard=', but standard output cannot be written [4]'
+begin examples
+while IFS=: read -r outcome arguments; do
+    eval "expect '! $outcome$unheard' full $arguments" <<<'{"user_id":"me","user_source":1}'
+done <<'END'
 changed 1:set star me 1 1
 stored 1, ignored 0, read 1:import -
 updated 1, not found 0, read 1:update -
@@ -329,24 +402,4 @@ done:export
 done:count
 done:--help
 END
-    status=0
-    "$userdb" --db users.db import - <<<'{"user_id":"me"}' 2>said >&- || status=$?
-    [ $status = 4 ] || { echo "status $status for a closed standard output" >&2; exit 1; }
-}
-
-shows_users
-changes_users
-exports_what_goes_in_again
-stores_nothing_of_a_file_with_a_bad_line
-settles_conflicts_as_told
-aligns_wide_characters_and_hides_controls
-leaves_the_databases_of_others_alone
-takes_an_id_as_it_is_typed
-passes_over_blank_lines
-reads_objects_of_many_members
-cuts_what_is_too_wide
-prints_what_it_can_read_of_a_damaged_file
-takes_a_path_for_a_path
-tells_trouble_with_the_database
-tells_usage
-says_what_is_done_if_nobody_hears
+expect "! stored 1, ignored 0, read 1$unheard" closed import - <<<'{"user_id":"me"}'
