@@ -158,12 +158,12 @@ TEST_F(UserStore, SetsAreBoundInTheirOrder) {
 }
 
 TEST_F(UserStore, ABatchHasALimit) {
-    const size_t limit = sqlite::parameter_limit(*connection);
+    const int limit = sqlite3_limit(connection->native_handle(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
     std::set<std::pair<std::string, int>> many;
-    for (size_t i = 0; i <= limit; ++i) {
+    for (int i = 0; i <= limit; ++i) {
         many.emplace("u", static_cast<int>(i));
     }
-    fails(SQLITE_ERROR, std::to_string(limit) + " parameters",
+    fails(SQLITE_ERROR, "too many SQL variables, in: SELECT * FROM users",
           [&] { users->GetUserRowsByUserIds(many); });
 }
 

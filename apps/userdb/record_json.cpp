@@ -125,14 +125,11 @@ private:
     std::string m_text;
 };
 
-constexpr auto column_names =
-    std::apply([](const auto&... column) { return std::array{std::string_view(column.name)...}; },
-               db::user_columns);
-
-/// The position of a name in `column_names`, or their number if it is not there.
+/// The position of a name in `db::user_column_names`, or their number if it is not there.
 constexpr size_t column_of(std::string_view name) {
-    return static_cast<size_t>(std::find(column_names.begin(), column_names.end(), name) -
-                               column_names.begin());
+    return static_cast<size_t>(
+        std::find(db::user_column_names.begin(), db::user_column_names.end(), name) -
+        db::user_column_names.begin());
 }
 
 /// Fills a record.
@@ -154,7 +151,7 @@ public:
             return true;
         }
         const size_t column = column_of(name);
-        if (column == column_names.size()) {
+        if (column == db::user_column_names.size()) {
             refuse(name, "unknown");
         }
         m_column = column;
@@ -200,7 +197,9 @@ public:
 
 private:
     [[noreturn]] static void refuse_whole() { throw bad_input("no JSON object"); }
-    [[nodiscard]] std::string key_name() const { return std::string(column_names[m_column]); }
+    [[nodiscard]] std::string key_name() const {
+        return std::string(db::user_column_names[m_column]);
+    }
     [[nodiscard]] bool may_be_structured() const {
         return m_column == column_of("remark") || m_column == column_of("group_info");
     }
@@ -235,7 +234,7 @@ private:
     db::UserRow& m_row;
     size_t m_depth = 0;
     size_t m_column = 0; // the one that the last key of the record names
-    std::array<bool, column_names.size()> m_given{};
+    std::array<bool, db::user_column_names.size()> m_given{};
     compact_writer m_structure; // the object or array that is the value of that key
 };
 

@@ -154,10 +154,6 @@ void database::add_custom_function(SqliteCustomFunction function) {
     }
 }
 
-size_t parameter_limit(const database& db) {
-    return static_cast<size_t>(sqlite3_limit(db.db, SQLITE_LIMIT_VARIABLE_NUMBER, -1));
-}
-
 void database::set_statement_cache_capacity(size_t statements) {
     const detail::connection_hold hold(db);
     m_connection->statements.set_capacity(statements);

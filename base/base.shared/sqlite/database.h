@@ -140,7 +140,6 @@ public:
 
 private:
     friend class transaction;
-    friend size_t parameter_limit(const database& db);
 
     void close();
     [[nodiscard]] std::shared_ptr<sqlite3_stmt> create_statement(const std::string& sql) const;
@@ -152,8 +151,5 @@ private:
     bool m_in_trans = false;
     std::shared_ptr<detail::connection> m_connection; // what statements and transactions share
 };
-
-/// The number of parameters that one statement of a connection can have.
-[[nodiscard]] size_t parameter_limit(const database& db);
 
 } // namespace sqlite

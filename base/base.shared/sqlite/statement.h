@@ -47,6 +47,19 @@ public:
     template <bindable T>
     void bind(const std::string& name, const T& value);
 
+    /// The position of a parameter, counted from 1, for `bind` by position: parameters are numbered
+    /// in the order in which they first appear. Throws `error` if there is no such parameter.
+    [[nodiscard]] size_t position_of(const std::string& name) const;
+    /// Binds to the parameter at a position, which also reaches a nameless one (`?`); otherwise
+    /// like `bind` by name, for the same types. Throws `error` if there is no such position.
+    void bind(size_t position, const char* value);
+    template <bindable T>
+    void bind(size_t position, const T& value);
+    /// Binds a text in place: it must stay as it is until the statement has run for the last time,
+    /// is bound anew or is gone.
+    void bind_no_copy(size_t position, const std::string& value);
+    void bind_no_copy(size_t position, const std::string&& value) = delete;
+
     /// Makes every parameter SQL NULL.
     void clear_bindings();
 
@@ -54,17 +67,6 @@ public:
 
     /// The text that was prepared, up to its semicolon. Valid as long as this object.
     [[nodiscard]] std::string_view sql() const;
-    /// The position of a parameter, counted from 1, for `bind` by position: parameters are numbered
-    /// in the order in which they first appear. Throws `error` for a name that there is not.
-    [[nodiscard]] size_t position_of(const std::string& name) const;
-    /// Binds to the parameter at a position, which also reaches a nameless one (`?`); otherwise
-    /// like `bind` by name, for the same types. Throws `error` for a position that there is not.
-    void bind(size_t position, const char* value);
-    template <bindable T>
-    void bind(size_t position, const T& value);
-    /// Binds a text in place: it must stay as it is until the statement has run for the last time,
-    /// is bound anew or is gone.
-    void bind_no_copy(size_t position, const std::string& value);
 
 private:
     friend class database;

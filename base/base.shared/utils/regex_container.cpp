@@ -3,7 +3,6 @@
 #include "base/base.shared/utils/regex_tree.h"
 
 #include <optional>
-#include <string_view>
 #include <utility>
 
 namespace base {
@@ -13,6 +12,17 @@ namespace {
 constexpr double max_cost = 400; // measured by benchmarks/worst_keyword.cpp
 
 } // namespace
+
+std::string escape_regex(std::string_view text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (std::string_view(".[()*+?{|^$\\").find(c) != std::string_view::npos) {
+            escaped += '\\';
+        }
+        escaped += c;
+    }
+    return escaped;
+}
 
 RegexContainer::RegexContainer() : m_reg() {}
 

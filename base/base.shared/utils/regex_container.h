@@ -6,8 +6,13 @@
 #include <memory>
 #include <regex.h>
 #include <string>
+#include <string_view>
 
 namespace base {
+
+/// A text as it stands in an expression that is to match it literally: a backslash before each
+/// character that has a meaning there.
+[[nodiscard]] std::string escape_regex(std::string_view text);
 
 /// A POSIX extended regular expression and the keyword that it was made for.
 ///

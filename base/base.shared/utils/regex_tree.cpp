@@ -1,5 +1,7 @@
 #include "base/base.shared/utils/regex_tree.h"
 
+#include "base/base.shared/utils/regex_container.h"
+
 #include <algorithm>
 #include <bitset>
 #include <charconv>
@@ -354,17 +356,6 @@ Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& 
     return size;
 }
 
-std::string escaped(const std::string& text) {
-    std::string written;
-    for (const char c : text) {
-        if (std::string_view(".[()*+?{|^$\\").find(c) != std::string_view::npos) {
-            written += '\\';
-        }
-        written += c;
-    }
-    return written;
-}
-
 std::string interval(size_t least, size_t most) {
     if (least <= 1 && most == RegexTree::unbounded) {
         return least == 0 ? "*" : "+";
@@ -423,7 +414,7 @@ bool is_line(const RegexTree& tree) {
 std::string written_for_engine(const RegexTree& tree, const char* text_start,
                                const char* text_end) {
     if (tree.kind == Kind::literal) {
-        return escaped(tree.text);
+        return escape_regex(tree.text);
     }
     if (tree.text == "^" || tree.text == "$") {
         return tree.text == "^" ? text_start : text_end;

@@ -1,5 +1,7 @@
 #include "bll/bll.shared/db2/db_handler_base.h"
 
+#include "base/base.shared/sqlite/transaction.h"
+
 #include <algorithm>
 #include <charconv>
 #include <sqlite3.h>
@@ -185,6 +187,20 @@ std::string numbered_parameters(size_t count) {
         list += i + 1 != count ? ", " : " ";
     }
     return list + " ) ";
+}
+
+size_t position_of_list(const sqlite::statement& stmt, size_t count) {
+    if (count == 0) {
+        return 0;
+    }
+    try {
+        const size_t first = stmt.position_of(":param0");
+        const size_t last =
+            stmt.position_of(std::string(":param").append(std::to_string(count - 1)));
+        return last - first == count - 1 ? first : 0;
+    } catch (const sqlite::error&) { // binding by name tells which one is missing
+        return 0;
+    }
 }
 
 sqlite::database& require_connection(const std::shared_ptr<sqlite::database>& db) {

@@ -1,16 +1,17 @@
 #pragma once
 
 #include "base/base.shared/sqlite/database.h"
-#include "base/base.shared/sqlite/transaction.h"
 
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
+
+namespace sqlite {
+class transaction;
+}
 
 namespace db {
 
@@ -114,16 +115,20 @@ std::string _prepare_bind(T& items) {
     return numbered_parameters(items.size());
 }
 
+/// The position of ":param0" in a statement if the parameters of a list of `count` items have
+/// adjacent positions, else 0. They have unless one stands in front of the list as well.
+[[nodiscard]] size_t position_of_list(const sqlite::statement& stmt, size_t count);
+
 /// Binds the items in their order to the parameters of a statement that was prepared with
-/// `_prepare_bind` of the same, unchanged items.
+/// `_prepare_bind` of the same, unchanged items. By position if possible, since SQLite looks
+/// through all names for each one.
 template <typename T>
 void _bind(sqlite::statement& stmt, T& items) {
-    const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
-    const size_t list = stmt.sql().find(numbered_parameters(count));
-    // Parameters are numbered as they first appear. If that is in the list for all of these, their
-    // positions follow each other, and SQLite need not look through the names for each.
-    const bool is_in_list = list != std::string_view::npos && stmt.sql().find(":param") == list + 2;
-    const size_t first = count > 0 && is_in_list ? stmt.position_of(":param0") : 0;
+    size_t count = 0;
+    for (auto it = items.begin(); it != items.end(); ++it) {
+        ++count;
+    }
+    const size_t first = position_of_list(stmt, count);
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
         if (first != 0) {

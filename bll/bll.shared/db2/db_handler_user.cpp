@@ -1,9 +1,11 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include "base/base.shared/logging/logging.h"
+#include "base/base.shared/utils/regex_container.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <new>
 #include <sqlite3.h>
@@ -17,7 +19,7 @@ namespace {
 
 // SQLite keeps this text in the schema, blanks and tabs included, from the table's name on.
 // clang-format off
-constexpr const char* create_table_sql =
+constexpr std::string_view create_table_sql =
     "CREATE TABLE IF NOT EXISTS users ( "
     "local_user_id                 TEXT                                PRIMARY KEY ,"
     "                                                            user_id\t\t\t\tTEXT\t\t\t\t\t\t\t\tNOT NULL,"
@@ -45,7 +47,7 @@ constexpr const char* create_table_sql =
 // clang-format on
 
 /// The columns and parameters of all inserts.
-const std::string user_field_list =
+constexpr std::string_view user_field_list =
     "  ( local_user_id, user_id, device_id, avatar,  user_name,  name_spell,  remark, is_anonymous,"
     " is_star,  is_attention,  user_type, user_version,  user_source,  gender,  extra,  data_type,"
     " group_info, msg_set, in_black_list, is_blacked, user_extension, contact_extension) VALUES "
@@ -86,27 +88,38 @@ using all_fields = decltype([](const UserRow& user_row) {
                                   f16, f17, f18, f19, f20, f21, f22] = user_row;
 });
 
-/// The columns of a record, in the order of `user_columns`.
-const std::vector<const char*> column_names = std::apply(
-    [](const auto&... column) { return std::vector<const char*>{column.name...}; }, user_columns);
+/// How often `mark` stands in a text in front of a whole word.
+constexpr size_t marks_before(std::string_view text, char mark, std::string_view word) {
+    const auto is_in_word = [text](size_t place) {
+        return (text[place] >= 'a' && text[place] <= 'z') || text[place] == '_';
+    };
+    size_t place = text.find(word);
+    while (is_in_word(place - 1) || is_in_word(place + word.size())) {
+        place = text.find(word, place + 1);
+    }
+    const std::string_view before = text.substr(0, place);
+    return static_cast<size_t>(std::count(before.begin(), before.end(), mark));
+}
+
+/// Where the inserts have the parameters of `user_columns`. SQLite numbers parameters from 1 on, as
+/// they appear in the text; to look them up by name for each insert takes a tenth of its time.
+constexpr std::array insert_positions = std::apply(
+    [](const auto&... column) {
+        return std::array{marks_before(user_field_list, ':', column.parameter) + 1 ...};
+    },
+    user_columns);
+
+/// Where `user_columns` stand in a table that the store has made, counted from 0.
+constexpr std::array table_positions = std::apply(
+    [](const auto&... column) {
+        return std::array{marks_before(create_table_sql, ',', column.name)...};
+    },
+    user_columns);
 
 void Load(const sqlite::row& row, const std::vector<size_t>& positions, UserRow& user_row) {
     std::apply([&](const auto&... column) { row.read(positions, (user_row.*column.field)...); },
                user_columns);
 }
-
-/// Where the inserts have the parameters of the columns. SQLite numbers parameters from 1 on, as
-/// they appear in the text; to look them up by name for each insert takes a tenth of its time.
-const std::vector<size_t> insert_positions = [] {
-    std::vector<size_t> positions;
-    for_each_user_column([&positions](const auto& column) {
-        const auto place = user_field_list.begin() +
-                           static_cast<std::ptrdiff_t>(user_field_list.find(column.parameter));
-        const auto before = std::count(user_field_list.begin(), place, ':');
-        positions.push_back(static_cast<size_t>(before) + 1);
-    });
-    return positions;
-}();
 
 /// Binds texts in place: the record must stay as it is until the statement has run.
 void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
@@ -119,11 +132,6 @@ void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
             stmt.bind(*position++, value);
         }
     });
-}
-
-/// Whether the full update has a parameter for a column.
-bool is_updated(std::string_view column) {
-    return column != "local_user_id" && column != "device_id" && column != "is_anonymous";
 }
 
 /// Binds ":local_user_id", the first parameter wherever it is used, in place: the key must stay as
@@ -157,38 +165,33 @@ uint32_t change(sqlite::database& db, const std::string& sql, Bind bind) {
     return db.changes();
 }
 
-/// Reads a query's first row into `user_row`. Returns 1, or 0 if there is no row.
-template <typename Bind>
-uint32_t fetch(sqlite::database& db, const std::string& sql, Bind bind,
-               std::vector<size_t>& positions, UserRow& user_row) {
-    const sqlite::result res = run(db, sql, bind);
-    const auto row = res.begin();
-    if (row == res.end()) {
-        return 0;
-    }
-    UserRow found; // a read that throws leaves `user_row` as it is
-    row->find_columns(column_names, positions);
-    Load(*row, positions, found);
-    user_row = std::move(found);
-    return 1;
-}
-
 /// Reads the rows of a query one by one until `visit` has enough. It finds the columns once: a list
 /// that looks them up by name for each row takes five times as long.
 template <typename Visit>
-void walk(const sqlite::result& res, std::vector<size_t>& positions, const Visit& visit) {
+void walk(const sqlite::result& res, const Visit& visit) {
     if (res.begin() == res.end()) {
         return;
     }
-    res.begin()->find_columns(column_names, positions);
-    const std::vector<size_t> own = positions; // the visitor may use the store as well
+    std::vector<size_t> positions(table_positions.begin(), table_positions.end()); // a guess
+    res.begin()->find_columns({user_column_names.begin(), user_column_names.end()}, positions);
     UserRow user_row;
     for (const sqlite::row& row : res) {
-        Load(row, own, user_row);
+        Load(row, positions, user_row);
         if (!visit(user_row)) {
             return;
         }
     }
+}
+
+/// Reads a query's first row into `user_row`. Returns 1, or 0 if there is no row.
+uint32_t fetch(const sqlite::result& res, UserRow& user_row) {
+    uint32_t count = 0;
+    walk(res, [&](UserRow& found) { // a read that throws leaves `user_row` as it is
+        user_row = std::move(found);
+        count = 1;
+        return false;
+    });
+    return count;
 }
 
 /// All that a walk visits.
@@ -206,7 +209,7 @@ std::vector<UserRow> list(const Walk& walk) {
 uint32_t insert(DBUser& store, const char* head, UserRow& user_row) {
     user_row.local_user_id =
         store.make_local_user_id(user_row.user_id, static_cast<int32_t>(user_row.user_source));
-    return change(*store.GetDB(), head + user_field_list + ";",
+    return change(*store.GetDB(), std::string(head).append(user_field_list) + ";",
                   [&](sqlite::statement& stmt) { BindAllField(user_row, stmt); });
 }
 
@@ -217,17 +220,17 @@ uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_
     const std::string sql = "UPDATE users SET " + field_name + "\t= :" + field_name +
                             ",user_version = (user_version+1) WHERE user_id\t\t= :user_id "
                             " AND user_source\t= :user_source;";
-    const std::shared_ptr<sqlite::database> connection = db.GetDB();
-    return change(require_connection(connection), sql, [&](sqlite::statement& stmt) {
-        stmt.bind<ValueType>(":" + field_name, field_value);
-        stmt.bind<std::string>(":user_id", user_id);
-        stmt.bind<unsigned int>(":user_source", user_source);
-        if (logInited) {
-            base::log::printer(base::log::level::DBG, __FILE__, __LINE__)
-                << "UpdateSingleFieldByIdAndSource field_name:" << field_name
-                << " field_value:" << field_value << " user_id:" << user_id << std::endl;
-        }
-    });
+    sqlite::statement stmt = require_connection(db.GetDB()).prepare_statement(sql);
+    stmt.bind<ValueType>(":" + field_name, field_value);
+    stmt.bind<std::string>(":user_id", user_id);
+    stmt.bind<unsigned int>(":user_source", user_source);
+    if (logInited) {
+        base::log::printer(base::log::level::DBG, __FILE__, __LINE__)
+            << "UpdateSingleFieldByIdAndSource field_name:" << field_name
+            << " field_value:" << field_value << " user_id:" << user_id << std::endl;
+    }
+    db.GetDB()->execute(stmt);
+    return db.GetDB()->changes();
 }
 
 /// An argument of an SQL function up to its first NUL byte, valid while the function runs. It is
@@ -274,14 +277,7 @@ base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& con
 } // namespace
 
 std::string escape_key_word(const std::string& text) {
-    std::string key_word;
-    for (const char c : text) {
-        if (std::string_view(".[]()*+?{}|^$\\").find(c) != std::string_view::npos) {
-            key_word += '\\';
-        }
-        key_word += c;
-    }
-    return key_word;
+    return base::escape_regex(text);
 }
 
 bool is_searchable(const std::string& key_word) {
@@ -325,7 +321,7 @@ DBUser::~DBUser() {
 }
 
 void DBUser::CreateTable() {
-    run(require_connection(m_db), create_table_sql, bind_nothing);
+    run(require_connection(m_db), std::string(create_table_sql), bind_nothing);
     create_custom_function();
     if (logInited) {
         base::log::printer(base::log::level::DBG, __FILE__, __LINE__) << "CreateTable" << std::endl;
@@ -348,9 +344,9 @@ uint32_t DBUser::GetUserByUserIdAndSource(std::string user_id, uint32_t user_sou
                                           db::UserRow& user_row) {
     const std::string key =
         make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
-    return fetch(
-        *m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;",
-        [&](sqlite::statement& stmt) { bind_key(stmt, key); }, m_positions, user_row);
+    const auto bind = [&](sqlite::statement& stmt) { bind_key(stmt, key); };
+    return fetch(run(*m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;", bind),
+                 user_row);
 }
 
 std::vector<db::UserRow>
@@ -359,32 +355,23 @@ DBUser::GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids) {
     for (const auto& [user_id, source] : userids) {
         local_user_ids.insert(make_local_user_id(user_id, source));
     }
-    const size_t limit = sqlite::parameter_limit(*m_db);
-    if (local_user_ids.size() > limit) {
-        // SQLite would say so too, without the number and after reading the whole list.
-        throw sqlite::error(SQLITE_ERROR, "cannot look up " +
-                                              std::to_string(local_user_ids.size()) +
-                                              " users at once: SQLite allows " +
-                                              std::to_string(limit) + " parameters in a statement");
-    }
     const std::string sql =
         "SELECT * FROM users WHERE local_user_id in " + _prepare_bind(local_user_ids);
     const auto bind = [&](sqlite::statement& stmt) { _bind(stmt, local_user_ids); };
-    return list([&](const auto& visit) { walk(run(*m_db, sql, bind), m_positions, visit); });
+    return list([&](const auto& visit) { walk(run(*m_db, sql, bind), visit); });
 }
 
 uint32_t DBUser::GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
                                               db::UserDataType data_type, db::UserRow& user_row) {
     const std::string key =
         make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
-    return fetch(
-        *m_db,
-        "SELECT * from users WHERE local_user_id = :local_user_id AND data_type & :data_type;",
-        [&](sqlite::statement& stmt) {
-            bind_key(stmt, key);
-            bind_mask(stmt, data_type);
-        },
-        m_positions, user_row);
+    const auto bind = [&](sqlite::statement& stmt) {
+        bind_key(stmt, key);
+        bind_mask(stmt, data_type);
+    };
+    const char* sql =
+        "SELECT * from users WHERE local_user_id = :local_user_id AND data_type & :data_type;";
+    return fetch(run(*m_db, sql, bind), user_row);
 }
 
 uint32_t DBUser::DelUserByUserIdAndSource(std::string user_id, uint32_t user_source) {
@@ -413,13 +400,13 @@ std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word)
 }
 
 void DBUser::WalkAll(const std::function<bool(db::UserRow&)>& visit) {
-    walk(run(*m_db, "SELECT * from users;", bind_nothing), m_positions, visit);
+    walk(run(*m_db, "SELECT * from users;", bind_nothing), visit);
 }
 
 void DBUser::WalkUsersByDataType(db::UserDataType data_type,
                                  const std::function<bool(db::UserRow&)>& visit) {
     const auto bind = [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); };
-    walk(run(*m_db, "SELECT * from users WHERE data_type & :data_type;", bind), m_positions, visit);
+    walk(run(*m_db, "SELECT * from users WHERE data_type & :data_type;", bind), visit);
 }
 
 void DBUser::WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
@@ -430,7 +417,7 @@ void DBUser::WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t u
     };
     const char* sql =
         "SELECT * from users WHERE data_type & :data_type AND user_source = :user_source;";
-    walk(run(*m_db, sql, bind), m_positions, visit);
+    walk(run(*m_db, sql, bind), visit);
 }
 
 void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
@@ -444,7 +431,7 @@ void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
     const auto bind = [](sqlite::statement& stmt) {
         bind_mask(stmt, UserDataType::USERDATA_CONTACT);
     };
-    walk(run(*m_db, m_db->prepare_uncached_statement(sql), bind), m_positions, visit);
+    walk(run(*m_db, m_db->prepare_uncached_statement(sql), bind), visit);
 }
 
 void DBUser::CreateUserIdIndex() {
@@ -455,11 +442,25 @@ void DBUser::CreateUserIdIndex() {
 
 uint32_t DBUser::Update(db::UserRow& user_row) {
     return change(*m_db, update_sql, [&](sqlite::statement& stmt) {
-        for_each_user_column([&](const auto& column) {
-            if (is_updated(column.name)) {
-                stmt.bind(column.parameter, user_row.*column.field);
-            }
-        });
+        stmt.bind(":data_type", user_row.data_type);
+        stmt.bind(":avatar", user_row.avatar);
+        stmt.bind(":user_name", user_row.user_name);
+        stmt.bind(":name_spell", user_row.name_spell);
+        stmt.bind(":remark", user_row.remark);
+        stmt.bind(":is_star", user_row.is_star);
+        stmt.bind(":is_attention", user_row.is_attention);
+        stmt.bind(":user_type", user_row.user_type);
+        stmt.bind(":user_version", user_row.user_version);
+        stmt.bind(":gender", user_row.gender);
+        stmt.bind(":extra", user_row.extra);
+        stmt.bind(":group_info", user_row.group_info);
+        stmt.bind(":user_id", user_row.user_id);
+        stmt.bind(":user_source", user_row.user_source);
+        stmt.bind(":msg_set", user_row.msg_set);
+        stmt.bind(":in_black_list", user_row.in_black_list);
+        stmt.bind(":is_blacked", user_row.is_blacked);
+        stmt.bind(":user_extension", user_row.user_extension);
+        stmt.bind(":contact_extension", user_row.contact_extension);
     });
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/base.shared/utils/regex_container.h"
 #include "bll/bll.shared/db2/db_handler_base.h"
 
 #include <cstdint>
@@ -10,6 +9,10 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+namespace base {
+class RegexContainer;
+}
 
 namespace db {
 
@@ -106,8 +109,7 @@ public:
     /// are not stored are left out. Runs one statement with a parameter for each user. SQLite's
     /// cost for a parameter grows with their number: per user, a batch of 1,000 costs 2.5 times as
     /// much as a batch of 100, one of 8,000 ten times, so split a set of more than some hundred.
-    /// Throws at once, naming the limit, for more users than SQLite allows parameters in a
-    /// statement.
+    /// Throws, and does nothing, for more users than SQLite allows parameters in a statement.
     std::vector<db::UserRow> GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids);
     /// Like `GetUserByUserIdAndSource`, for a user whose `data_type` shares a bit with the mask;
     /// others count as missing.
@@ -188,7 +190,6 @@ private:
     std::unique_ptr<base::RegexContainer> m_user_name_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_check_regex;
-    std::vector<size_t> m_positions;  // of the columns in the last result, a guess for the next
     std::weak_ptr<bool> m_registered; // gone once USER_REGEX on the connection is another one
 };
 

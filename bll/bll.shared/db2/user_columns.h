@@ -2,6 +2,7 @@
 
 #include "bll/bll.shared/db2/db_handler_user.h"
 
+#include <array>
 #include <tuple>
 
 namespace db {
@@ -43,6 +44,10 @@ inline constexpr std::tuple user_columns{
     UserColumn{":user_extension", &UserRow::user_extension},
     UserColumn{":contact_extension", &UserRow::contact_extension},
 };
+
+/// Their names, in the same order.
+inline constexpr auto user_column_names =
+    std::apply([](const auto&... column) { return std::array{column.name...}; }, user_columns);
 
 /// Calls `visit` with each `UserColumn` in turn.
 template <typename Visit>
