@@ -36,7 +36,7 @@ class Search {
 public:
     explicit Search(unsigned seed) : m_random(seed) {
         for (const std::string& from :
-             {"a"s, "ab"s, "aac"s, letters + " _", "a\x80\x90\xa0 \n_-A%"s}) {
+             {"a"s, "ab"s, "ab "s, "aac"s, letters + " _", "a\x80\x90\xa0 \n_-A%"s}) {
             m_names.push_back(random_text(from, 1023));
             m_members.push_back(R"("nick_name":")" + m_names.back());
         }
@@ -83,6 +83,22 @@ private:
         return "(" + group + ")";
     }
 
+    /// Many places that may be missing, or from each of which there are several ways on.
+    std::string random_ways() {
+        const std::string one = one_of({random_text("ab", 1), ".", "[ab]"});
+        const std::string way =
+            one_of({one, one + "?", "(" + one + "?)", "(" + one + "?" + random_text("ab", 1) + "?)",
+                    "(a|b)", "(a|" + random_text("ab", 2) + ")"});
+        const std::string most = std::to_string(1 + number(255));
+        return way + one_of({"{0," + most + "}", "{" + most + "}"});
+    }
+
+    /// A place that only the text around it tells from no place at all.
+    std::string random_anchor() {
+        const std::string anchor = one_of({"^", "$", "\\b", "\\B", "\\<", "\\>"});
+        return one_of({anchor, "(" + anchor + "|" + random_text("ab", 1) + ")"});
+    }
+
     std::string random_repetition() {
         const unsigned most = 1 + number(number(3) == 0 ? 100 : 12);
         const std::string to = std::to_string(most);
@@ -106,12 +122,17 @@ private:
         if (m_best.empty() || number(4) == 0) {
             return one_of({"", ".*a"}) + random_sequence(4);
         }
+        if (number(8) == 0) {
+            return random_anchor() + one_of({"", "[ab]*", random_anchor()}) + random_ways() +
+                   one_of({"y", random_anchor() + "y", random_ways() + "y", random_anchor()});
+        }
         const std::string keyword = costly_keyword();
         const size_t place = number(keyword.size() + 1);
         const std::string before = keyword.substr(0, place);
         const std::string behind = keyword.substr(place);
         return one_of({keyword + random_sequence(3), "(" + keyword + ")" + random_repetition(),
                        behind, keyword + "|" + random_sequence(3), before + random_atom(2) + behind,
+                       before + one_of({random_anchor(), random_ways()}) + behind,
                        keyword + costly_keyword()});
     }
 

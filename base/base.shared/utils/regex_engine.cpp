@@ -63,7 +63,9 @@ void RegexEngine::compile(const RegexTree& tree) {
     // Taken as `$` and `^`, these would match next to a newline too.
     m_expression = written_for_engine(tree, "\\`", "\\'");
     m_is_wide = !is_line(tree) && cost_of(tree).loose_places > max_narrow_places;
-    if (m_is_wide && has_anchor(tree)) {
+    if (starts_at_start(tree)) { // it is tried at one place anyway
+        m_expression = m_is_wide ? "\\`^" + m_expression + "(.|$)" : m_expression;
+    } else if (m_is_wide && has_anchor(tree)) {
         // An anchor must see the byte beside it: a match keeps off the edges that a piece has in a
         // text.
         m_expression = "\\`(^|.).*(" + m_expression + ")(.|$)";

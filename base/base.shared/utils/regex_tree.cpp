@@ -38,6 +38,10 @@ bool may_be_empty(const RegexTree& tree) {
     }
 }
 
+bool is_anchor(const RegexTree& tree, std::string_view text) {
+    return tree.kind == Kind::anchor && tree.text == text;
+}
+
 RegexTree one_of(std::vector<RegexTree> branches) {
     if (branches.size() == 1) {
         return std::move(branches.front());
@@ -45,18 +49,20 @@ RegexTree one_of(std::vector<RegexTree> branches) {
     return {.kind = Kind::alternatives, .parts = std::move(branches)};
 }
 
-/// A repetition of `x*`, `x+` or `x?` is one of x: `x+?` is `x*`, `x?{2,5}` is `x{0,5}`.
+/// A repetition of `x*`, `x+` or `x?` is one of x: `x+?` is `x*`, `x?{2,5}` is `x{0,5}`. One of
+/// what else may be empty needs no other way to be empty: `(x?y?){0,5}` is `(x?y?){5}`.
 RegexTree repetition(RegexTree part, size_t least, size_t most) {
     if (most == 0 || part.is_empty()) {
         return {};
-    }
-    if (least == 1 && most == 1) {
-        return part;
     }
     const bool is_endless = part.most == RegexTree::unbounded;
     if (part.kind == Kind::repetition && part.least <= 1 && (is_endless || part.most == 1)) {
         part.least *= least;
         part.most = is_endless ? part.most : most;
+        return part;
+    }
+    least = may_be_empty(part) ? most : least;
+    if (least == 1 && most == 1) {
         return part;
     }
     RegexTree tree{.kind = Kind::repetition, .least = least, .most = most};
@@ -130,6 +136,15 @@ public:
     Parser(std::string_view pattern, bool has_word_operators)
         : m_rest(pattern), m_has_word_operators(has_word_operators) {}
 
+    RegexTree read_all() {
+        RegexTree tree = read_alternatives();
+        // Some engines consider only one empty alternative, even if that asks for an anchor; and
+        // the GNU C library copies all behind an anchor for each of several.
+        require(!m_has_several_empty || !has_anchor(tree));
+        return tree;
+    }
+
+private:
     RegexTree read_alternatives() {
         std::vector<RegexTree> branches;
         bool has_empty_one = false;
@@ -144,14 +159,12 @@ public:
         if (branches.empty()) {
             return {};
         }
-        // Some engines see but one way to take no byte, be it the one that asks for an anchor.
-        const auto ways =
+        const auto empty =
             std::count_if(branches.begin(), branches.end(), may_be_empty) + (has_empty_one ? 1 : 0);
-        require(ways <= 1 || std::none_of(branches.begin(), branches.end(), has_anchor));
+        m_has_several_empty |= empty > 1;
         return repetition(one_of(std::move(branches)), has_empty_one ? 0 : 1, 1);
     }
 
-private:
     static void require(bool holds) {
         if (!holds) {
             throw Refusal();
@@ -312,15 +325,26 @@ private:
     bool m_has_word_operators;
     size_t m_depth = 0;
     size_t m_parts = 0;
+    bool m_has_several_empty = false; // alternatives
 };
 
 /// In doubles, since intervals inside each other multiply beyond all integers.
 struct Size {
     double places = 0; // characters and sets
     double sets = 0;
-    double loose = 0; // sets, and characters in an operator
+    double loose = 0;    // sets, and characters in an operator
+    double optional = 0; // characters and sets that a repetition may leave out
     double anchors = 0;
 };
+
+/// How often an engine writes out what is in a repetition: `(ab)+` as `ab(ab)*`.
+double copies_of(const RegexTree& tree) {
+    if (tree.most != RegexTree::unbounded) {
+        return static_cast<double>(tree.most);
+    }
+    const bool is_once_more = tree.least > 0 && tree.parts[0].kind != Kind::set;
+    return static_cast<double>(std::max<size_t>(tree.least, 1) + (is_once_more ? 1 : 0));
+}
 
 /// Collects the different sets and word operators, and the characters that begin a literal in an
 /// operator.
@@ -342,17 +366,18 @@ Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& 
     default:
         break;
     }
-    const bool is_endless = tree.most == RegexTree::unbounded;
-    const auto copies =
-        static_cast<double>(is_endless ? std::max<size_t>(tree.least, 1) : tree.most);
+    const double copies = copies_of(tree);
     Size size;
     for (const RegexTree& part : tree.parts) {
         const Size one = size_of(part, is_in_operator || tree.kind != Kind::sequence, different);
         size.places += copies * one.places;
         size.sets += copies * one.sets;
         size.loose += copies * one.loose;
+        size.optional += copies * one.optional;
         size.anchors += one.anchors;
     }
+    const double left_out = 1 - static_cast<double>(tree.least) / copies;
+    size.optional = std::max(size.optional, size.places * left_out);
     return size;
 }
 
@@ -373,7 +398,7 @@ std::string interval(size_t least, size_t most) {
 
 std::optional<RegexTree> parse_regex(std::string_view pattern, bool has_word_operators) {
     try {
-        return Parser(pattern, has_word_operators).read_alternatives();
+        return Parser(pattern, has_word_operators).read_all();
     } catch (const Parser::Refusal&) {
         return {};
     }
@@ -392,6 +417,16 @@ void trim_for_search(RegexTree& tree) {
     }
 }
 
+bool starts_at_start(const RegexTree& tree) {
+    const bool is_sequence = tree.kind == Kind::sequence && !tree.parts.empty();
+    return is_sequence ? starts_at_start(tree.parts.front()) : is_anchor(tree, "^");
+}
+
+bool ends_at_end(const RegexTree& tree) {
+    const bool is_sequence = tree.kind == Kind::sequence && !tree.parts.empty();
+    return is_sequence ? ends_at_end(tree.parts.back()) : is_anchor(tree, "$");
+}
+
 bool has_anchor(const RegexTree& tree) {
     return tree.kind == Kind::anchor ||
            std::any_of(tree.parts.begin(), tree.parts.end(), has_anchor);
@@ -400,9 +435,12 @@ bool has_anchor(const RegexTree& tree) {
 RegexCost cost_of(const RegexTree& tree) {
     std::set<std::string> different;
     const Size size = size_of(tree, false, different);
-    return {.total = size.anchors > max_anchors
-                         ? std::numeric_limits<double>::infinity()
-                         : 0.75 * size.places + size.sets * static_cast<double>(different.size()),
+    // One place to begin at costs nothing, nor does an end that is met from there.
+    const double free = starts_at_start(tree) ? (ends_at_end(tree) ? 2 : 1) : 0;
+    const double plain = 0.75 * size.places + size.sets * static_cast<double>(different.size());
+    const double anchored = (size.anchors - free) * (plain + size.optional * size.optional / 20);
+    return {.total = size.anchors > max_anchors ? std::numeric_limits<double>::infinity()
+                                                : plain + anchored,
             .loose_places = size.loose};
 }
 

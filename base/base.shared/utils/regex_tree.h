@@ -58,6 +58,10 @@ struct RegexCost {
 };
 [[nodiscard]] RegexCost cost_of(const RegexTree& tree);
 
+/// Whether every match begins where the text does, or ends where it does, by a `^` or `$` there.
+[[nodiscard]] bool starts_at_start(const RegexTree& tree);
+[[nodiscard]] bool ends_at_end(const RegexTree& tree);
+
 [[nodiscard]] bool has_anchor(const RegexTree& tree);
 
 /// Whether the expression is one character or set after the other, without choices.
