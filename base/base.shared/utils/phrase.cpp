@@ -19,15 +19,21 @@ size_t frequency(char c) {
     return by_frequency.find(c) + 1; // npos + 1 is 0
 }
 
-/// Which byte an endless run excludes, NUL for none; nothing for what is no such run. A letter
-/// would be two bytes.
+/// Which byte an endless run excludes, NUL for none; nothing for what is no such run. A letter is
+/// two bytes.
 std::optional<char> excluded_by_run(const RegexTree& tree) {
     if (tree.most != RegexTree::unbounded || tree.parts[0].kind != RegexTree::Kind::set) {
         return {};
     }
-    const std::string& set = tree.parts[0].text;
-    const bool excludes_one = set.size() == 4 && set[1] == '^' && to_small(set[2]) == set[2];
-    return excludes_one ? std::optional(set[2]) : set == "." ? std::optional('\0') : std::nullopt;
+    const std::bitset<256>& set = tree.parts[0].set;
+    if (set.count() + 1 < set.size()) {
+        return {};
+    }
+    size_t excluded = 0;
+    while (excluded < set.size() && set[excluded]) {
+        ++excluded;
+    }
+    return static_cast<char>(excluded % set.size());
 }
 
 /// The first place that holds a byte; `end` if there is none.

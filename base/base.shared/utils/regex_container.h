@@ -23,16 +23,27 @@ namespace base {
 /// Plain text with runs between (`.*`, `[^"]*`) is looked for directly, however long. All else is
 /// for the C library's engine, whose cost is bounded: what could take over 0.1 s, 64 MB or 128 KB
 /// of stack to compile, or 50 ms to match with 1 KB of text, is refused as an invalid pattern is.
-/// The rule is the same for all engines:
-/// - With intervals written out and without what may be missing at the ends, 3/4 of the characters
-///   and sets, and the sets times the different ones (word operators, and characters that begin a
-///   text in alternatives or repetitions, count too) come to 400 at most. `.*a.{100}b.*` comes to
-///   3/4 * 102 + 100 * 1; `.*(a.{200}b)+c.*` comes to 3/4 * 203 + 200 * 3 and is refused.
-/// - At most: groups nested 20 deep, 3 intervals on one operand, 8 anchors, 10,000 parts.
-/// - There are no back-references, collating elements or equivalence classes; no anchors in
-///   repetitions, and none in alternatives of which several may be empty; no endless repetition of
-///   a group that may be empty, such as `(a*b?)*`; no intervals beyond 255; and no word operators,
-///   a backslash and b, B, < or >, but with the GNU C library.
+/// The rule is the same for all engines. What may be missing at both ends of a match is left out
+/// first, and intervals are written out, `(ab)+` as `ab(ab)*`. Then
+///
+///     plain    = 0.75 * places + sets * different
+///     anchored = anchors * (plain + optional * optional / 20)
+///     plain + anchored <= 400
+///
+/// where `places` are the characters and sets, `different` is the number of different sets, word
+/// operators, and characters that begin a text in alternatives or repetitions, `optional` are the
+/// places that repetitions may leave out, and `anchors` are the `^`, `$` and word operators; a `^`
+/// at the start does not count, nor does a `$` at the end of what begins so.
+/// - `.*a.{100}b.*` has 0.75 * 102 + 100 * 1 = 176.5.
+/// - `.*(a.{200}b)+c.*` has 0.75 * 405 + 400 * 3, and is refused.
+/// - `\b[a-z]{1,20}` has 0.75 * 20 + 20 * 2 = 55, and 55 + 19 * 19 / 20 = 73 more for its anchor.
+/// - `\b[a-z]{1,80}` has 220, and 220 + 79 * 79 / 20 more, and is refused.
+///
+/// Refused as well are groups nested more than 20 deep, more than 3 intervals on one operand, more
+/// than 8 anchors and more than 10,000 parts; back-references, collating elements and equivalence
+/// classes; anchors in repetitions, and beside alternatives of which several may be empty; an
+/// endless repetition of a group that may be empty, such as `(a*b?)*`; intervals beyond 255; and
+/// word operators, a backslash and b, B, < or >, but with the GNU C library.
 class RegexContainer {
 public:
     /// Not ready, with an empty pattern and keyword.

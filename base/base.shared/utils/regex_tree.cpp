@@ -3,10 +3,7 @@
 #include "base/base.shared/utils/regex_container.h"
 
 #include <algorithm>
-#include <bitset>
 #include <charconv>
-#include <locale>
-#include <map>
 #include <set>
 #include <utility>
 
@@ -83,28 +80,51 @@ void append(RegexTree& sequence, RegexTree part) {
     }
 }
 
-/// The members of a class such as `[:alpha:]`, none for a name that is no class's.
+/// The ASCII characters of each class, as the first and last ones of ranges. Letters of one case
+/// stand for both.
+constexpr std::pair<std::string_view, std::string_view> classes[] = {
+    {"[:alnum:]", "09AZ"},     {"[:alpha:]", "AZ"},
+    {"[:blank:]", "\t\t  "},   {"[:cntrl:]", "\1\37\177\177"},
+    {"[:digit:]", "09"},       {"[:graph:]", "!~"},
+    {"[:lower:]", "AZ"},       {"[:print:]", " ~"},
+    {"[:punct:]", "!/:@[`{~"}, {"[:space:]", "\t\r  "},
+    {"[:upper:]", "AZ"},       {"[:xdigit:]", "09AF"}};
+
+void add_range(ByteSet& members, char first, char last) {
+    for (auto byte = static_cast<unsigned char>(first); byte <= static_cast<unsigned char>(last);
+         ++byte) {
+        members.set(byte);
+    }
+}
+
+/// The members of a class, none for a name that is no class's.
 ByteSet class_named(std::string_view name) {
-    using type = std::ctype_base;
-    static const std::map<std::string_view, type::mask> masks{
-        {"[:alnum:]", type::alnum}, {"[:alpha:]", type::alpha}, {"[:blank:]", type::blank},
-        {"[:cntrl:]", type::cntrl}, {"[:digit:]", type::digit}, {"[:graph:]", type::graph},
-        {"[:lower:]", type::alpha}, {"[:print:]", type::print}, {"[:punct:]", type::punct},
-        {"[:space:]", type::space}, {"[:upper:]", type::alpha}, {"[:xdigit:]", type::xdigit}};
     ByteSet members;
-    const auto found = masks.find(name);
-    const auto& types = std::use_facet<std::ctype<char>>(std::locale::classic());
-    for (size_t byte = 1; found != masks.end() && byte < 128; ++byte) {
-        if (types.is(found->second, static_cast<char>(byte))) {
-            members.set(static_cast<size_t>(to_capital(static_cast<char>(byte))));
+    for (const auto& [known, ranges] : classes) {
+        for (size_t i = 0; known == name && i < ranges.size(); i += 2) {
+            add_range(members, ranges[i], ranges[i + 1]);
         }
     }
     return members;
 }
 
-/// A bracket expression in a form on which engines agree: no byte stands in it twice, and those
-/// that a place inside of brackets gives a meaning stand where they have none.
-std::string written(ByteSet members, bool is_negated) {
+RegexTree one_byte(ByteSet members, bool is_negated) {
+    for (char c = 'A'; c <= 'Z'; ++c) {
+        members.set(static_cast<size_t>(to_small(c)), members[static_cast<size_t>(c)]);
+    }
+    return {.kind = Kind::set, .set = is_negated ? ~members : members};
+}
+
+/// A set in a form on which engines agree: no byte stands in it twice, and those that a place
+/// inside of brackets gives a meaning stand where they have none. Letters stand as capitals.
+std::string written(const ByteSet& set) {
+    if (set.all()) {
+        return ".";
+    }
+    ByteSet members = set[0] ? ~set : set;
+    for (char c = 'a'; c <= 'z'; ++c) {
+        members.reset(static_cast<size_t>(c));
+    }
     const auto take = [&members](char c) {
         const bool is_member = members[static_cast<size_t>(c)];
         members.reset(static_cast<size_t>(c));
@@ -123,7 +143,7 @@ std::string written(ByteSet members, bool is_negated) {
             ranges += end > begin ? std::string{'-', static_cast<char>(end)} : "";
         }
     }
-    return (is_negated ? "[^" : "[") + (bracket.empty() ? hyphen : bracket) + ranges + others +
+    return (set[0] ? "[^" : "[") + (bracket.empty() ? hyphen : bracket) + ranges + others +
            (bracket.empty() ? "" : hyphen) + "]";
 }
 
@@ -206,7 +226,7 @@ private:
         const char c = take();
         switch (c) {
         case '.':
-            return {.kind = Kind::set, .text = "."};
+            return one_byte({}, true);
         case '(':
             return read_group();
         case '[':
@@ -234,13 +254,11 @@ private:
         require(c < '1' || c > '9');
         switch (c) {
         case 'w':
-            return {.kind = Kind::set, .text = "[[:alnum:]_]"};
         case 'W':
-            return {.kind = Kind::set, .text = "[^[:alnum:]_]"};
+            return one_byte(class_named("[:alnum:]").set('_'), c == 'W');
         case 's':
-            return {.kind = Kind::set, .text = "[[:space:]]"};
         case 'S':
-            return {.kind = Kind::set, .text = "[^[:space:]]"};
+            return one_byte(class_named("[:space:]"), c == 'S');
         case '`':
         case '\'':
             return {.kind = Kind::anchor, .text = c == '`' ? "^" : "$"};
@@ -279,7 +297,7 @@ private:
                 members.set(byte, byte < 'a' || byte > 'z'); // small letters count as capitals
             }
         }
-        return {.kind = Kind::set, .text = written(members, is_negated)};
+        return one_byte(members, is_negated);
     }
 
     RegexTree read_repetitions(RegexTree operand) {
@@ -351,7 +369,7 @@ double copies_of(const RegexTree& tree) {
 Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& different) {
     const bool is_word_operator = tree.kind == Kind::anchor && tree.text.size() > 1;
     if (tree.kind == Kind::set || is_word_operator) {
-        different.insert(tree.text);
+        different.insert(tree.text + tree.set.to_string());
     } else if (tree.kind == Kind::literal && is_in_operator) {
         different.insert(tree.text.substr(0, 1));
     }
@@ -457,7 +475,10 @@ std::string written_for_engine(const RegexTree& tree, const char* text_start,
     if (tree.text == "^" || tree.text == "$") {
         return tree.text == "^" ? text_start : text_end;
     }
-    std::string written = tree.text;
+    if (tree.kind == Kind::set) {
+        return written(tree.set);
+    }
+    std::string expression = tree.text;
     for (const RegexTree& part : tree.parts) {
         const std::string one = written_for_engine(part, text_start, text_end);
         const bool is_atom =
@@ -465,10 +486,11 @@ std::string written_for_engine(const RegexTree& tree, const char* text_start,
         const bool is_grouped = tree.kind == Kind::repetition ? !is_atom
                                                               : tree.kind == Kind::sequence &&
                                                                     part.kind == Kind::alternatives;
-        written += tree.kind == Kind::alternatives && !written.empty() ? "|" : "";
-        written.append(is_grouped ? "(" : "").append(one).append(is_grouped ? ")" : "");
+        expression += tree.kind == Kind::alternatives && !expression.empty() ? "|" : "";
+        expression.append(is_grouped ? "(" : "").append(one).append(is_grouped ? ")" : "");
     }
-    return tree.kind == Kind::repetition ? written + interval(tree.least, tree.most) : written;
+    return tree.kind == Kind::repetition ? expression + interval(tree.least, tree.most)
+                                         : expression;
 }
 
 } // namespace base

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bitset>
 #include <cstddef>
 #include <limits>
 #include <optional>
@@ -24,7 +25,7 @@ constexpr char to_capital(char c) {
 struct RegexTree {
     enum class Kind {
         literal,      ///< `text`, its letters small
-        set,          ///< one byte of the set that `text` writes: `.` or a bracket expression
+        set,          ///< one byte of `set`, which has both cases of a letter or none
         anchor,       ///< `^`, `$`, or a word operator: a backslash and one of b B < >
         sequence,     ///< the parts, one behind the other
         alternatives, ///< one of the parts, of which none is empty
@@ -36,6 +37,7 @@ struct RegexTree {
 
     Kind kind = Kind::sequence;
     std::string text = {};
+    std::bitset<256> set = {}; // NUL, which no text contains, is in all that exclude others
     size_t least = 1;
     size_t most = 1;
     std::vector<RegexTree> parts = {};
