@@ -28,7 +28,7 @@ namespace base {
 ///
 ///     plain    = 0.75 * places + sets * different
 ///     anchored = anchors * (plain + optional * optional / 20)
-///     plain + anchored <= 400
+///     plain + anchored <= 380
 ///
 /// where `places` are the characters and sets, `different` is the number of different sets, word
 /// operators, and characters that begin a text in alternatives or repetitions, `optional` are the
