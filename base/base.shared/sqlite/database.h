@@ -17,13 +17,13 @@ struct sqlite3_stmt;
 struct sqlite3_value;
 
 /// A scalar SQL function to be registered with `sqlite::database::add_custom_function`. It runs on
-/// the thread that steps the statement and holds the connection: of one connection, never on two
-/// threads at once.
+/// the thread that steps the statement. That thread holds the connection meanwhile, so a connection
+/// never runs the function on two threads at once.
 struct SqliteCustomFunction {
     std::string name;  ///< the name under which SQL calls it
     int32_t argc = -1; ///< the number of arguments, -1 for any number
-    /// Called with the function's context, the argument count and the arguments, which it reads
-    /// with SQLite's value API; sets its result through the context, else the result is SQL NULL.
+    /// Called with the function's context, the argument count and the arguments. It reads them with
+    /// SQLite's value API. It sets its result through the context; otherwise that is SQL NULL.
     std::function<void(sqlite3_context*, int, sqlite3_value**)> call_back;
 };
 
@@ -43,28 +43,29 @@ enum access_mode {
 
 /// Whether connections of this process to one file share their page cache.
 enum cache_type {
-    /// They lock single tables against each other; a conflict fails at once with SQLITE_LOCKED.
+    /// They share it, and lock single tables against each other. A conflict fails at once with
+    /// SQLITE_LOCKED.
     shared_cache = 131072,
     private_cache = 262144,
 };
 
 enum class special_t {
-    in_memory = 0, ///< a new database in memory, of this connection alone, gone with it
+    in_memory = 0, ///< a new database in memory, for this connection alone; it ends with it
 };
 
 /// One connection to a SQLite database.
 ///
-/// Opened in SQLite's serialized mode, with a busy time-out of 5 seconds and extended result codes:
-/// any thread may use it, and each call holds the connection while it lasts. What needs several
-/// calls to belong together, `execute` and then `changes` for one, takes `lock` around them. A
-/// write waits for other connections only while no result of its own connection is half walked:
-/// then SQLite throws SQLITE_BUSY at once, since the two could wait for each other. Statements,
-/// results, rows and fields may outlive the database; SQLite then closes the connection with the
-/// last of them. All failures are thrown as `sqlite::error`.
+/// It is opened in SQLite's serialized mode, with extended result codes and a busy time-out of 5
+/// seconds. Any thread may use it, and each call holds the connection while it lasts. Where several
+/// calls belong together, for example `execute` and `changes`, hold `lock` around them. While a
+/// result is half walked, a write on its connection does not wait for other connections, since the
+/// two could wait for each other: it throws SQLITE_BUSY at once. Statements, results, rows and
+/// fields may outlive the database; SQLite then closes the connection with the last of them. All
+/// failures are thrown as `sqlite::error`.
 class database {
 public:
-    /// Opens a file, or a database in memory. Throws if that fails; a file that is no database is
-    /// only found out by the first statement.
+    /// Opens a file, or a database in memory. Throws if that fails. Only the first statement finds
+    /// out that a file is no database.
     explicit database(const std::string& path, const access_mode& mode = read_write_create,
                       const cache_type& cache = private_cache);
     explicit database(const special_t& special, const access_mode& mode = read_write_create,
@@ -73,34 +74,34 @@ public:
     database& operator=(const database&) = delete;
     ~database();
 
-    /// Compiles one SQL statement. Throws for a text without a statement, with a second one behind
-    /// the first, or with a NUL byte in it. Some PRAGMAs act when they are compiled already.
+    /// Compiles one SQL statement. Throws if the text has no statement, more than one, or a NUL
+    /// byte in it. Some PRAGMAs act already when they are compiled.
     [[nodiscard]] statement prepare_statement(const std::string& sql) const;
 
-    /// Runs a statement up to its first row or its end: one that changes rows has done so when this
-    /// returns. One that delivers rows of what it changed (RETURNING) commits at the end of the
-    /// walk, where that can still fail: walk it to its end. Throws if SQLite fails, with the
-    /// statement reset, and for a statement of another connection. A run of the statement that is
-    /// still under way is abandoned.
+    /// Runs a statement up to its first row or its end. A statement that changes rows has changed
+    /// them when this returns. If it also delivers rows (RETURNING), it commits at the end of the
+    /// walk, where that can still fail: so walk to the end. A run of the statement that is still
+    /// under way is abandoned. Throws if the statement belongs to another connection, and if SQLite
+    /// fails; the statement is reset then.
     result execute(const std::string& sql);
     result execute(const statement& stmt);
 
-    /// Keeps every other thread from the connection, its statements, results and fields, until
-    /// `unlock`. Recursive; works with std::lock_guard.
+    /// Keeps every other thread from the connection, its statements, results and fields until
+    /// `unlock`. It is recursive, and works with std::lock_guard.
     void lock();
     void unlock();
 
-    /// Runs `body` inside a transaction and commits; inside an open transaction, inside a savepoint
-    /// of it. Holds the lock meanwhile. Returns the number of rows inserted, updated and deleted
-    /// inside, by triggers too. If `body` or the commit throws, everything inside is rolled back,
-    /// and that exception leaves; but a commit that fails while it cleans up, with
-    /// SQLITE_IOERR_UNLOCK, SQLITE_IOERR_TRUNCATE or SQLITE_IOERR_FSTAT, can have taken effect.
-    /// Once SQLite has rolled back by itself, `execute` throws SQLITE_ABORT_ROLLBACK up to the end
-    /// of the outermost transaction, so that a body that goes on leaves nothing behind; once a
-    /// COMMIT or ROLLBACK in an SQL text has ended the transaction, it throws SQLITE_MISUSE. An
-    /// operation that was cancelled inside has been rolled back with all of the transaction if it
-    /// throws. The transaction takes the write lock at once (on a read-only database none), so that
-    /// it waits for other writers at its start and not half way.
+    /// Runs `body` inside a transaction and commits. Inside an open transaction it uses a savepoint
+    /// of that. Holds the lock meanwhile. Takes the write lock at once, unless the database is
+    /// read-only, so it waits for other writers at its start and not half way. Returns the number
+    /// of rows inserted, updated and deleted inside, also by triggers.
+    ///
+    /// If `body` or the commit throws, everything inside is rolled back, and that exception leaves.
+    /// But a commit that fails while it cleans up, with SQLITE_IOERR_UNLOCK, SQLITE_IOERR_TRUNCATE
+    /// or SQLITE_IOERR_FSTAT, can have taken effect. Once SQLite has rolled back by itself, for
+    /// example because an INSERT was interrupted, `execute` throws SQLITE_ABORT_ROLLBACK until the
+    /// outermost transaction ends, so a body that goes on leaves nothing behind. Once a COMMIT or
+    /// ROLLBACK in an SQL text has ended the transaction, `execute` throws SQLITE_MISUSE.
     uint32_t as_transaction(const std::function<void(database&)>& body);
 
     /// 0 if the connection has inserted no row yet.
@@ -112,30 +113,30 @@ public:
     /// changes made by triggers.
     uint32_t changes() const;
 
-    /// Registers a function, in place of an earlier one of the same name and argument count, also
-    /// for statements prepared before. The callback and what it captures live until the function is
-    /// replaced or the connection closed, and are destroyed then, or at once if SQLite refuses the
-    /// function (while a statement is running and it would replace one, for example): that throws.
-    /// A callback that captures a statement of this connection keeps the connection open for ever.
-    /// A callback may throw: its statement fails with the code of an `error`, with SQLITE_NOMEM for
-    /// std::bad_alloc, else with SQLITE_ERROR, and with the exception's text.
+    /// Registers a function. It replaces an earlier one of the same name and argument count, also
+    /// for statements prepared before. The callback and what it captures are destroyed when the
+    /// function is replaced or the connection is closed. Throws if SQLite refuses the function, for
+    /// example because it would replace one while a statement is running; the callback is destroyed
+    /// then. A callback that captures a statement of this connection keeps the connection open for
+    /// ever. A callback may throw. Then its statement fails with the exception's text, and with the
+    /// code of an `error`, SQLITE_NOMEM for std::bad_alloc, or else SQLITE_ERROR.
     void add_custom_function(SqliteCustomFunction function);
 
-    /// How many compiled statements the connection keeps for their next use; 0 at first, some tens
-    /// at most are sensible. While it is above 0, a statement whose last holder goes is reset, its
-    /// bindings are cleared, and the next `prepare_statement` of the same text takes it. A kept
-    /// statement holds no lock and no value. Beyond the capacity the least recently used one is
-    /// finalised, also at once when the capacity is lowered. Statements that are in use at a time
-    /// never share a compiled one. A PRAGMA or EXPLAIN is never kept, since some act when they are
-    /// compiled. What an authorizer allowed or hid when a statement was compiled stays with it.
+    /// Sets how many compiled statements the connection keeps for their next use: 0 at first, and
+    /// some tens at most are sensible. While this is above 0, a statement whose last holder goes is
+    /// reset, its bindings are cleared, and the next `prepare_statement` of the same text takes it.
+    /// A kept statement holds no lock and no value. Beyond the capacity the least recently used
+    /// ones are finalised. Two statements that are in use never share a compiled one. A PRAGMA is
+    /// never kept, because some act when they are compiled, and an EXPLAIN is not, because the plan
+    /// may change. What an authorizer allowed or hid when a statement was compiled stays with it.
     void set_statement_cache_capacity(size_t statements);
-    /// Compiles a statement that is never kept, for a text that will hardly come again because it
-    /// holds a value: kept, such texts would push out all others. Otherwise `prepare_statement`.
+    /// Compiles a statement that is never kept; otherwise it does what `prepare_statement` does. It
+    /// is for texts that hold a value and will hardly come again: they would push out all others.
     [[nodiscard]] statement prepare_uncached_statement(const std::string& sql) const;
 
-    /// SQLite's own handle, valid as long as this object, for what SQLite offers and this layer
-    /// does not wrap. Do not close it. Transactions begun or ended past this layer are noticed as
-    /// those in SQL texts are.
+    /// SQLite's own handle, for what SQLite offers and this layer does not wrap. It is valid as
+    /// long as this object; do not close it. Transactions that are begun or ended through it are
+    /// noticed in the same way as those in SQL texts.
     [[nodiscard]] sqlite3* native_handle() const;
 
 private:

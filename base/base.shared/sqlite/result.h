@@ -16,14 +16,15 @@ namespace sqlite {
 
 /// What an executed statement delivers: its rows, one after the other, once.
 ///
-/// No size and no way back: SQLite does not know them either. Binding the statement again ends its
-/// results; once it is executed again, results that had not ended show the new run. A result that
-/// is dropped half way keeps SQLite's read lock until the statement goes or runs again. With its
-/// statement and iterators it serves one thread at a time; others may use the connection meanwhile.
+/// It has no size and no way back, because SQLite does not know them either. Binding the statement
+/// again ends its results. Executing it again makes results that have not ended show the new run. A
+/// result that is dropped half way keeps SQLite's read lock until its statement goes or runs again.
+/// With its statement and iterators it serves one thread at a time; other threads may use the
+/// connection meanwhile.
 class result {
 public:
     /// An input iterator. It must not outlive the result that made it. All iterators of a result
-    /// move together, since there is one current row.
+    /// move together, because there is one current row.
     class const_iterator {
     public:
         using iterator_category = std::input_iterator_tag;
@@ -42,16 +43,18 @@ public:
         const_iterator& operator=(const_iterator&&) = default;
         ~const_iterator() = default;
 
-        /// Equal at the end, or both on the current row of one statement.
+        /// Two iterators are equal if both are at the end, or both are on the current row of the
+        /// same statement.
         bool operator==(const const_iterator& other) const;
         bool operator!=(const const_iterator& other) const;
 
-        /// Steps to the next row. Throws `error` if SQLite fails, and is at the end then. At the
-        /// end it does nothing.
+        /// Steps to the next row. At the end it does nothing. Throws `error` if SQLite fails, and
+        /// is at the end then.
         const_iterator& operator++();
         void operator++(int);
 
-        /// The current row, valid as long as this iterator: copy the row to keep it for longer.
+        /// The current row. The reference is valid as long as this iterator; copy the row to keep
+        /// it for longer.
         const row& operator*() const;
         const row* operator->() const;
 
@@ -76,13 +79,13 @@ public:
     result& operator=(result&&) = default;
     ~result() = default;
 
-    /// Rows that the statement inserted, updated or deleted; 0 for a statement that changes none,
-    /// and for one that delivers rows of what it changed (RETURNING): SQLite counts those at the
-    /// end of the walk, in `database::changes`.
+    /// The number of rows that the statement inserted, updated or deleted. It is 0 if the statement
+    /// delivers rows of what it changed (RETURNING), because SQLite counts those at the end of the
+    /// walk, in `database::changes`.
     [[nodiscard]] size_t row_modification_count() const;
 
-    /// The current row, which is the first one before any iterator has advanced, and the end behind
-    /// the last one. Neither call steps the statement.
+    /// `begin` is at the current row, which is the first one until an iterator has advanced. `end`
+    /// is behind the last row. Neither call steps the statement.
     [[nodiscard]] const_iterator begin() const;
     [[nodiscard]] const_iterator end() const;
 

@@ -14,9 +14,9 @@ namespace sqlite {
 
 /// The current row of a result.
 ///
-/// A row holds no values: it shows whatever row is current, so read all that is needed of it before
-/// an iterator of the result advances. Copies show the same row. Serves the thread that its result
-/// serves.
+/// A row holds no values. It shows the row that is current, so read all that you need before an
+/// iterator of the result advances. Copies show the same row. It serves the same thread as its
+/// result.
 class row {
 public:
     explicit row(const std::shared_ptr<sqlite3_stmt>& stmt);
@@ -28,25 +28,25 @@ public:
 
     [[nodiscard]] size_t column_count() const;
 
-    /// The field of the column with exactly this name, the first if several have it. Throws `error`
-    /// naming the column if there is none. The cost is linear in the number of columns: where many
-    /// rows are read, look up positions once.
+    /// The field of the first column with exactly this name. Throws `error`, which names the
+    /// column, if there is none. The cost is linear in the number of columns: where many rows are
+    /// read, look up the positions once.
     field operator[](const std::string& column_name) const;
-    /// The field at a position, counted from 0. Throws `error` for one outside of the row.
+    /// The field at a position, counted from 0. Throws `error` if there is no such column.
     field operator[](const size_t& index) const;
 
     void swap(row& other) noexcept;
 
-    /// Sets `positions` to where the columns with these names are, counted from 0. Throws `error`
-    /// naming a column that there is not. They hold for all rows of the result, but not for another
-    /// one: a change of the schema may move columns. What `positions` holds before, from an earlier
-    /// result, is tried first: then each name is compared but once.
+    /// Sets `positions` to where the columns with these names are, counted from 0. They hold for
+    /// all rows of the result, but not for another result, since a change of the schema may move
+    /// columns. What `positions` holds before the call is tried first; where that guess is right, a
+    /// name is compared only once. Throws `error`, which names the column, if one is missing.
     void find_columns(const std::vector<const char*>& names, std::vector<size_t>& positions) const;
 
-    /// Reads the columns at these positions into the values, one each, as `field::as` converts
-    /// them, into the memory that a text has already: the fast way to read many rows. Throws
-    /// `error` for positions that are not as many as the values, or outside of the row; the values
-    /// before that one have been read then.
+    /// Reads the columns at these positions, each into one of the values, and converts them as
+    /// `field::as` does. A text is read into the memory that the value has already, so this is the
+    /// fast way to read many rows. Throws `error` if there are not as many positions as values, and
+    /// if there is no column at a position; the values before that one have been read then.
     template <readable... T>
     void read(const std::vector<size_t>& positions, T&... values) const {
         const slot slots[] = {{&values, &field::read_into<T>}...};
@@ -54,7 +54,7 @@ public:
     }
 
 private:
-    /// A value, and what reads a column into it.
+    /// A value, and the function that reads a column into it.
     struct slot {
         void* value;
         void (*read)(sqlite3_stmt* stmt, size_t index, void* value);
