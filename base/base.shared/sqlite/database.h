@@ -50,7 +50,7 @@ enum cache_type {
 };
 
 enum class special_t {
-    in_memory = 0, ///< a new database in memory, for this connection alone; it ends with it
+    in_memory = 0, ///< a new database in memory, private to this connection and gone with it
 };
 
 /// One connection to a SQLite database.
@@ -58,10 +58,10 @@ enum class special_t {
 /// It is opened in SQLite's serialized mode, with extended result codes and a busy time-out of 5
 /// seconds. Any thread may use it, and each call holds the connection while it lasts. Where several
 /// calls belong together, for example `execute` and `changes`, hold `lock` around them. While a
-/// result is half walked, a write on its connection does not wait for other connections, since the
-/// two could wait for each other: it throws SQLITE_BUSY at once. Statements, results, rows and
-/// fields may outlive the database; SQLite then closes the connection with the last of them. All
-/// failures are thrown as `sqlite::error`.
+/// result is half walked, a write on its connection does not wait for another connection, since the
+/// two could wait for each other: it throws SQLITE_BUSY at once if the other one is in its way.
+/// Statements, results, rows and fields may outlive the database; SQLite then closes the connection
+/// with the last of them. All failures are thrown as `sqlite::error`.
 class database {
 public:
     /// Opens a file, or a database in memory. Throws if that fails. Only the first statement finds
@@ -116,10 +116,11 @@ public:
     /// Registers a function. It replaces an earlier one of the same name and argument count, also
     /// for statements prepared before. The callback and what it captures are destroyed when the
     /// function is replaced or the connection is closed. Throws if SQLite refuses the function, for
-    /// example because it would replace one while a statement is running; the callback is destroyed
-    /// then. A callback that captures a statement of this connection keeps the connection open for
-    /// ever. A callback may throw. Then its statement fails with the exception's text, and with the
-    /// code of an `error`, SQLITE_NOMEM for std::bad_alloc, or else SQLITE_ERROR.
+    /// example with SQLITE_BUSY because it would replace one while a statement is running; the
+    /// callback is destroyed then. A callback that captures a statement of this connection keeps
+    /// the connection open for ever. A callback may throw. Then its statement fails with the
+    /// exception's text, and with the code of an `error`, SQLITE_NOMEM for std::bad_alloc, or else
+    /// SQLITE_ERROR.
     void add_custom_function(SqliteCustomFunction function);
 
     /// Sets how many compiled statements the connection keeps for their next use: 0 at first, and
@@ -130,8 +131,9 @@ public:
     /// never kept, because some act when they are compiled, and an EXPLAIN is not, because the plan
     /// may change. What an authorizer allowed or hid when a statement was compiled stays with it.
     void set_statement_cache_capacity(size_t statements);
-    /// Compiles a statement that is never kept; otherwise it does what `prepare_statement` does. It
-    /// is for texts that hold a value and will hardly come again: they would push out all others.
+    /// Does what `prepare_statement` does, but the statement is never kept. This is for a text that
+    /// holds a value and will hardly come again: if such texts were kept, they would push out all
+    /// others.
     [[nodiscard]] statement prepare_uncached_statement(const std::string& sql) const;
 
     /// SQLite's own handle, for what SQLite offers and this layer does not wrap. It is valid as

@@ -17,8 +17,8 @@ public:
 
     /// SQLite's extended result code. What the names of some do not say:
     /// - SQLITE_CONSTRAINT_PRIMARYKEY: a row with this key is stored already.
-    /// - SQLITE_BUSY, SQLITE_LOCKED: another connection held the file for 5 seconds, or less where
-    ///   `database` and `cache_type` say so.
+    /// - SQLITE_BUSY, SQLITE_LOCKED: another connection held the file for 5 seconds. They come at
+    ///   once where `database`, `cache_type` and `add_custom_function` say so.
     /// - SQLITE_READONLY_ROLLBACK: a writer was killed, and a connection that may write has to use
     ///   the file first.
     /// - SQLITE_ABORT_ROLLBACK: SQLite has rolled back the open transaction by itself.

@@ -50,8 +50,8 @@ public:
     /// The position of a parameter, for `bind` by position. Positions count from 1, in the order in
     /// which the parameters first appear. Throws `error` if there is no such parameter.
     [[nodiscard]] size_t position_of(const std::string& name) const;
-    /// Binds to the parameter at a position, which may have no name (`?`). Does otherwise what
-    /// `bind` by name does, for the same types. Throws `error` if there is no such position.
+    /// Binds to the parameter at a position, which may have no name (`?`). Otherwise it does
+    /// what `bind` by name does, for the same types. Throws `error` if there is no such position.
     void bind(size_t position, const char* value);
     template <bindable T>
     void bind(size_t position, const T& value);

@@ -104,7 +104,7 @@ private:
     void end_innermost() noexcept; // rolls it back if it was not committed
 
     std::vector<std::unique_ptr<sqlite::transaction>> m_transactions; // the innermost last
-    size_t m_kept_open = 0; // only `as_transaction` may end so many of them
+    size_t m_kept_open = 0; // how many of them only `as_transaction` may end
 };
 
 /// A list of numbered parameters: "( :param0, :param1  ) " for 2.
