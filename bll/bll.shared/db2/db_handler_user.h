@@ -126,16 +126,20 @@ public:
 
     /// The contacts whose name, remark name or group nick names contain the keyword, in SQLite's
     /// order. The keyword is a POSIX extended regular expression, not a literal text, put inside
-    /// one expression for each of the three: `.*KEYWORD.*` for the name,
-    /// `("remark_name":"([^"]*KEYWORD[^"]*))` for the remark, and the same with `nick_name`. There
-    /// `^`, `$` and `|` act as they stand: `anna|bob` finds the name "uncle bob", but not that
-    /// remark name, for which `bob` must begin it; `(anna|bob)` finds both. ASCII letters match in
-    /// either case. Where the outcome is no valid expression, or one that `base::RegexContainer`
-    /// refuses for its cost, nothing matches. An empty keyword matches every contact that has any
-    /// of the three. Reads the whole table. A keyword with a NUL byte in it throws, since no SQL
-    /// text can hold it. See `escape_key_word` for a literal text. A search that sqlite3_interrupt
-    /// has stopped throws SQLITE_INTERRUPT once the text of the current contact has been searched;
-    /// the next search works.
+    /// one expression for each of the three, the last one for each member of a group:
+    ///
+    ///     .*KEYWORD.*
+    ///     ("remark_name":"([^"]*KEYWORD[^"]*))
+    ///     ("nick_name":"([^"]*KEYWORD[^"]*))
+    ///
+    /// There `^`, `$` and `|` act as they stand: `anna|bob` finds the name "uncle bob", but not
+    /// that remark name, for which `bob` must begin it; `(anna|bob)` finds both. ASCII letters
+    /// match in either case. Where the outcome is no valid expression, or one that
+    /// `base::RegexContainer` refuses for its cost, nothing matches. An empty keyword matches every
+    /// contact that has any of the three. Reads the whole table. A keyword with a NUL byte in it
+    /// throws, since no SQL text can hold it. See `escape_key_word` for a literal text. A search
+    /// that sqlite3_interrupt has stopped throws SQLITE_INTERRUPT once the text of the current
+    /// contact has been searched; the next search works.
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
 
     /// Rewrites the stored record of the user with this user id and source, `user_version` as the
