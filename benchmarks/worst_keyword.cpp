@@ -184,10 +184,25 @@ private:
     std::vector<std::pair<double, std::string>> m_best; // the costliest so far
 };
 
+/// What a plain keyword of that many bytes costs that nearly stands everywhere in a text of 1 MB.
+double plain_ms(size_t size) {
+    const std::string keyword(size, 'a');
+    std::string text;
+    while (text.size() < 1'000'000) {
+        text += keyword.substr(1) + "c";
+    }
+    base::RegexContainer regex;
+    regex.build_reg("", ".*" + keyword + ".*");
+    return 1e3 * seconds([&] { static_cast<void>(regex.exec(text.c_str())); });
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     const double for_seconds = argc > 1 ? std::atof(argv[1]) : 10;
     Search search(argc > 2 ? static_cast<unsigned>(std::atoi(argv[2])) : std::random_device()());
     search.run(for_seconds);
+    for (const size_t size : {10, 1'000, 30'000, 500'000}) {
+        std::cout << "a plain keyword of " << size << " bytes: " << plain_ms(size) << " ms\n";
+    }
 }
