@@ -11,21 +11,17 @@ namespace {
 
 /// Random transactions on a table of numbers, cancelled at any moment, and what must be stored.
 class Cancelled : public testing::Test {
-public:
-    unsigned number(unsigned below) { return static_cast<unsigned>(random() % below); }
-
 protected:
     Cancelled() {
         other.execute("PRAGMA busy_timeout = 0");
         db->execute("PRAGMA synchronous = OFF");
         db->execute("CREATE TABLE t (i INTEGER PRIMARY KEY)");
         db->execute("INSERT INTO t VALUES (-1), (-2), (-3)"); // to be walked
-        RecordProperty("seed", static_cast<int>(seed));
     }
 
     /// Runs `body` in a transaction of one kind or another, which may be left by an exception.
     void transact(const std::function<void()>& body) {
-        switch (number(3)) {
+        switch (random.below(3)) {
         case 0:
             db->as_transaction([&](database&) { body(); });
             break;
@@ -45,7 +41,7 @@ protected:
     }
 
     static void expect_cancelled(const sqlite::error& failure) {
-        EXPECT_TRUE(failure.code() == SQLITE_INTERRUPT || failure.code() == SQLITE_ABORT_ROLLBACK)
+        EXPECT_THAT(failure.code(), testing::AnyOf(SQLITE_INTERRUPT, SQLITE_ABORT_ROLLBACK))
             << failure.what();
     }
 
@@ -53,8 +49,8 @@ protected:
     /// the transaction around it commits.
     std::set<int> store_some(int depth) {
         std::set<int> stored;
-        for (unsigned i = 1 + number(3); i > 0; --i) {
-            if (depth > 0 && number(3) == 0) {
+        for (size_t i = 1 + random.below(3); i > 0; --i) {
+            if (depth > 0 && random.below(3) == 0) {
                 try {
                     std::set<int> inner;
                     transact([&] { inner = store_some(depth - 1); });
@@ -70,7 +66,7 @@ protected:
                 stored.insert(last);
             }
         }
-        if (number(8) == 0) {
+        if (random.below(8) == 0) {
             throw std::out_of_range("of its own");
         }
         return stored;
@@ -85,7 +81,7 @@ protected:
             expected.merge(stored);
         };
         try {
-            if (number(4) == 0) {
+            if (random.below(4) == 0) {
                 for (const sqlite::row& row : db->execute("SELECT i FROM t WHERE i < 0")) {
                     static_cast<void>(row);
                     one();
@@ -112,8 +108,7 @@ protected:
         }
     }
 
-    const unsigned seed = std::random_device()();
-    std::mt19937 random{seed};
+    Random random;
     std::set<int> expected;
     int last = 0;
 
@@ -127,16 +122,14 @@ protected:
 TEST_F(Cancelled, ByAProgressHandler) {
     for (const int interval : {1, 5, 100, 1000}) {
         for (const size_t kept : {0, 16}) {
-            SCOPED_TRACE(testing::Message() << "every " << interval << " steps, " << kept
-                                            << " statements kept, seed " << seed);
+            SCOPED_TRACE(testing::Message()
+                         << "every " << interval << " steps, " << kept << " statements kept");
             db->set_statement_cache_capacity(kept);
             sqlite3_progress_handler(
                 db->native_handle(), interval,
-                [](void* test) { return static_cast<Cancelled*>(test)->number(10) == 0 ? 1 : 0; },
-                this);
-            for (int i = 0; i < 100 && !HasFatalFailure(); ++i) {
-                round();
-            }
+                [](void* random) { return static_cast<Random*>(random)->below(10) == 0 ? 1 : 0; },
+                &random);
+            random.repeat(100, [this] { round(); });
         }
     }
     EXPECT_GT(last, 0);
@@ -144,16 +137,13 @@ TEST_F(Cancelled, ByAProgressHandler) {
 
 TEST_F(Cancelled, ByAnotherThread) {
     std::atomic<bool> is_done = false;
-    std::thread canceller([&, delays = std::mt19937(seed)]() mutable {
+    std::thread canceller([&, delays = random]() mutable {
         while (!is_done) {
-            std::this_thread::sleep_for(std::chrono::microseconds(delays() % 200));
+            std::this_thread::sleep_for(std::chrono::microseconds(delays.below(200)));
             sqlite3_interrupt(db->native_handle());
         }
     });
-    for (int i = 0; i < 200 && !HasFatalFailure(); ++i) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        round();
-    }
+    random.repeat(200, [this] { round(); });
     is_done = true;
     canceller.join();
 }

@@ -44,7 +44,7 @@ public:
             break;
         case 5:
             EXPECT_EQ(m_users.Update(passed), if_stored);
-            EXPECT_TRUE(passed == row);
+            EXPECT_EQ(passed, row);
             if (is_stored) {
                 row.local_user_id = stored->second.local_user_id;
                 row.device_id = stored->second.device_id;
@@ -122,9 +122,9 @@ private:
         EXPECT_EQ(
             m_users.GetUserByIdSourceAndDataType(key.first, key.second, UserDataType(mask), read),
             has_kind);
-        EXPECT_TRUE(read == (has_kind ? stored->second : UserRow(other)));
+        EXPECT_EQ(read, has_kind ? stored->second : other);
         EXPECT_EQ(m_users.GetUserByUserIdAndSource(key.first, key.second, read), is_stored);
-        EXPECT_TRUE(read == (is_stored ? stored->second : UserRow(other)));
+        EXPECT_EQ(read, is_stored ? stored->second : other);
 
         std::set<std::pair<std::string, int>> asked;
         for (uint32_t i = number(6); i > 0; --i) {
@@ -144,11 +144,17 @@ private:
     /// Expects the rows to be those of the map for which `selected` holds.
     template <typename Selected>
     void same(std::vector<UserRow> rows, Selected selected) {
-        const auto is_selected = [&](const auto& entry) { return selected(entry.second); };
-        EXPECT_EQ(rows.size(), std::count_if(m_expected.begin(), m_expected.end(), is_selected));
-        for (UserRow& row : rows) {
-            EXPECT_TRUE(selected(row) && row == m_expected.at({row.user_id, row.user_source}));
+        std::vector<UserRow> expected;
+        for (const auto& [key, row] : m_expected) {
+            if (selected(row)) {
+                expected.push_back(row);
+            }
         }
+        std::sort(rows.begin(), rows.end(), [](const UserRow& one, const UserRow& other) {
+            return std::tie(one.user_id, one.user_source) <
+                   std::tie(other.user_id, other.user_source);
+        });
+        EXPECT_EQ(rows, expected);
     }
 
     std::function<uint64_t()> m_numbers;

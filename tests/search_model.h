@@ -41,7 +41,7 @@ private:
         base::RegexContainer container;
         container.build_reg(key, pattern);
         if (!container.check_key_word(key)) {
-            const bool is_of_interest = !is_misread && !contains(key, "\\");
+            const bool is_of_interest = !is_misread && key.find('\\') == std::string::npos;
             refused += is_of_interest && plainly_matches(pattern, text) ? 1 : 0;
             return false;
         }

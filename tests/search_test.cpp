@@ -2,6 +2,7 @@
 
 #include <array>
 #include <pthread.h>
+#include <sstream>
 
 namespace {
 
@@ -82,14 +83,44 @@ TEST_F(Search, FindsContactsInTheirOrder) {
     fails(SQLITE_MISUSE, "NUL", [&] { found("no\0dle"s); });
 }
 
-TEST_F(Search, TheFunctionOutlivesItsStore) {
-    store("a", "Noodle");
-    std::optional<db::DBUser> second(std::in_place, std::pair("me", 1), connection);
+TEST_F(Search, StoresOfOneConnectionTakeTurnsWithTheFunction) {
+    store("a", "name");
+    // Each string is a story: stores 1 and 2 are made (+), search, and go (-).
+    for (const std::string story : {"+1 1 +2 1 2 1 -1 2 -2", "+1 +2 -2 1 -1", "+1 +2 -1 2 +1 2 1",
+                                    "+1 +2 2 2 1 1 -2 1 +2 1"}) {
+        SCOPED_TRACE(story);
+        std::optional<db::DBUser> stores[2];
+        std::istringstream steps(story);
+        for (std::string step; steps >> step;) {
+            const bool is_first = step.back() == '1';
+            std::optional<db::DBUser>& store = stores[is_first ? 0 : 1];
+            if (step[0] == '+') {
+                store.emplace(std::pair("me", 1), connection);
+            } else if (step[0] == '-') {
+                store.reset();
+            } else {
+                const auto found = store->SearchUserRowsWithKeyWord(is_first ? "n" : "[an]m");
+                EXPECT_EQ(found.size(), 1U) << step;
+            }
+        }
+    }
+    {
+        const db::DBUser second({"me", 1}, connection);
+        const auto running = connection->execute("SELECT 1 UNION ALL SELECT 2");
+        fails(SQLITE_BUSY, "USER_REGEX", [&] { found("n"); });
+    }
+    EXPECT_EQ(user_regex("'n', '', '', 'n'"), "NULL") << "once its store is gone";
     EXPECT_EQ(found("n"), "a");
-    second.reset();
-    EXPECT_EQ(found("n"), "a");
-    users.reset();
-    EXPECT_EQ(user_regex("'n', '', '', 'n'"), "NULL");
+}
+
+TEST_F(Search, AnEscapedCharacterFindsItselfAlone) {
+    store("x", "x");
+    for (const char c : R"(.[]()*+?{}|^$\'%_)"s) {
+        const std::string text(1, c);
+        store(text, text);
+        EXPECT_EQ(found(db::escape_key_word(text)), text);
+        users->DelUserByUserIdAndSource(text, 0);
+    }
 }
 
 TEST(RegexContainer, KnowsWhatItWasBuiltFor) {
@@ -235,49 +266,30 @@ TEST(RegexContainer, MatchesInLongTextsWhatItDoesInShortOnes) {
     }
 }
 
-/// Whether `first` stands in the text, and `second` behind it with no 1 between.
-bool follow(const std::string& first, const std::string& second, const std::string& text) {
-    for (size_t at = 0; (at = text.find(first, at)) != std::string::npos; ++at) {
-        const size_t end = at + first.size();
-        if (text.find(second, end) <= std::min(text.find('1', end), text.size())) {
-            return true;
-        }
-    }
-    return false;
-}
-
 /// What would take time by the square of the text if each place were tried.
-TEST(RegexContainer, FindsPiecesThatRepeatThemselvesInTextsThatDo) {
-    const unsigned seed = std::random_device()();
-    std::mt19937 random(seed);
-    int found = 0;
-    for (int i = 0; i < 200 && !testing::Test::HasFailure(); ++i) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed << ", run " << i);
+TEST(RandomSearches, AgreeOnPiecesThatRepeatThemselvesInTextsThatDo) {
+    Random random;
+    SearchModel model;
+    random.repeat(200, [&] {
         const std::string period =
-            std::string(1 + random() % 3, 'a') + (random() % 2 == 0 ? "b" : "1");
-        std::string text = repeated(period, 1000);
-        for (unsigned faults = random() % 4; faults > 0; --faults) {
-            text[random() % text.size()] = "a1b"[random() % 3];
+            std::string(1 + random.below(3), 'a') + (random.below(2) == 0 ? "b" : "\"");
+        std::string text = repeated(period, 300);
+        for (size_t faults = random.below(4); faults > 0; --faults) {
+            text[random.below(text.size())] = "a\"b"[random.below(3)];
         }
         const auto piece_of_text = [&] {
-            std::string piece = text.substr(random() % text.size(), 1 + random() % 1500);
-            piece[random() % piece.size()] = random() % 3 == 0 ? 'b' : piece.back();
+            std::string piece = text.substr(random.below(text.size()), 1 + random.below(450));
+            piece[random.below(piece.size())] = random.below(3) == 0 ? 'b' : piece.back();
             return piece;
         };
         const std::string first = piece_of_text();
-        const std::string second = piece_of_text();
-        base::RegexContainer regex;
-        regex.build_reg("", first);
-        EXPECT_EQ(regex.exec(text.c_str()), contains(text, first)) << first << " in " << text;
-        regex.build_reg("", first + "[^1]*" + second);
-        EXPECT_EQ(regex.exec(text.c_str()), follow(first, second, text));
-        found += regex.exec(text.c_str()) ? 1 : 0;
-    }
-    EXPECT_GT(found, 0);
+        model.search(first, text, "", "");
+        model.search(first + "[^\"]*" + piece_of_text(), text, "", "");
+    });
 }
 
 /// A few pieces, of which letters are the likeliest.
-std::string random_text(std::mt19937& random, size_t longest) {
+std::string random_text(Random& random, size_t longest) {
     static const std::string pieces[] = {
         "a",     "A",     "b",      "s",           "i",     "I",     "é",       "\xff",
         "\"",    "ab",    ".",      "*",           "+",     "?",     "^",       "$",
@@ -287,22 +299,22 @@ std::string random_text(std::mt19937& random, size_t longest) {
         "**",    "\\`",   "[^\"]*", "\\'",         "[]-]",  "[\\^]", "[^a-b]",  "[Z_-]",
         "[a-_]", "[_-~]", "[^_-~]", "{,2}",        "\\B",   "_",     "[^A-Ca]", " "};
     std::string text;
-    for (size_t i = random() % longest; i > 0; --i) {
-        text += pieces[random() % (random() % 3 == 0 ? std::size(pieces) : 10)];
+    for (size_t i = random.below(longest); i > 0; --i) {
+        text += pieces[random.below(random.below(3) == 0 ? std::size(pieces) : 10)];
     }
     return text;
 }
 
 TEST(RandomSearches, AgreeWithTheCLibrary) {
-    std::mt19937 random(std::random_device{}());
+    Random random;
     SearchModel model;
-    for (int i = 0; i < 8000 && !testing::Test::HasFailure(); ++i) {
+    random.repeat(8000, [&] {
         const std::string key_word = random_text(random, 7);
         const std::string more = R"(","x":")" + random_text(random, 3);
         model.search(key_word, "a" + random_text(random, 6), "", "");
         model.search(key_word, "", R"({"remark_name":")" + random_text(random, 4) + more, "");
         model.search(key_word, "", "", R"([{"nick_name":")" + random_text(random, 4) + more);
-    }
+    });
     EXPECT_LT(model.refused, 320) << "or ordinary expressions are refused";
 }
 

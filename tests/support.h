@@ -5,7 +5,9 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
+#include <cstdlib>
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <optional>
 #include <random>
@@ -13,22 +15,55 @@
 #include <unistd.h>
 
 using namespace std::string_literals;
+using testing::HasSubstr;
+
+namespace db {
+
+/// Shows in a failure the fields that have not their default.
+inline void PrintTo(const UserRow& row, std::ostream* out) {
+    for_each_user_column([&, defaults = UserRow()](const auto& column) {
+        if (row.*column.field != defaults.*column.field) {
+            *out << column.name << " = " << testing::PrintToString(row.*column.field) << ", ";
+        }
+    });
+}
+
+} // namespace db
 
 /// Expects that `work` throws a `sqlite::error` with this code whose text holds `part`.
 template <typename Work>
-void fails(int code, const std::string& part, Work work) {
+void fails(int code, const std::string& part, Work work, const char* file = __builtin_FILE(),
+           int line = __builtin_LINE()) {
+    const testing::ScopedTrace caller(file, line, part);
     try {
         work();
         ADD_FAILURE() << "nothing thrown, expected: " << part;
     } catch (const sqlite::error& failure) {
         EXPECT_EQ(failure.code(), code) << failure.what();
-        EXPECT_NE(std::string(failure.what()).find(part), std::string::npos) << failure.what();
+        EXPECT_THAT(failure.what(), HasSubstr(part));
     }
 }
 
-inline bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+/// The random numbers of a test, the same again if the environment has the seed that a failure
+/// shows.
+class Random {
+public:
+    uint64_t operator()() { return m_numbers(); }
+    size_t below(size_t end) { return static_cast<size_t>(m_numbers() % end); }
+    /// Runs `step` so many times, or until it fails.
+    template <typename Step>
+    void repeat(int times, Step step) {
+        for (int i = 0; i < times && !testing::Test::HasFailure(); ++i) {
+            SCOPED_TRACE(testing::Message() << "USERSTORE_SEED=" << m_seed << ", step " << i);
+            step();
+        }
+    }
+
+private:
+    const char* m_given = std::getenv("USERSTORE_SEED");
+    unsigned long m_seed = m_given != nullptr ? std::stoul(m_given) : std::random_device()();
+    std::mt19937_64 m_numbers{m_seed};
+};
 
 inline std::string repeated(const std::string& text, int count) {
     std::string all;

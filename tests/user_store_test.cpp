@@ -41,16 +41,27 @@ protected:
 };
 
 TEST_F(UserStore, CreatesTheTableOnce) {
-    const std::string schema = query("SELECT sql FROM sqlite_master WHERE name = 'users'");
-    uint32_t checksum = 2166136261U; // FNV-1a, for each blank and tab
-    for (const char c : schema) {
-        checksum = (checksum ^ static_cast<unsigned char>(c)) * 16777619U;
-    }
-    EXPECT_EQ(checksum, 338868174U);
+    const auto schema = [&] {
+        return query("SELECT name, length(sql), length(replace(sql, char(9), ''))"
+                     " FROM sqlite_master WHERE sql IS NOT NULL");
+    };
+    const std::string as_created = "users|2038|1872"; // without "IF NOT EXISTS ", and without tabs
+    EXPECT_EQ(schema(), as_created);
+    EXPECT_EQ(query("PRAGMA table_info(users)"),
+              "0|local_user_id|TEXT|0|NULL|1;1|user_id|TEXT|1|NULL|0;2|device_id|TEXT|0|NULL|0"
+              ";3|avatar|TEXT|0|NULL|0;4|user_name|TEXT|0|NULL|0;5|name_spell|TEXT|0|NULL|0"
+              ";6|remark|TEXT|0|NULL|0;7|extra|TEXT|0|NULL|0;8|custom|TEXT|0|NULL|0"
+              ";9|user_extension|TEXT|0|NULL|0;10|contact_extension|TEXT|0|NULL|0"
+              ";11|is_anonymous|INTEGER|1|0|0;12|is_star|INTEGER|1|0|0"
+              ";13|is_attention|INTEGER|1|0|0;14|user_type|INTEGER|1|0|0"
+              ";15|user_version|INTEGER|1|0|0;16|user_source|INTEGER|1|0|0"
+              ";17|gender|INTEGER|1|0|0;18|data_type|INTEGER|1|0|0;19|group_info|TEXT|0|'0'|0"
+              ";20|msg_set|TEXT|0|'0'|0;21|in_black_list|INTEGER|1|0|0"
+              ";22|is_blacked|INTEGER|1|0|0");
     store("a", 1);
     const DBUser second({"you", 1}, connection);
     users->CreateTable();
-    EXPECT_EQ(query("SELECT sql FROM sqlite_master WHERE name = 'users'"), schema);
+    EXPECT_EQ(schema(), as_created);
     EXPECT_EQ(users->GetAll().size(), 1U);
     fails(SQLITE_MISUSE, "no database", [] { DBUser({"me", 1}, nullptr); });
 }
@@ -60,15 +71,16 @@ TEST_F(UserStore, RecordsMeetTheirColumns) {
     UserRow written = expected;
     written.local_user_id = "stale";
     EXPECT_EQ(users->Insert(written), 1U);
-    EXPECT_TRUE(written == expected);
+    EXPECT_EQ(written, expected);
+    fails(SQLITE_CONSTRAINT_PRIMARYKEY, "users.local_user_id", [&] { users->Insert(written); });
     EXPECT_EQ(see(), "NULL" + full_record_seen);
 
     query("DELETE FROM users");
     query(full_record_sql);
     UserRow read;
     EXPECT_EQ(users->GetUserByUserIdAndSource("id", 8, read), 1U);
-    EXPECT_TRUE(read == expected);
-    EXPECT_TRUE(users->GetAll().at(0) == expected);
+    EXPECT_EQ(read, expected);
+    EXPECT_EQ(users->GetAll().at(0), expected);
     EXPECT_EQ(users->Update(expected), 1U);
     EXPECT_EQ(see(), "own" + full_record_seen);
     EXPECT_EQ(users->InsertOrReplace(expected), 1U);
@@ -77,16 +89,12 @@ TEST_F(UserStore, RecordsMeetTheirColumns) {
     EXPECT_EQ(users->Update(expected), 1U) << "selects by id and source";
 }
 
-TEST_F(UserStore, DefaultsAreThoseOfTheColumns) {
+TEST_F(UserStore, NullColumnsGiveEmptyTextsAndOthersHaveDefaults) {
     store("a", 0);
     EXPECT_EQ(see(), "NULL|||0|0|0|0|0||0|0|0|0|0|0|0||||||a|a:0");
-}
-
-TEST_F(UserStore, NullColumnsGiveEmptyTexts) {
-    query(
-        "INSERT INTO users (user_id, group_info, msg_set, data_type) VALUES ('a', NULL, NULL, 2)");
-    const UserRow expected{.user_id = "a", .group_info = "", .msg_set = "", .data_type = 2};
-    EXPECT_TRUE(users->GetAll().at(0) == expected);
+    query("UPDATE users SET local_user_id = NULL, group_info = NULL, msg_set = NULL");
+    EXPECT_EQ(users->GetAll().at(0), (UserRow{.user_id = "a", .group_info = "", .msg_set = ""}));
+    query("UPDATE users SET data_type = 2");
     EXPECT_EQ(found("x"), "");
 }
 
@@ -107,7 +115,7 @@ TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
     std::string seen;
     const logging_to sink([&](auto lev, const std::string& tag, const std::string& text) {
         EXPECT_EQ(lev, base::log::level::DBG);
-        EXPECT_TRUE(contains(tag, "bll/bll.shared/db2/db_handler_user.cpp:"));
+        EXPECT_THAT(tag, HasSubstr("bll/bll.shared/db2/db_handler_user.cpp:"));
         seen += text + ";" + query("SELECT USER_REGEX('n', '', '', 'n')") + ";";
     });
     for (const bool is_on : {true, false}) {
@@ -119,21 +127,34 @@ TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
 
 TEST_F(UserStore, UpdatesOfOneFieldWorkThroughAnyHandlerAndLog) {
     store("u", 1);
-    store("u", 2);
     query("CREATE TEMP TRIGGER t BEFORE UPDATE OF remark ON users BEGIN SELECT RAISE(ABORT, 'no');"
           " END");
     std::string log;
     const logging_to sink([&](auto, auto&, const std::string& text) { log += text + ";"; });
     db::DBBase handler({"me", 1}, connection);
     EXPECT_EQ(DBUser::UpdateIsStartByIdAndSource(true, "u", 1, handler), 1U);
+    EXPECT_EQ(DBUser::UpdateDataTypeByIdAndSource(7, "nobody", 1, handler), 0U);
     fails(SQLITE_CONSTRAINT_TRIGGER, "cannot execute: no, in: UPDATE users SET remark = :remark,",
           [&] { DBUser::UpdateRemarkByIdAndSource("x", "u", 1, handler); });
     EXPECT_EQ(log, "UpdateSingleFieldByIdAndSource field_name:is_star field_value:1 user_id:u;"
+                   "UpdateSingleFieldByIdAndSource field_name:data_type field_value:7"
+                   " user_id:nobody;"
                    "UpdateSingleFieldByIdAndSource field_name:remark field_value:x user_id:u;");
-    EXPECT_EQ(query("SELECT is_star, user_version FROM users"), "1|1;0|0");
     db::DBBase lonely({"me", 1}, nullptr);
     fails(SQLITE_MISUSE, "no database",
           [&] { DBUser::UpdateIsStartByIdAndSource(true, "u", 1, lonely); });
+}
+
+TEST_F(UserStore, AnIndexFindsTheUserOfAnUpdate) {
+    const auto plan = [&] {
+        return query("EXPLAIN QUERY PLAN UPDATE users SET is_star = 1"
+                     " WHERE user_id = 'a' AND user_source = 1");
+    };
+    EXPECT_THAT(plan(), HasSubstr("SCAN users"));
+    users->CreateUserIdIndex();
+    users->CreateUserIdIndex();
+    EXPECT_THAT(plan(), HasSubstr("USING INDEX users_by_user_id_and_source"));
+    EXPECT_EQ(query("PRAGMA integrity_check"), "ok");
 }
 
 TEST_F(UserStore, SetsAreBoundInTheirOrder) {
