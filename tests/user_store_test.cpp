@@ -125,6 +125,123 @@ TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
     EXPECT_EQ(seen, "CreateTable;1;~DBUser;NULL;");
 }
 
+/// Users a:1, a:2, a:-1 and b:1.
+class UserStoreWithUsers : public UserStore {
+protected:
+    UserStoreWithUsers() {
+        query("INSERT INTO users (local_user_id, user_id, user_source, user_name, device_id,"
+              " is_star, remark, user_version, data_type) VALUES"
+              " ('a:1', 'a', 1, 'one', 'mine', 1, 'r', 5, 2), ('a:2', 'a', 2, '', '', 0, '', 0, 6),"
+              " ('a:-1', 'a', 4294967295, 'last', '', 0, '', 0, 0),"
+              " ('b:1', 'b', 1, '', '', 0, '', 0, 1)");
+        query("CREATE TEMP TABLE before AS SELECT * FROM users");
+    }
+    /// The rows that are not as they were at first, and a hyphen with the key of each that is gone.
+    std::string changes() {
+        return query("SELECT local_user_id, user_name, device_id, is_star, is_attention, remark,"
+                     " user_version, data_type FROM"
+                     " (SELECT * FROM users EXCEPT SELECT * FROM before)") +
+               query("SELECT '-' || local_user_id FROM before EXCEPT"
+                     " SELECT '-' || local_user_id FROM users");
+    }
+};
+
+TEST_F(UserStoreWithUsers, AreChangedOneAtATime) {
+    using Change = std::function<uint32_t(DBUser&, UserRow&)>;
+    const auto set = [](auto update, auto value) -> Change {
+        return [=](DBUser& users, UserRow& row) {
+            return update(value, row.user_id, row.user_source, users);
+        };
+    };
+    const Change remove = [](DBUser& users, UserRow& row) {
+        return users.DelUserByUserIdAndSource(row.user_id, row.user_source);
+    };
+    const struct {
+        const char* operation;
+        Change run;
+        std::string user_id, outcome; // what it returns, and what has changed behind it
+    } cases[] = {
+        {"Insert", &DBUser::Insert, "c", "1 c:1|new|theirs|0|1||3|4"},
+        {"InsertOrIgnore", &DBUser::InsertOrIgnore, "c", "1 c:1|new|theirs|0|1||3|4"},
+        {"InsertOrIgnore", &DBUser::InsertOrIgnore, "a", "0 "},
+        {"InsertOrReplace", &DBUser::InsertOrReplace, "c", "1 c:1|new|theirs|0|1||3|4"},
+        {"InsertOrReplace", &DBUser::InsertOrReplace, "a", "1 a:1|new|theirs|0|1||3|4"},
+        {"Update", &DBUser::Update, "c", "0 "},
+        {"Update", &DBUser::Update, "a", "1 a:1|new|mine|0|1||3|4"},
+        {"DelUser", remove, "c", "0 "},
+        {"DelUser", remove, "a", "1 -a:1"},
+        {"data type", set(DBUser::UpdateDataTypeByIdAndSource, 4), "c", "0 "},
+        {"data type", set(DBUser::UpdateDataTypeByIdAndSource, 4), "a", "1 a:1|one|mine|1|0|r|6|4"},
+        {"same star", set(DBUser::UpdateIsStartByIdAndSource, true), "a",
+         "1 a:1|one|mine|1|0|r|6|2"},
+        {"no star", set(DBUser::UpdateIsStartByIdAndSource, false), "a",
+         "1 a:1|one|mine|0|0|r|6|2"},
+        {"attention", set(DBUser::UpdateIsAttentionByIdAndSource, true), "a",
+         "1 a:1|one|mine|1|1|r|6|2"},
+        {"same attention", set(DBUser::UpdateIsAttentionByIdAndSource, false), "a",
+         "1 a:1|one|mine|1|0|r|6|2"},
+        {"remark", set(DBUser::UpdateRemarkByIdAndSource, ""), "a", "1 a:1|one|mine|1|0||6|2"},
+    };
+    for (const auto& [operation, run, user_id, outcome] : cases) {
+        UserRow row{.user_id = user_id, .device_id = "theirs", .user_name = "new"};
+        row.is_attention = row.user_source = 1;
+        row.user_version = 3;
+        row.data_type = 4;
+        query("BEGIN");
+        const uint32_t told = run(*users, row);
+        EXPECT_EQ(std::to_string(told) + " " + changes(), outcome) << operation;
+        query("ROLLBACK");
+    }
+}
+
+/// The keys of some records.
+std::string keys(const std::vector<UserRow>& rows) {
+    std::string all;
+    for (const UserRow& row : rows) {
+        all += row.local_user_id + " ";
+    }
+    return all;
+}
+
+TEST_F(UserStoreWithUsers, AreListedByKindAndSource) {
+    const struct {
+        int mask;
+        std::string all, of_source_1;
+        uint32_t a2; // whether that is found
+    } cases[] = {{0, "", "", 0},
+                 {1, "b:1 ", "b:1 ", 0},
+                 {2, "a:1 a:2 ", "a:1 ", 1},
+                 {3, "a:1 a:2 b:1 ", "a:1 b:1 ", 1},
+                 {4, "a:2 ", "", 1}};
+    for (const auto& [mask, all, of_source_1, a2] : cases) {
+        const auto kinds = db::UserDataType(mask);
+        UserRow row = contact("before");
+        EXPECT_EQ(keys(users->GetUsersByDataType(kinds)), all) << mask;
+        EXPECT_EQ(keys(users->GetUsersByDataTypeAndSource(kinds, 1)), of_source_1) << mask;
+        EXPECT_EQ(users->GetUserByIdSourceAndDataType("a", 2, kinds, row), a2) << mask;
+        EXPECT_EQ(row.user_id, a2 == 1 ? "a" : "before") << mask;
+    }
+    EXPECT_EQ(keys(users->GetAll()), "a:1 a:2 a:-1 b:1 ");
+}
+
+TEST_F(UserStoreWithUsers, AreFoundByTheirKeys) {
+    UserRow row = full_record();
+    for (const auto& [id, source] : {std::pair("c", 1U), {"a", 3U}, {"a:1", 1U}}) {
+        EXPECT_EQ(users->GetUserByUserIdAndSource(id, source, row), 0U) << id << source;
+        EXPECT_EQ(row, full_record());
+    }
+    EXPECT_EQ(users->GetUserByUserIdAndSource("a", 4294967295U, row), 1U) << "of no kind";
+    EXPECT_EQ(row.user_name + row.remark, "last");
+    std::set<std::pair<std::string, int>> some{{"a", 2}, {"a", 3}, {"a", -1}, {"b", 2}};
+    EXPECT_EQ(keys(users->GetUserRowsByUserIds(some)), "a:-1 a:2 ");
+    EXPECT_EQ(keys(users->GetUserRowsByUserIds({})), "");
+    const int limit = sqlite3_limit(connection->native_handle(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
+    for (int i = 0; i <= limit; ++i) {
+        some.emplace("u", i);
+    }
+    fails(SQLITE_ERROR, "too many SQL variables", [&] { users->GetUserRowsByUserIds(some); });
+}
+
 TEST_F(UserStore, UpdatesOfOneFieldWorkThroughAnyHandlerAndLog) {
     store("u", 1);
     query("CREATE TEMP TRIGGER t BEFORE UPDATE OF remark ON users BEGIN SELECT RAISE(ABORT, 'no');"
@@ -176,16 +293,6 @@ TEST_F(UserStore, SetsAreBoundInTheirOrder) {
     EXPECT_EQ(shown(connection->execute(stmt)), "1");
     other.push_front(1);
     fails(SQLITE_RANGE, "':param2'", [&] { db::_bind(stmt, other); });
-}
-
-TEST_F(UserStore, ABatchHasALimit) {
-    const int limit = sqlite3_limit(connection->native_handle(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
-    std::set<std::pair<std::string, int>> many;
-    for (int i = 0; i <= limit; ++i) {
-        many.emplace("u", static_cast<int>(i));
-    }
-    fails(SQLITE_ERROR, "too many SQL variables, in: SELECT * FROM users",
-          [&] { users->GetUserRowsByUserIds(many); });
 }
 
 } // namespace
