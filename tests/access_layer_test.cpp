@@ -257,7 +257,7 @@ TEST_F(AccessLayer, ErrorsNameWhatIsWrong) {
     fails(SQLITE_MISUSE, "a NUL byte in it: SELECT", [&] { run("SELECT 1\0;"s); });
     EXPECT_EQ(shown(run("SELECT 1; -- and\n ; /* no * more */ /*")), "1");
     fails(SQLITE_ERROR, "syntax error, in: SELEC 1" + repeated("é", 97) + "...",
-          [&] { run("SELEC\t \n1" + repeated("é", 2000)); });
+          [&] { run("SELEC\t \n\f\r1" + repeated("é", 2000)); });
     fails(SQLITE_ERROR, "in: SELEC" + repeated("\x80", 198) + "...",
           [&] { run("SELEC" + repeated("\x80", 2000)); }); // characters without a start
 }

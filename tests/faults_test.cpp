@@ -158,7 +158,8 @@ struct faulty_files {
     faulty_files() : vfs(*system) {
         vfs.zName = "faulty";
         vfs.xOpen = [](sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out) {
-            const int code = system->xOpen(system, name, file, flags, out);
+            const int code =
+                fails() ? SQLITE_IOERR_ACCESS : system->xOpen(system, name, file, flags, out);
             if (code == SQLITE_OK) {
                 (flags & SQLITE_OPEN_MAIN_DB) != 0 ? make_faulty<true>(file)
                                                    : make_faulty<false>(file);
@@ -178,6 +179,12 @@ struct faulty_files {
     static inline sqlite3_vfs* const system = sqlite3_vfs_find(nullptr);
     sqlite3_vfs vfs;
 };
+
+TEST(FaultyFiles, AreNotOpenedWithoutTheReason) {
+    const faulty_files files;
+    faulty_files::calls_left = 0;
+    fails(SQLITE_IOERR_ACCESS, "open the database 'a.db'", [] { sqlite::database("a.db"); });
+}
 
 TEST(FaultyFiles, LeaveAllOrNothingOfATransaction) {
     for (const std::string mode : {"DELETE", "TRUNCATE", "PERSIST", "WAL"}) {
