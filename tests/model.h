@@ -2,7 +2,6 @@
 
 #include "tests/support.h"
 
-#include <algorithm>
 #include <map>
 #include <set>
 
@@ -141,20 +140,16 @@ private:
         same(m_users.GetAll(), [](const UserRow&) { return true; });
     }
 
-    /// Expects the rows to be those of the map for which `selected` holds.
+    /// Expects the rows to be those of the map for which `selected` holds, each once.
     template <typename Selected>
-    void same(std::vector<UserRow> rows, Selected selected) {
-        std::vector<UserRow> expected;
-        for (const auto& [key, row] : m_expected) {
-            if (selected(row)) {
-                expected.push_back(row);
-            }
+    void same(const std::vector<UserRow>& rows, Selected selected) {
+        std::multimap<Key, UserRow> read;
+        for (const UserRow& row : rows) {
+            read.emplace(Key(row.user_id, row.user_source), row);
         }
-        std::sort(rows.begin(), rows.end(), [](const UserRow& one, const UserRow& other) {
-            return std::tie(one.user_id, one.user_source) <
-                   std::tie(other.user_id, other.user_source);
-        });
-        EXPECT_EQ(rows, expected);
+        std::multimap<Key, UserRow> expected(m_expected.begin(), m_expected.end());
+        std::erase_if(expected, [&](const auto& entry) { return !selected(entry.second); });
+        EXPECT_EQ(read, expected);
     }
 
     std::function<uint64_t()> m_numbers;

@@ -114,6 +114,7 @@ protected:
         : connection(std::move(db)) {}
 
     std::string query(const std::string& sql) { return shown(connection->execute(sql)); }
+    void store(db::UserRow row) { EXPECT_EQ(users->Insert(row), 1U); }
     /// The ids of the users found, in the order in which they were stored.
     std::string found(const std::string& key_word) {
         std::string ids;

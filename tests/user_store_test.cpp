@@ -1,5 +1,6 @@
 #include "tests/support.h"
 
+#include <array>
 #include <forward_list>
 
 using db::DBUser;
@@ -34,10 +35,6 @@ const std::string full_record_seen =
 class UserStore : public WithStore {
 protected:
     std::string see() { return query("SELECT " + columns + " FROM users"); }
-    void store(const std::string& user_id, uint32_t source) {
-        UserRow row{.user_id = user_id, .user_source = source};
-        EXPECT_EQ(users->Insert(row), 1U);
-    }
 };
 
 TEST_F(UserStore, CreatesTheTableOnce) {
@@ -58,7 +55,7 @@ TEST_F(UserStore, CreatesTheTableOnce) {
               ";17|gender|INTEGER|1|0|0;18|data_type|INTEGER|1|0|0;19|group_info|TEXT|0|'0'|0"
               ";20|msg_set|TEXT|0|'0'|0;21|in_black_list|INTEGER|1|0|0"
               ";22|is_blacked|INTEGER|1|0|0");
-    store("a", 1);
+    store(contact("a"));
     const DBUser second({"you", 1}, connection);
     users->CreateTable();
     EXPECT_EQ(schema(), as_created);
@@ -90,7 +87,7 @@ TEST_F(UserStore, RecordsMeetTheirColumns) {
 }
 
 TEST_F(UserStore, NullColumnsGiveEmptyTextsAndOthersHaveDefaults) {
-    store("a", 0);
+    store({.user_id = "a"});
     EXPECT_EQ(see(), "NULL|||0|0|0|0|0||0|0|0|0|0|0|0||||||a|a:0");
     query("UPDATE users SET local_user_id = NULL, group_info = NULL, msg_set = NULL");
     EXPECT_EQ(users->GetAll().at(0), (UserRow{.user_id = "a", .group_info = "", .msg_set = ""}));
@@ -204,22 +201,23 @@ std::string keys(const std::vector<UserRow>& rows) {
 }
 
 TEST_F(UserStoreWithUsers, AreListedByKindAndSource) {
+    using enum db::UserDataType;
     const struct {
-        int mask;
+        db::UserDataType kinds;
         std::string all, of_source_1;
         uint32_t a2; // whether that is found
-    } cases[] = {{0, "", "", 0},
-                 {1, "b:1 ", "b:1 ", 0},
-                 {2, "a:1 a:2 ", "a:1 ", 1},
-                 {3, "a:1 a:2 b:1 ", "a:1 b:1 ", 1},
-                 {4, "a:2 ", "", 1}};
-    for (const auto& [mask, all, of_source_1, a2] : cases) {
-        const auto kinds = db::UserDataType(mask);
+    } cases[] = {{USERDATA_DEFAULT, "", "", 0},
+                 {USERDATA_USER, "b:1 ", "b:1 ", 0},
+                 {USERDATA_CONTACT, "a:1 a:2 ", "a:1 ", 1},
+                 {USERDATA_USER | USERDATA_CONTACT, "a:1 a:2 b:1 ", "a:1 b:1 ", 1},
+                 {USERDATA_PUBLIC_ACCOUNT, "a:2 ", "", 1}};
+    for (const auto& [kinds, all, of_source_1, a2] : cases) {
+        SCOPED_TRACE(static_cast<int>(kinds));
         UserRow row = contact("before");
-        EXPECT_EQ(keys(users->GetUsersByDataType(kinds)), all) << mask;
-        EXPECT_EQ(keys(users->GetUsersByDataTypeAndSource(kinds, 1)), of_source_1) << mask;
-        EXPECT_EQ(users->GetUserByIdSourceAndDataType("a", 2, kinds, row), a2) << mask;
-        EXPECT_EQ(row.user_id, a2 == 1 ? "a" : "before") << mask;
+        EXPECT_EQ(keys(users->GetUsersByDataType(kinds)), all);
+        EXPECT_EQ(keys(users->GetUsersByDataTypeAndSource(kinds, 1)), of_source_1);
+        EXPECT_EQ(users->GetUserByIdSourceAndDataType("a", 2, kinds, row), a2);
+        EXPECT_EQ(row.user_id, a2 == 1 ? "a" : "before");
     }
     EXPECT_EQ(keys(users->GetAll()), "a:1 a:2 a:-1 b:1 ");
 }
@@ -243,23 +241,23 @@ TEST_F(UserStoreWithUsers, AreFoundByTheirKeys) {
 }
 
 TEST_F(UserStore, UpdatesOfOneFieldWorkThroughAnyHandlerAndLog) {
-    store("u", 1);
+    store(contact("u"));
     query("CREATE TEMP TRIGGER t BEFORE UPDATE OF remark ON users BEGIN SELECT RAISE(ABORT, 'no');"
           " END");
     std::string log;
     const logging_to sink([&](auto, auto&, const std::string& text) { log += text + ";"; });
     db::DBBase handler({"me", 1}, connection);
-    EXPECT_EQ(DBUser::UpdateIsStartByIdAndSource(true, "u", 1, handler), 1U);
+    EXPECT_EQ(DBUser::UpdateIsStartByIdAndSource(true, "u", 0, handler), 1U);
     EXPECT_EQ(DBUser::UpdateDataTypeByIdAndSource(7, "nobody", 1, handler), 0U);
     fails(SQLITE_CONSTRAINT_TRIGGER, "cannot execute: no, in: UPDATE users SET remark = :remark,",
-          [&] { DBUser::UpdateRemarkByIdAndSource("x", "u", 1, handler); });
+          [&] { DBUser::UpdateRemarkByIdAndSource("x", "u", 0, handler); });
     EXPECT_EQ(log, "UpdateSingleFieldByIdAndSource field_name:is_star field_value:1 user_id:u;"
                    "UpdateSingleFieldByIdAndSource field_name:data_type field_value:7"
                    " user_id:nobody;"
                    "UpdateSingleFieldByIdAndSource field_name:remark field_value:x user_id:u;");
     db::DBBase lonely({"me", 1}, nullptr);
     fails(SQLITE_MISUSE, "no database",
-          [&] { DBUser::UpdateIsStartByIdAndSource(true, "u", 1, lonely); });
+          [&] { DBUser::UpdateIsStartByIdAndSource(true, "u", 0, lonely); });
 }
 
 TEST_F(UserStore, AnIndexFindsTheUserOfAnUpdate) {
@@ -275,9 +273,7 @@ TEST_F(UserStore, AnIndexFindsTheUserOfAnUpdate) {
 }
 
 TEST_F(UserStore, SetsAreBoundInTheirOrder) {
-    struct {
-        [[nodiscard]] static size_t size() { return 0; }
-    } nothing;
+    std::array<unsigned int, 0> nothing;
     EXPECT_EQ(db::_prepare_bind(nothing), "(  ) ");
     std::vector<unsigned int> items{2, 4, 8};
     EXPECT_EQ(db::_prepare_bind(items), "( :param0, :param1, :param2  ) ");

@@ -6,9 +6,7 @@ class Walk : public WithStore {
 protected:
     Walk() {
         for (const char* id : {"a", "b", "c", "d"}) {
-            db::UserRow row = contact(id, "name");
-            row.user_source = id == "d"s ? 2 : 1;
-            users->Insert(row);
+            store(contact(id, "name"));
         }
     }
 
@@ -35,7 +33,7 @@ TEST_F(Walk, TheVisitorUsesTheStore) {
     users->WalkUserRowsWithKeyWord("name", [&](db::UserRow& row) {
         seen += row.user_id + std::to_string(users->SearchUserRowsWithKeyWord("ame").size());
         db::DBUser::UpdateIsStartByIdAndSource(true, row.user_id, row.user_source, *users);
-        users->DelUserByUserIdAndSource("c", 1);
+        users->DelUserByUserIdAndSource("c", 0);
         return true;
     });
     EXPECT_EQ(seen, "a4b3d3");
