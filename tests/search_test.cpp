@@ -146,6 +146,7 @@ TEST(RegexContainer, FindsWhatItsExpressionSays) {
         {"ab\\.c[de]", "ab.ce", "ab.c .cd"},
         {"a.+", "ab", "a"},
         {"\\`b", "ba", "ab"},
+        {"bbbbbacb", repeated("b", 150) + "acb", repeated("b", 150) + "abbbbacb"},
         {"a,[^,]+" + repeated("a,", 10), repeated("a,", 60) + "b" + repeated("a,", 60),
          repeated("a,", 60) + "b," + repeated("a,", 60)},
     };
