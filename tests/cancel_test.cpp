@@ -121,7 +121,7 @@ protected:
 /// By hand once with --gtest_repeat=40.
 TEST_F(Cancelled, ByAProgressHandler) {
     for (const int interval : {1, 5, 100, 1000}) {
-        for (const size_t kept : {0, 16}) {
+        for (const size_t kept : {0U, 16U}) {
             SCOPED_TRACE(testing::Message()
                          << "every " << interval << " steps, " << kept << " statements kept");
             db->set_statement_cache_capacity(kept);
