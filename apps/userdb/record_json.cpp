@@ -197,9 +197,7 @@ public:
 
 private:
     [[noreturn]] static void refuse_whole() { throw bad_input("no JSON object"); }
-    [[nodiscard]] std::string key_name() const {
-        return std::string(db::user_column_names[m_column]);
-    }
+    [[nodiscard]] std::string key_name() const { return db::user_column_names[m_column]; }
     [[nodiscard]] bool may_be_structured() const {
         return m_column == column_of("remark") || m_column == column_of("group_info");
     }

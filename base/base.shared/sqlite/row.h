@@ -2,6 +2,7 @@
 
 #include "base/base.shared/sqlite/field.h"
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -49,8 +50,8 @@ public:
     /// if there is no column at a position; the values before that one have been read then.
     template <readable... T>
     void read(const std::vector<size_t>& positions, T&... values) const {
-        const slot slots[] = {{&values, &field::read_into<T>}...};
-        read_slots(positions, slots, sizeof...(values));
+        const std::array<slot, sizeof...(T)> slots{slot{&values, &field::read_into<T>}...};
+        read_slots(positions, slots.data(), slots.size());
     }
 
 private:

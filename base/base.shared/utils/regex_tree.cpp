@@ -3,6 +3,7 @@
 #include "base/base.shared/utils/regex_container.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <set>
 #include <utility>
@@ -82,13 +83,19 @@ void append(RegexTree& sequence, RegexTree part) {
 
 /// The ASCII characters of each class, as the first and last ones of ranges. Letters of one case
 /// stand for both.
-constexpr std::pair<std::string_view, std::string_view> classes[] = {
-    {"[:alnum:]", "09AZ"},     {"[:alpha:]", "AZ"},
-    {"[:blank:]", "\t\t  "},   {"[:cntrl:]", "\1\37\177\177"},
-    {"[:digit:]", "09"},       {"[:graph:]", "!~"},
-    {"[:lower:]", "AZ"},       {"[:print:]", " ~"},
-    {"[:punct:]", "!/:@[`{~"}, {"[:space:]", "\t\r  "},
-    {"[:upper:]", "AZ"},       {"[:xdigit:]", "09AF"}};
+constexpr std::array<std::pair<std::string_view, std::string_view>, 12> classes{
+    {{"[:alnum:]", "09AZ"},
+     {"[:alpha:]", "AZ"},
+     {"[:blank:]", "\t\t  "},
+     {"[:cntrl:]", "\1\37\177\177"},
+     {"[:digit:]", "09"},
+     {"[:graph:]", "!~"},
+     {"[:lower:]", "AZ"},
+     {"[:print:]", " ~"},
+     {"[:punct:]", "!/:@[`{~"},
+     {"[:space:]", "\t\r  "},
+     {"[:upper:]", "AZ"},
+     {"[:xdigit:]", "09AF"}}};
 
 void add_range(ByteSet& members, char first, char last) {
     for (auto byte = static_cast<unsigned char>(first); byte <= static_cast<unsigned char>(last);

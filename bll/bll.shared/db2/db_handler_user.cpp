@@ -250,7 +250,7 @@ KeyWord key_word_of(sqlite3_context* context, sqlite3_value* value) {
     if (const void* kept = sqlite3_get_auxdata(context, argument)) {
         return *static_cast<const KeyWord*>(kept);
     }
-    const auto key_word = std::make_shared<const std::string>(text_of(value));
+    auto key_word = std::make_shared<const std::string>(text_of(value));
     sqlite3_set_auxdata(context, argument, new KeyWord(key_word),
                         [](void* kept) { delete static_cast<KeyWord*>(kept); });
     return key_word;
