@@ -202,7 +202,7 @@ int main(int argc, char** argv) {
     const double for_seconds = argc > 1 ? std::atof(argv[1]) : 10;
     Search search(argc > 2 ? static_cast<unsigned>(std::atoi(argv[2])) : std::random_device()());
     search.run(for_seconds);
-    for (const size_t size : {10, 1'000, 30'000, 500'000}) {
+    for (const size_t size : {10U, 1'000U, 30'000U, 500'000U}) {
         std::cout << "a plain keyword of " << size << " bytes: " << plain_ms(size) << " ms\n";
     }
 }
