@@ -44,13 +44,39 @@ public:
     ///   are the low bits of that, and `bool` is whether it is not 0.
     /// - SQL NULL gives an empty text, and 0.
     template <readable T>
-    [[nodiscard]] T as() const;
+    [[nodiscard]] T as() const {
+        T value{};
+        read(&read_into<T>, &value);
+        return value;
+    }
 
 private:
     friend class row;
 
+    /// Reads a column that the current row has. The connection is held.
+    using reader = void (*)(sqlite3_stmt* stmt, size_t index, void* value);
+
     template <readable T>
-    static void read_into(sqlite3_stmt* stmt, size_t index, void* value);
+    static void read_into(sqlite3_stmt* stmt, size_t index, void* value) {
+        T& target = *static_cast<T*>(value);
+        if constexpr (std::is_constructible_v<T, std::nullopt_t>) {
+            target.reset();
+            if (!is_null_at(stmt, index)) {
+                read_into<typename T::value_type>(stmt, index, &target.emplace());
+            }
+        } else if constexpr (std::is_same_v<T, std::string>) {
+            read_text(stmt, index, target);
+        } else if constexpr (std::is_same_v<T, double>) {
+            target = real_at(stmt, index);
+        } else {
+            target = static_cast<T>(integer_at(stmt, index));
+        }
+    }
+    [[nodiscard]] static bool is_null_at(sqlite3_stmt* stmt, size_t index);
+    [[nodiscard]] static long long integer_at(sqlite3_stmt* stmt, size_t index);
+    [[nodiscard]] static double real_at(sqlite3_stmt* stmt, size_t index);
+    static void read_text(sqlite3_stmt* stmt, size_t index, std::string& value);
+    void read(reader read_value, void* value) const;
 
     std::shared_ptr<sqlite3_stmt> stmt;
     const size_t index;

@@ -58,7 +58,7 @@ private:
     /// A value, and the function that reads a column into it.
     struct slot {
         void* value;
-        void (*read)(sqlite3_stmt* stmt, size_t index, void* value);
+        field::reader read;
     };
 
     [[nodiscard]] bool is_valid_index(const size_t& index) const;

@@ -7,42 +7,6 @@
 
 namespace sqlite {
 
-namespace {
-
-int bind_value(sqlite3_stmt* stmt, int position, const char* value) {
-    return sqlite3_bind_text(stmt, position, value, -1, SQLITE_TRANSIENT);
-}
-
-int bind_value(sqlite3_stmt* stmt, int position, std::string_view value) {
-    return sqlite3_bind_text64(stmt, position, value.data() != nullptr ? value.data() : "",
-                               value.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-}
-
-template <std::integral T>
-int bind_value(sqlite3_stmt* stmt, int position, T value) {
-    return sqlite3_bind_int64(stmt, position, value);
-}
-
-int bind_value(sqlite3_stmt* stmt, int position, double value) {
-    return sqlite3_bind_double(stmt, position, value);
-}
-
-int bind_value(sqlite3_stmt* stmt, int position, std::nullptr_t /*value*/) {
-    return sqlite3_bind_null(stmt, position);
-}
-
-/// A text that SQLite does not copy.
-struct uncopied {
-    const std::string& text;
-};
-
-int bind_value(sqlite3_stmt* stmt, int position, uncopied value) {
-    return sqlite3_bind_text64(stmt, position, value.text.data(), value.text.size(), SQLITE_STATIC,
-                               SQLITE_UTF8);
-}
-
-} // namespace
-
 statement::statement(const std::shared_ptr<sqlite3_stmt>& stmt) : stmt(stmt) {}
 
 size_t statement::parameter_count() const {
@@ -51,11 +15,6 @@ size_t statement::parameter_count() const {
 
 void statement::bind(const std::string& name, const char* value) {
     bind(position_of(name), value);
-}
-
-template <bindable T>
-void statement::bind(const std::string& name, const T& value) {
-    bind_at(position_of(name), value);
 }
 
 void statement::clear_bindings() {
@@ -85,16 +44,17 @@ size_t statement::position_of(const std::string& name) const {
 }
 
 void statement::bind(size_t position, const char* value) {
-    bind_at(position, value);
-}
-
-template <bindable T>
-void statement::bind(size_t position, const T& value) {
-    bind_at(position, value);
+    if (value != nullptr) {
+        bind_value(position, std::string_view(value));
+    } else {
+        bind_value(position, nullptr);
+    }
 }
 
 void statement::bind_no_copy(size_t position, const std::string& value) {
-    bind_at(position, uncopied{value});
+    require_bound(sqlite3_bind_text64(stmt.get(), parameter_at(position), value.data(),
+                                      value.size(), SQLITE_STATIC, SQLITE_UTF8),
+                  position);
 }
 
 void statement::throw_on_bind_error(const int code, const std::string& name) const {
@@ -103,39 +63,41 @@ void statement::throw_on_bind_error(const int code, const std::string& name) con
     }
 }
 
-template <typename T>
-void statement::bind_at(size_t position, const T& value) {
+void statement::bind_value(size_t position, long long value) {
+    require_bound(sqlite3_bind_int64(stmt.get(), parameter_at(position), value), position);
+}
+
+void statement::bind_value(size_t position, double value) {
+    require_bound(sqlite3_bind_double(stmt.get(), parameter_at(position), value), position);
+}
+
+void statement::bind_value(size_t position, std::string_view value) {
+    const char* text = value.data() != nullptr ? value.data() : ""; // or it would be SQL NULL
+    require_bound(sqlite3_bind_text64(stmt.get(), parameter_at(position), text, value.size(),
+                                      SQLITE_TRANSIENT, SQLITE_UTF8),
+                  position);
+}
+
+void statement::bind_value(size_t position, std::nullptr_t /*value*/) {
+    require_bound(sqlite3_bind_null(stmt.get(), parameter_at(position)), position);
+}
+
+/// The position as SQLite takes it, of a statement that is not running any more.
+int statement::parameter_at(size_t position) {
     if (position == 0 || position > parameter_count()) {
         throw error(SQLITE_RANGE, "no parameter at position " + std::to_string(position) + " of " +
                                       std::to_string(parameter_count()) +
                                       " in: " + detail::shown(stmt.get()));
     }
     detail::abandon_run(stmt.get());
-    const int code = bind_value(stmt.get(), static_cast<int>(position), value);
-    if (code != SQLITE_OK) {
-        const char* name = sqlite3_bind_parameter_name(stmt.get(), static_cast<int>(position));
-        throw_on_bind_error(
-            code, name != nullptr ? name : std::string("?").append(std::to_string(position)));
-    }
+    return static_cast<int>(position);
 }
 
-template void statement::bind(const std::string&, const std::string&);
-template void statement::bind(const std::string&, const std::string_view&);
-template void statement::bind(const std::string&, const int&);
-template void statement::bind(const std::string&, const unsigned int&);
-template void statement::bind(const std::string&, const long&);
-template void statement::bind(const std::string&, const long long&);
-template void statement::bind(const std::string&, const double&);
-template void statement::bind(const std::string&, const bool&);
-template void statement::bind(const std::string&, const std::nullptr_t&);
-template void statement::bind(size_t, const std::string&);
-template void statement::bind(size_t, const std::string_view&);
-template void statement::bind(size_t, const int&);
-template void statement::bind(size_t, const unsigned int&);
-template void statement::bind(size_t, const long&);
-template void statement::bind(size_t, const long long&);
-template void statement::bind(size_t, const double&);
-template void statement::bind(size_t, const bool&);
-template void statement::bind(size_t, const std::nullptr_t&);
+void statement::require_bound(int code, size_t position) const {
+    if (code != SQLITE_OK) {
+        const char* name = sqlite3_bind_parameter_name(stmt.get(), static_cast<int>(position));
+        throw_on_bind_error(code, name != nullptr ? name : "?" + std::to_string(position));
+    }
+}
 
 } // namespace sqlite

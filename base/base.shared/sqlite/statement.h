@@ -2,6 +2,7 @@
 
 #include "base/base.shared/sqlite/field.h"
 
+#include <concepts>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -45,7 +46,9 @@ public:
     /// parameters.
     void bind(const std::string& name, const char* value);
     template <bindable T>
-    void bind(const std::string& name, const T& value);
+    void bind(const std::string& name, const T& value) {
+        bind(position_of(name), value);
+    }
 
     /// The position of a parameter, for `bind` by position. Positions count from 1, in the order in
     /// which the parameters first appear. Throws `error` if there is no such parameter.
@@ -54,7 +57,13 @@ public:
     /// what `bind` by name does, for the same types. Throws `error` if there is no such position.
     void bind(size_t position, const char* value);
     template <bindable T>
-    void bind(size_t position, const T& value);
+    void bind(size_t position, const T& value) {
+        if constexpr (std::integral<T>) {
+            bind_value(position, static_cast<long long>(value));
+        } else {
+            bind_value(position, value);
+        }
+    }
     /// Binds a text without a copy. The text must stay as it is until the statement has run for the
     /// last time, the parameter is bound anew, or the statement is gone.
     void bind_no_copy(size_t position, const std::string& value);
@@ -72,8 +81,12 @@ private:
     friend class database;
 
     void throw_on_bind_error(const int code, const std::string& name) const;
-    template <typename T>
-    void bind_at(size_t position, const T& value);
+    void bind_value(size_t position, long long value);
+    void bind_value(size_t position, double value);
+    void bind_value(size_t position, std::string_view value);
+    void bind_value(size_t position, std::nullptr_t value);
+    [[nodiscard]] int parameter_at(size_t position);
+    void require_bound(int code, size_t position) const;
 
     std::shared_ptr<sqlite3_stmt> stmt;
 };

@@ -12,19 +12,18 @@ namespace sqlite {
 
 namespace {
 
-int run(sqlite3* db, const char* sql) noexcept {
-    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-}
+using row_callback = int (*)(void* context, int columns, char** values, char** names);
 
-/// Calls `attempt` again while it says that it was interrupted, since such a statement may have
-/// taken effect or not. An interrupt by a progress handler passes; one of a walk around the
-/// transaction lasts, so that this gives up in the end.
-template <typename Attempt>
-int uninterrupted(Attempt attempt) noexcept {
+/// Runs a statement until it is known whether it took effect. One that reports an interrupt may
+/// have, so it is run again: if it then finds nothing to end, it had. An interrupt by a progress
+/// handler passes; one of a walk around the transaction lasts, so that this gives up in the end.
+int run(sqlite3* db, const char* sql, row_callback on_row = nullptr,
+        void* context = nullptr) noexcept {
     constexpr int most = 100;
-    int code = attempt();
+    int code = sqlite3_exec(db, sql, on_row, context, nullptr);
     for (int tried = 1; code == SQLITE_INTERRUPT && tried < most; ++tried) {
-        code = attempt();
+        code = sqlite3_exec(db, sql, on_row, context, nullptr);
+        code = code == SQLITE_ERROR ? SQLITE_OK : code;
     }
     return code;
 }
@@ -37,24 +36,19 @@ std::array<char, 64> savepoint_sql(const char* verb, uint32_t level) noexcept {
     return sql;
 }
 
-/// In ms, 0 for a busy handler of the application.
-int busy_timeout(sqlite3* db, int& code) noexcept {
+/// In ms; 0 for a busy handler of the application, and if SQLite does not tell.
+int busy_timeout(sqlite3* db) noexcept {
     int timeout = 0;
     const auto note = [](void* noted, int /*columns*/, char** values, char** /*names*/) {
         *static_cast<int*>(noted) = values[0] != nullptr ? std::atoi(values[0]) : 0; // no memory
         return 0;
     };
-    code = uninterrupted(
-        [&] { return sqlite3_exec(db, "PRAGMA busy_timeout", note, &timeout, nullptr); });
+    run(db, "PRAGMA busy_timeout", note, &timeout);
     return timeout;
 }
 
 error ended_inside() {
     return {SQLITE_MISUSE, "the transaction was ended inside of it"};
-}
-
-[[noreturn]] void fail(sqlite3* db, int code, const char* sql) {
-    detail::fail(db, code, "execute", sql);
 }
 
 } // namespace
@@ -67,7 +61,7 @@ bool transaction_state::is_open() const noexcept {
 
 void transaction_state::require_intact() {
     if (const int code = pay_rollback(); code != SQLITE_OK) {
-        sqlite::fail(m_db, code, "ROLLBACK");
+        fail(m_db, code, "execute", "ROLLBACK");
     }
     if (m_innermost == nullptr || is_open()) {
         return;
@@ -79,7 +73,7 @@ void transaction_state::require_intact() {
 }
 
 int transaction_state::pay_rollback() noexcept {
-    const int code = m_owes_rollback && is_open() ? finish("ROLLBACK") : SQLITE_OK;
+    const int code = m_owes_rollback && is_open() ? run(m_db, "ROLLBACK") : SQLITE_OK;
     m_owes_rollback = code != SQLITE_OK && is_open();
     return m_owes_rollback ? code : SQLITE_OK;
 }
@@ -88,14 +82,6 @@ void transaction_state::roll_back() noexcept {
     m_owes_rollback = true;
     m_is_rolled_back = true;
     pay_rollback();
-}
-
-/// Runs a COMMIT or ROLLBACK. Goes by what took effect, whatever was reported of an interrupt.
-int transaction_state::finish(const char* sql) noexcept {
-    return uninterrupted([&] {
-        const int code = run(m_db, sql);
-        return code == SQLITE_INTERRUPT && !is_open() ? SQLITE_OK : code;
-    });
 }
 
 } // namespace detail
@@ -107,23 +93,18 @@ transaction::transaction(database& db)
     m_level = m_outer != nullptr ? m_outer->m_level + 1 : 1;
     m_is_nested = m_state.is_open();
     const bool may_write = sqlite3_db_readonly(db.db, "main") == 0;
-    if (!m_is_nested && may_write) {
-        int code = SQLITE_OK;
-        m_busy_timeout = busy_timeout(db.db, code);
-        if (code != SQLITE_OK) {
-            fail(db.db, code, "PRAGMA busy_timeout");
-        }
-    }
+    m_busy_timeout = !m_is_nested && may_write ? busy_timeout(db.db) : 0;
     const auto savepoint = savepoint_sql("SAVEPOINT", m_level);
     const char* begin = m_is_nested ? savepoint.data()
                         : may_write ? "BEGIN IMMEDIATE"
                                     : "BEGIN"; // older versions of SQLite refuse the other one
-    if (const int code = run(db.db, begin); code != SQLITE_OK) {
+    const int code = sqlite3_exec(db.db, begin, nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK) {
         // It can have taken effect nevertheless. A savepoint without contents does no harm.
         if (!m_is_nested && m_state.is_open()) {
             m_state.roll_back();
         }
-        fail(db.db, code, begin);
+        detail::fail(db.db, code, "execute", begin);
     }
     if (m_busy_timeout > 0) {
         sqlite3_busy_timeout(db.db, 0);
@@ -145,13 +126,14 @@ void transaction::commit() {
     }
     m_state.require_intact();
     set_busy_timeout_back();
-    const int code = m_is_nested ? release() : m_state.finish("COMMIT");
+    const int code =
+        run(m_db.db, m_is_nested ? savepoint_sql("RELEASE", m_level).data() : "COMMIT");
     if (m_is_nested && code == SQLITE_ERROR) { // there is no such savepoint
         throw ended_inside();
     }
     if (code != SQLITE_OK) {
         m_state.m_is_rolled_back = !m_state.is_open();
-        fail(m_db.db, code, m_is_nested ? "RELEASE" : "COMMIT");
+        detail::fail(m_db.db, code, "execute", m_is_nested ? "RELEASE" : "COMMIT");
     }
     end();
 }
@@ -165,7 +147,11 @@ void transaction::rollback() noexcept {
     for (transaction* outer = m_outer; outer != nullptr; outer = outer->m_outer) {
         outer->m_changes_before += undone;
     }
-    if (m_state.is_open() && !undo_savepoint()) {
+    const bool is_undone =
+        !m_state.is_open() ||
+        (m_is_nested && run(m_db.db, savepoint_sql("ROLLBACK TO", m_level).data()) == SQLITE_OK &&
+         run(m_db.db, savepoint_sql("RELEASE", m_level).data()) == SQLITE_OK);
+    if (!is_undone) {
         m_state.roll_back(); // notes it too if SQLite has, for a failure of the above
     }
     end();
@@ -186,30 +172,10 @@ uint32_t transaction::changes() const {
 
 /// Leaves a time-out alone that was set inside.
 void transaction::set_busy_timeout_back() noexcept {
-    int code = SQLITE_OK;
-    if (m_busy_timeout > 0 && busy_timeout(m_db.db, code) == 0) {
+    if (m_busy_timeout > 0 && busy_timeout(m_db.db) == 0) {
         sqlite3_busy_timeout(m_db.db, m_busy_timeout);
     }
     m_busy_timeout = 0;
-}
-
-/// False if it is none, or if SQLite cannot undo it.
-bool transaction::undo_savepoint() noexcept {
-    const auto undo = savepoint_sql("ROLLBACK TO", m_level);
-    return m_is_nested && uninterrupted([&] { return run(m_db.db, undo.data()); }) == SQLITE_OK &&
-           release() == SQLITE_OK;
-}
-
-/// Ends the savepoint and keeps what is in it. Returns SQLite's code, SQLITE_OK if it is gone.
-int transaction::release() noexcept {
-    const auto sql = savepoint_sql("RELEASE", m_level);
-    bool is_repeated = false;
-    return uninterrupted([&] {
-        const int code = run(m_db.db, sql.data());
-        const bool is_gone = code == SQLITE_ERROR && is_repeated;
-        is_repeated = true;
-        return is_gone ? SQLITE_OK : code;
-    });
 }
 
 /// Takes the objects inside with it.

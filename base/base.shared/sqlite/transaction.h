@@ -13,8 +13,8 @@ namespace sqlite {
 /// Otherwise, once it outgrows SQLite's page cache while another connection reads, each further
 /// page would wait it out; so the cache grows until the reader has ended. A time-out that is set
 /// inside stays. So does a busy handler that was set before through SQLite's own interface; one
-/// that is set inside is lost at the end, because SQLite does not tell it from the time-out 0. An
-/// authorizer must allow PRAGMA busy_timeout.
+/// that is set inside is lost at the end, because SQLite does not tell it from the time-out 0.
+/// Under an authorizer that denies PRAGMA busy_timeout the time-out stays as it is.
 ///
 /// Holds the connection's lock until it has ended, on the thread that made it. It ends by `commit`,
 /// `rollback` or its destructor. One that is rolled back takes those inside of it with it: they are
@@ -54,8 +54,6 @@ public:
 
 private:
     void set_busy_timeout_back() noexcept;
-    bool undo_savepoint() noexcept;
-    int release() noexcept;
     void end() noexcept;
 
     std::unique_lock<database> m_lock; // held until the end

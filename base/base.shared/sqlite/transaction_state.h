@@ -32,7 +32,6 @@ private:
     friend class sqlite::transaction;
 
     void roll_back() noexcept;
-    int finish(const char* sql) noexcept;
 
     sqlite3* m_db;
     transaction* m_innermost =
