@@ -395,14 +395,6 @@ std::vector<db::UserRow> DBUser::GetAll() {
     return list([&](const auto& visit) { WalkAll(visit); });
 }
 
-std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word) {
-    return list([&](const auto& visit) { WalkUserRowsWithKeyWord(std::move(key_word), visit); });
-}
-
-void DBUser::WalkAll(const std::function<bool(db::UserRow&)>& visit) {
-    walk(run(*m_db, "SELECT * from users;", bind_nothing), visit);
-}
-
 void DBUser::WalkUsersByDataType(db::UserDataType data_type,
                                  const std::function<bool(db::UserRow&)>& visit) {
     const auto bind = [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); };
@@ -420,6 +412,14 @@ void DBUser::WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t u
     walk(run(*m_db, sql, bind), visit);
 }
 
+void DBUser::WalkAll(const std::function<bool(db::UserRow&)>& visit) {
+    walk(run(*m_db, "SELECT * from users;", bind_nothing), visit);
+}
+
+std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word) {
+    return list([&](const auto& visit) { WalkUserRowsWithKeyWord(std::move(key_word), visit); });
+}
+
 void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
                                      const std::function<bool(db::UserRow&)>& visit) {
     if (m_registered.expired()) {
@@ -432,12 +432,6 @@ void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
         bind_mask(stmt, UserDataType::USERDATA_CONTACT);
     };
     walk(run(*m_db, m_db->prepare_uncached_statement(sql), bind), visit);
-}
-
-void DBUser::CreateUserIdIndex() {
-    run(*m_db,
-        "CREATE INDEX IF NOT EXISTS users_by_user_id_and_source ON users (user_id, user_source)",
-        bind_nothing);
 }
 
 uint32_t DBUser::Update(db::UserRow& user_row) {
@@ -486,6 +480,12 @@ uint32_t DBUser::UpdateRemarkByIdAndSource(std::string remark, std::string user_
                                            uint32_t user_source, db::DBBase& db) {
     return UpdateSingleFieldByIdAndSource<std::string>("remark", std::move(remark),
                                                        std::move(user_id), user_source, db);
+}
+
+void DBUser::CreateUserIdIndex() {
+    run(*m_db,
+        "CREATE INDEX IF NOT EXISTS users_by_user_id_and_source ON users (user_id, user_source)",
+        bind_nothing);
 }
 
 void DBUser::create_custom_function() {

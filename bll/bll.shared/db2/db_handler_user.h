@@ -123,6 +123,20 @@ public:
     std::vector<db::UserRow> GetUsersByDataTypeAndSource(db::UserDataType data_type,
                                                          uint32_t user_source);
     std::vector<db::UserRow> GetAll();
+    /// The same lists, record by record: `visit` gets each, which is its to move from, and returns
+    /// whether to go on. One record is in memory at a time. The walk ends its statement when
+    /// `visit` says so or throws. `visit` may use the store and the connection, within SQLite's
+    /// limits. No function can be registered meanwhile, so that no store can be made and no other
+    /// store of the connection can search. No table can be dropped, and a column that is dropped
+    /// makes the rest of the walk deliver other fields. A rollback can end the walk with
+    /// SQLITE_ABORT_ROLLBACK. Whether users that are stored meanwhile are visited is open: a walk
+    /// that calls `InsertOrReplace` for each user it visits can go on for ever, because a replaced
+    /// user stands behind all others again. `Update` and the updates of one field keep the place.
+    void WalkUsersByDataType(db::UserDataType data_type,
+                             const std::function<bool(db::UserRow&)>& visit);
+    void WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
+                                      const std::function<bool(db::UserRow&)>& visit);
+    void WalkAll(const std::function<bool(db::UserRow&)>& visit);
 
     /// The contacts whose name, remark name or group nick names contain the keyword, in SQLite's
     /// order. The keyword is a POSIX extended regular expression, not a literal text, put inside
@@ -139,8 +153,10 @@ public:
     /// contact that has any of the three. Reads the whole table. A keyword with a NUL byte in it
     /// throws, since no SQL text can hold it. See `escape_key_word` for a literal text. A search
     /// that sqlite3_interrupt has stopped throws SQLITE_INTERRUPT once the text of the current
-    /// contact has been searched; the next search works.
+    /// contact has been searched; the next search works. The walk is one as those above.
     std::vector<db::UserRow> SearchUserRowsWithKeyWord(std::string key_word);
+    void WalkUserRowsWithKeyWord(std::string key_word,
+                                 const std::function<bool(db::UserRow&)>& visit);
 
     /// Rewrites the stored record of the user with this user id and source, `user_version` as the
     /// record has it; all but `device_id`, `is_anonymous` and `local_user_id`. Does not change the
@@ -159,23 +175,6 @@ public:
                                                    uint32_t user_source, db::DBBase& db);
     static uint32_t UpdateRemarkByIdAndSource(std::string remark, std::string user_id,
                                               uint32_t user_source, db::DBBase& db);
-
-    /// The same lists, record by record: `visit` gets each, which is its to move from, and returns
-    /// whether to go on. One record is in memory at a time. The walk ends its statement when
-    /// `visit` says so or throws. `visit` may use the store and the connection, within SQLite's
-    /// limits. No function can be registered meanwhile, so that no store can be made and no other
-    /// store of the connection can search. No table can be dropped, and a column that is dropped
-    /// makes the rest of the walk deliver other fields. A rollback can end the walk with
-    /// SQLITE_ABORT_ROLLBACK. Whether users that are stored meanwhile are visited is open: a walk
-    /// that calls `InsertOrReplace` for each user it visits can go on for ever, because a replaced
-    /// user stands behind all others again. `Update` and the updates of one field keep the place.
-    void WalkAll(const std::function<bool(db::UserRow&)>& visit);
-    void WalkUsersByDataType(db::UserDataType data_type,
-                             const std::function<bool(db::UserRow&)>& visit);
-    void WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
-                                      const std::function<bool(db::UserRow&)>& visit);
-    void WalkUserRowsWithKeyWord(std::string key_word,
-                                 const std::function<bool(db::UserRow&)>& visit);
 
     /// Makes an index over `user_id` and `user_source`, by which `Update` and the updates of one
     /// field find their user without reading the whole table. The database keeps it; does nothing
