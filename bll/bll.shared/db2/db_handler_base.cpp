@@ -80,27 +80,21 @@ std::string DBBase::convert_quotation_mark(std::string text) {
 
 void DBBase::replace_all_in_string(std::string& text, const std::string& from,
                                    const std::string& to) {
-    text = convert_string(text, {from}, {to});
+    std::string replaced;
+    size_t begin = 0;
+    for (size_t at = 0; !from.empty() && (at = text.find(from, begin)) != std::string::npos;) {
+        replaced.append(text, begin, at - begin).append(to);
+        begin = at + from.size();
+    }
+    text = replaced.append(text, begin);
 }
 
 std::string DBBase::convert_string(std::string text, const std::vector<std::string>& from,
                                    const std::vector<std::string>& to) {
-    std::string converted;
-    for (std::string_view rest = text; !rest.empty();) {
-        size_t taken = 0;
-        for (size_t i = 0; i < from.size() && taken == 0; ++i) {
-            if (rest.starts_with(from[i]) && !from[i].empty()) {
-                converted += to.at(i);
-                taken = from[i].size();
-            }
-        }
-        if (taken == 0) {
-            converted += rest.front();
-            taken = 1;
-        }
-        rest.remove_prefix(taken);
+    for (size_t i = 0; i < from.size(); ++i) {
+        replace_all_in_string(text, from[i], to.at(i));
     }
-    return converted;
+    return text;
 }
 
 void DBBase::db_set_user_data_version(std::string version) {

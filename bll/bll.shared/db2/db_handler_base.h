@@ -60,7 +60,7 @@ public:
     void replace_all_in_string(std::string& text, const std::string& from, const std::string& to);
 
 private:
-    /// Replaces every `from[i]` by `to[i]` in one pass. At each place the first that fits counts.
+    /// Replaces every `from[i]` by `to[i]`, one pair after the other.
     std::string convert_string(std::string text, const std::vector<std::string>& from,
                                const std::vector<std::string>& to);
 
