@@ -2,7 +2,6 @@
 
 #include "base/base.shared/utils/regex_tree.h"
 
-#include <optional>
 #include <utility>
 
 namespace base {
@@ -26,15 +25,21 @@ std::string escape_regex(std::string_view text) {
 
 RegexContainer::RegexContainer() : m_reg() {}
 
-RegexContainer::~RegexContainer() = default;
+RegexContainer::~RegexContainer() {
+    release();
+}
+
+bool RegexContainer::is_ready() const {
+    return m_reg_is_ready || (m_phrase.has_value() && m_phrase->is_exact());
+}
 
 bool RegexContainer::check_key_word(std::string key_word) {
-    return (m_is_phrase || m_reg_is_ready) && m_key_word == key_word;
+    return is_ready() && m_key_word == key_word;
 }
 
 void RegexContainer::clear() {
-    m_engine.release();
-    m_is_phrase = false;
+    release();
+    m_phrase.reset();
     m_built_for.reset();
     m_pattern.clear();
     m_key_word.clear();
@@ -43,38 +48,27 @@ void RegexContainer::clear() {
 void RegexContainer::build_reg(std::string key_word, std::string pattern) {
     clear();
     const std::string_view read = std::string_view(pattern).substr(0, pattern.find('\0')); // as C
-    std::optional<RegexTree> tree = parse_regex(read, RegexEngine::has_word_operators);
-    if (tree.has_value()) {
+    if (std::optional<RegexTree> tree = parse_regex(read)) {
         trim_for_search(*tree);
-        m_phrase = Phrase(*tree);
-        if (!m_phrase.is_exact() && cost_of(*tree).total <= max_cost) {
-            m_engine.compile(*tree);
+        Phrase phrase(*tree);
+        if (!phrase.is_exact() && cost_of(*tree).total <= max_cost) {
+            compile(*tree);
         }
-        m_is_phrase = m_phrase.is_exact(); // now nothing can throw any more
+        m_phrase = std::move(phrase); // now nothing can throw any more
     }
     m_key_word = std::move(key_word);
     m_pattern = std::move(pattern);
 }
 
 bool RegexContainer::exec(const char* text) {
-    if (!m_is_phrase && !m_reg_is_ready) {
-        return false;
-    }
-    try {
-        return m_phrase.is_in(text) && (m_is_phrase || m_engine.matches(text));
-    } catch (...) {
-        clear(); // or it would count as built
-        throw;
-    }
+    return is_ready() && m_phrase->is_in(text) && (m_phrase->is_exact() || matches(text));
 }
 
 bool RegexContainer::was_built_for(const std::shared_ptr<const std::string>& key_word) {
-    if (m_built_for == key_word) {
-        return true;
+    if (m_built_for != key_word) {
+        m_built_for = !m_pattern.empty() && m_key_word == *key_word ? key_word : nullptr;
     }
-    const bool is_same = !m_pattern.empty() && m_key_word == *key_word;
-    m_built_for = is_same ? key_word : nullptr;
-    return is_same;
+    return m_built_for != nullptr;
 }
 
 } // namespace base

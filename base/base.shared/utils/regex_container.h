@@ -1,14 +1,17 @@
 #pragma once
 
 #include "base/base.shared/utils/phrase.h"
-#include "base/base.shared/utils/regex_engine.h"
 
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <regex.h>
 #include <string>
 #include <string_view>
 
 namespace base {
+
+struct RegexTree;
 
 /// A text as it stands in an expression that is to match it literally: a backslash before each
 /// character that has a meaning there.
@@ -66,20 +69,32 @@ public:
     /// repetitions, is compiled anew every 4 KB of text; if it has a `*`, `+` or `{n,}`, it may
     /// miss a match of 4,096 bytes or more in a text longer than 8,192 bytes: for example one of
     /// `bob.*(phone|mobile)`.
-    /// Throws like `build_reg`.
+    /// Throws std::bad_alloc for want of memory; the container is ready then, or as `clear` leaves
+    /// it.
     [[nodiscard]] bool exec(const char* text);
     /// Whether the last build was made for exactly this keyword, whatever became of it. The cost
     /// does not depend on the keyword if the answer for the same object was yes before.
     [[nodiscard]] bool was_built_for(const std::shared_ptr<const std::string>& key_word);
 
 private:
+    [[nodiscard]] bool is_ready() const;
+    /// Compiles an expression in place of the one before; m_reg is ready then, unless the engine
+    /// refuses it.
+    void compile(const RegexTree& tree);
+    void compile_expression();
+    /// Whether m_reg, which must be ready, matches anywhere in the text.
+    [[nodiscard]] bool matches(const char* text);
+    /// Frees m_reg, if it is ready.
+    void release() noexcept;
+
     regex_t m_reg;
     bool m_reg_is_ready = false;
     std::string m_pattern; // not empty after a build, whatever became of it
     std::string m_key_word;
-    Phrase m_phrase;          // what every match contains
-    bool m_is_phrase = false; // the phrase is all of the pattern, and nothing is compiled
-    RegexEngine m_engine{m_reg, m_reg_is_ready};
+    std::optional<Phrase> m_phrase; // what every match contains; if exact, nothing is compiled
+    std::string m_expression;       // what m_reg is compiled from
+    bool m_is_wide = false;         // m_reg takes ever more memory as it matches
+    size_t m_matched_bytes = 0;     // since m_reg was compiled
     std::shared_ptr<const std::string> m_built_for; // the keyword that was asked for last, if yes
 };
 

@@ -24,27 +24,22 @@ constexpr double max_anchors = 8;
 /// Whether there is a match without a byte.
 bool may_be_empty(const RegexTree& tree) {
     const auto& parts = tree.parts;
-    switch (tree.kind) {
-    case Kind::sequence:
-        return std::all_of(parts.begin(), parts.end(), may_be_empty);
-    case Kind::alternatives:
+    if (tree.kind == Kind::alternatives) {
         return std::any_of(parts.begin(), parts.end(), may_be_empty);
-    case Kind::repetition:
-        return tree.least == 0 || may_be_empty(parts[0]);
-    default:
-        return tree.kind == Kind::anchor;
     }
+    const bool is_byte = tree.kind == Kind::literal || tree.kind == Kind::set;
+    return tree.least == 0 || (!is_byte && std::all_of(parts.begin(), parts.end(), may_be_empty));
 }
 
 bool is_anchor(const RegexTree& tree, std::string_view text) {
     return tree.kind == Kind::anchor && tree.text == text;
 }
 
-RegexTree one_of(std::vector<RegexTree> branches) {
-    if (branches.size() == 1) {
-        return std::move(branches.front());
+RegexTree joined(Kind kind, std::vector<RegexTree> parts) {
+    if (parts.size() == 1) {
+        return std::move(parts.front());
     }
-    return {.kind = Kind::alternatives, .parts = std::move(branches)};
+    return {.kind = kind, .parts = std::move(parts)};
 }
 
 /// A repetition of `x*`, `x+` or `x?` is one of x: `x+?` is `x*`, `x?{2,5}` is `x{0,5}`. One of
@@ -68,16 +63,16 @@ RegexTree repetition(RegexTree part, size_t least, size_t most) {
     return tree;
 }
 
-void append(RegexTree& sequence, RegexTree part) {
-    std::vector<RegexTree>& parts = sequence.parts;
+void append(std::vector<RegexTree>& sequence, RegexTree part) {
     if (part.kind == Kind::sequence) {
         for (RegexTree& inner : part.parts) {
             append(sequence, std::move(inner));
         }
-    } else if (part.kind == Kind::literal && !parts.empty() && parts.back().kind == Kind::literal) {
-        parts.back().text += part.text;
+    } else if (part.kind == Kind::literal && !sequence.empty() &&
+               sequence.back().kind == Kind::literal) {
+        sequence.back().text += part.text;
     } else {
-        parts.push_back(std::move(part));
+        sequence.push_back(std::move(part));
     }
 }
 
@@ -97,27 +92,33 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 12> classes{
      {"[:upper:]", "AZ"},
      {"[:xdigit:]", "09AF"}}};
 
-void add_range(ByteSet& members, char first, char last) {
-    for (auto byte = static_cast<unsigned char>(first); byte <= static_cast<unsigned char>(last);
-         ++byte) {
-        members.set(byte);
-    }
+/// What stands for others behind a backslash.
+constexpr std::array<std::pair<char, std::string_view>, 6> abbreviations{{{'w', "[[:alnum:]_]"},
+                                                                          {'W', "[^[:alnum:]_]"},
+                                                                          {'s', "[[:space:]]"},
+                                                                          {'S', "[^[:space:]]"},
+                                                                          {'`', "^"},
+                                                                          {'\'', "$"}}};
+
+constexpr size_t index_of(char c) {
+    return static_cast<unsigned char>(c);
 }
 
-/// The members of a class, none for a name that is no class's.
-ByteSet class_named(std::string_view name) {
+/// The members of ranges, each of which is its first and its last byte.
+ByteSet members_of(std::string_view ranges) {
     ByteSet members;
-    for (const auto& [known, ranges] : classes) {
-        for (size_t i = 0; known == name && i < ranges.size(); i += 2) {
-            add_range(members, ranges[i], ranges[i + 1]);
+    for (size_t i = 0; i < ranges.size(); i += 2) {
+        for (size_t byte = index_of(ranges[i]); byte <= index_of(ranges[i + 1]); ++byte) {
+            members.set(byte);
         }
     }
     return members;
 }
 
+/// A small letter is a member if its capital is.
 RegexTree one_byte(ByteSet members, bool is_negated) {
     for (char c = 'A'; c <= 'Z'; ++c) {
-        members.set(static_cast<size_t>(to_small(c)), members[static_cast<size_t>(c)]);
+        members.set(index_of(to_small(c)), members[index_of(c)]);
     }
     return {.kind = Kind::set, .set = is_negated ? ~members : members};
 }
@@ -128,30 +129,24 @@ std::string written(const ByteSet& set) {
     if (set.all()) {
         return ".";
     }
-    ByteSet members = set[0] ? ~set : set;
-    for (char c = 'a'; c <= 'z'; ++c) {
-        members.reset(static_cast<size_t>(c));
-    }
-    const auto take = [&members](char c) {
-        const bool is_member = members[static_cast<size_t>(c)];
-        members.reset(static_cast<size_t>(c));
-        return is_member ? std::string(1, c) : "";
+    const ByteSet members = (set[0] ? ~set : set) & ~members_of("az");
+    const auto if_member = [&members](char c) {
+        return std::string(members[index_of(c)] ? 1 : 0, c);
     };
-    const std::string bracket = take(']');
-    const std::string hyphen = take('-');
-    const std::string others = take('[') + take('^');
+    const std::string bracket = if_member(']');
+    const std::string hyphen = if_member('-');
+    const ByteSet others = members & ~members_of("--[[]]^^");
+    const ByteSet goes_on = others & (others >> 1); // with the next byte
+    const ByteSet is_inside = goes_on & (others << 1);
     std::string ranges;
-    for (size_t end = 0; end < members.size(); ++end) {
-        if (const size_t begin = end; members[begin]) {
-            while (end + 1 < members.size() && members[end + 1]) {
-                ++end;
-            }
-            ranges += static_cast<char>(begin);
-            ranges += end > begin ? std::string{'-', static_cast<char>(end)} : "";
+    for (size_t byte = 0; byte < members.size(); ++byte) {
+        if (others[byte] && !is_inside[byte]) {
+            ranges += static_cast<char>(byte);
+            ranges += goes_on[byte] ? "-" : "";
         }
     }
-    return (set[0] ? "[^" : "[") + (bracket.empty() ? hyphen : bracket) + ranges + others +
-           (bracket.empty() ? "" : hyphen) + "]";
+    return (set[0] ? "[^" : "[") + (bracket.empty() ? hyphen : bracket) + ranges + if_member('[') +
+           if_member('^') + (bracket.empty() ? "" : hyphen) + "]";
 }
 
 /// Reads a pattern from left to right.
@@ -160,11 +155,11 @@ public:
     /// Thrown for what is not read.
     struct Refusal {};
 
-    Parser(std::string_view pattern, bool has_word_operators)
-        : m_rest(pattern), m_has_word_operators(has_word_operators) {}
+    explicit Parser(std::string_view pattern) : m_rest(pattern) {}
 
     RegexTree read_all() {
-        RegexTree tree = read_alternatives();
+        RegexTree tree;
+        append(tree.parts, read_alternatives());
         // Some engines consider only one empty alternative, even if that asks for an anchor; and
         // the GNU C library copies all behind an anchor for each of several.
         require(!m_has_several_empty || !has_anchor(tree));
@@ -182,14 +177,12 @@ private:
             } else {
                 branches.push_back(std::move(branch));
             }
-        } while (skip('|'));
-        if (branches.empty()) {
-            return {};
-        }
+        } while (skip("|"));
         const auto empty =
             std::count_if(branches.begin(), branches.end(), may_be_empty) + (has_empty_one ? 1 : 0);
         m_has_several_empty |= empty > 1;
-        return repetition(one_of(std::move(branches)), has_empty_one ? 0 : 1, 1);
+        return repetition(joined(Kind::alternatives, std::move(branches)), has_empty_one ? 0 : 1,
+                          1);
     }
 
     static void require(bool holds) {
@@ -201,31 +194,27 @@ private:
     [[nodiscard]] bool next_is(std::string_view characters) const {
         return !m_rest.empty() && characters.find(m_rest.front()) != std::string_view::npos;
     }
-    [[nodiscard]] bool next_is_name(std::string_view kinds) const {
-        return m_rest.size() > 1 && m_rest[0] == '[' &&
-               kinds.find(m_rest[1]) != std::string_view::npos;
-    }
     char take() {
         require(!m_rest.empty());
         const char c = m_rest.front();
         m_rest.remove_prefix(1);
         return c;
     }
-    size_t take_capital() { return static_cast<unsigned char>(to_capital(take())); }
-    bool skip(char c) { return m_rest.starts_with(c) && take() == c; }
+    bool skip(std::string_view text) {
+        const bool is_next = m_rest.starts_with(text);
+        m_rest.remove_prefix(is_next ? text.size() : 0);
+        return is_next;
+    }
 
     RegexTree read_sequence() {
-        RegexTree all;
+        std::vector<RegexTree> all;
         while (!m_rest.empty() && !next_is(m_depth > 0 ? "|)" : "|")) {
-            const size_t before = all.parts.size();
+            const size_t before = all.size();
             append(all, read_repetitions(read_atom()));
-            m_parts += all.parts.size() - before;
+            m_parts += all.size() - before;
             require(m_parts <= max_parts);
         }
-        if (all.parts.size() == 1) {
-            return one_of(std::move(all.parts));
-        }
-        return all;
+        return joined(Kind::sequence, std::move(all));
     }
 
     RegexTree read_atom() {
@@ -252,59 +241,55 @@ private:
         require(++m_depth <= max_depth);
         RegexTree inside = read_alternatives();
         --m_depth;
-        require(skip(')'));
+        require(skip(")"));
         return inside;
     }
 
     RegexTree read_escape() {
+        const bool is_word_operator = next_is("bB<>");
+        require(!next_is("123456789") && (engine_is_gnu || !is_word_operator));
         const char c = take();
-        require(c < '1' || c > '9');
-        switch (c) {
-        case 'w':
-        case 'W':
-            return one_byte(class_named("[:alnum:]").set('_'), c == 'W');
-        case 's':
-        case 'S':
-            return one_byte(class_named("[:space:]"), c == 'S');
-        case '`':
-        case '\'':
-            return {.kind = Kind::anchor, .text = c == '`' ? "^" : "$"};
-        case 'b':
-        case 'B':
-        case '<':
-        case '>':
-            require(m_has_word_operators);
-            return {.kind = Kind::anchor, .text = {'\\', c}};
-        default:
-            return {.kind = Kind::literal, .text = {to_small(c)}};
+        for (const auto& [abbreviation, meaning] : abbreviations) {
+            if (c == abbreviation) {
+                return Parser(meaning).read_atom();
+            }
         }
+        if (is_word_operator) {
+            return {.kind = Kind::anchor, .text = {'\\', c}};
+        }
+        return {.kind = Kind::literal, .text = {to_small(c)}};
     }
 
-    /// Letters count as capitals, in ranges too.
     RegexTree read_set() {
-        const bool is_negated = skip('^');
+        const bool is_negated = skip("^");
         ByteSet members;
-        for (bool is_first = true; is_first || !skip(']'); is_first = false) {
-            require(!next_is_name(".="));
-            if (next_is_name(":")) {
-                const std::string_view name = m_rest.substr(0, m_rest.find(":]") + 2);
-                m_rest.remove_prefix(name.size());
-                members |= class_named(name);
-                require(class_named(name).any());
-                continue;
-            }
-            const size_t from = take_capital();
-            const bool is_range = m_rest.starts_with('-') && !m_rest.starts_with("-]");
-            require(is_first || from != '-' || m_rest.starts_with(']'));
-            m_rest.remove_prefix(is_range ? 1 : 0);
-            require(!is_range || !next_is_name(".=:"));
-            const size_t to = is_range ? take_capital() : from;
-            require(from <= to);
-            for (size_t byte = from; byte <= to; ++byte) {
-                members.set(byte, byte < 'a' || byte > 'z'); // small letters count as capitals
-            }
+        for (bool is_first = true; is_first || !skip("]"); is_first = false) {
+            const ByteSet some = members_of(read_ranges(is_first));
+            require(some.any());
+            members |= some;
         }
         return one_byte(members, is_negated);
+    }
+
+    /// Those of a class, or one of one byte or more.
+    std::string read_ranges(bool is_first) {
+        for (const auto& [name, ranges] : classes) {
+            if (skip(name)) {
+                return std::string(ranges);
+            }
+        }
+        const char from = take_capital();
+        require(is_first || from != '-' || next_is("]"));
+        if (m_rest.starts_with("-]") || !skip("-")) {
+            return {from, from};
+        }
+        return {from, take_capital()};
+    }
+
+    /// Letters count as capitals, at both ends of ranges too. No end is a name.
+    char take_capital() {
+        require(!skip("[.") && !skip("[=") && !skip("[:"));
+        return to_capital(take());
     }
 
     RegexTree read_repetitions(RegexTree operand) {
@@ -330,10 +315,10 @@ private:
         }
         const size_t least = next_is(",") ? 0 : read_number();
         size_t most = least;
-        if (skip(',')) {
+        if (skip(",")) {
             most = next_is("}") ? RegexTree::unbounded : read_number();
         }
-        require(skip('}') && least <= most);
+        require(skip("}") && least <= most);
         return {least, most};
     }
 
@@ -347,19 +332,9 @@ private:
     }
 
     std::string_view m_rest;
-    bool m_has_word_operators;
     size_t m_depth = 0;
     size_t m_parts = 0;
     bool m_has_several_empty = false; // alternatives
-};
-
-/// In doubles, since intervals inside each other multiply beyond all integers.
-struct Size {
-    double places = 0; // characters and sets
-    double sets = 0;
-    double loose = 0;    // sets, and characters in an operator
-    double optional = 0; // characters and sets that a repetition may leave out
-    double anchors = 0;
 };
 
 /// How often an engine writes out what is in a repetition: `(ab)+` as `ab(ab)*`.
@@ -371,59 +346,57 @@ double copies_of(const RegexTree& tree) {
     return static_cast<double>(std::max<size_t>(tree.least, 1) + (is_once_more ? 1 : 0));
 }
 
-/// Collects the different sets and word operators, and the characters that begin a literal in an
-/// operator.
-Size size_of(const RegexTree& tree, bool is_in_operator, std::set<std::string>& different) {
-    const bool is_word_operator = tree.kind == Kind::anchor && tree.text.size() > 1;
-    if (tree.kind == Kind::set || is_word_operator) {
-        different.insert(tree.text + tree.set.to_string());
-    } else if (tree.kind == Kind::literal && is_in_operator) {
-        different.insert(tree.text.substr(0, 1));
+/// In doubles, since intervals inside each other multiply beyond all integers.
+struct Size {
+    void add(const RegexTree& tree, double copies, bool is_in_operator);
+
+    double places = 0; // characters and sets
+    double sets = 0;
+    double in_operator = 0; // characters
+    double optional = 0;    // characters and sets that a repetition may leave out
+    double anchors = 0;
+    // Sets and word operators, and the characters that begin a literal in an operator.
+    std::set<std::string> different = {};
+};
+
+void Size::add(const RegexTree& tree, double copies, bool is_in_operator) {
+    if (tree.kind == Kind::anchor) {
+        anchors += 1;
+        if (tree.text.size() > 1) {
+            different.insert(tree.text);
+        }
+    } else if (tree.kind == Kind::set) {
+        places += copies;
+        sets += copies;
+        different.insert(tree.set.to_string());
+    } else if (tree.kind == Kind::literal) {
+        const double length = copies * static_cast<double>(tree.text.size());
+        places += length;
+        if (is_in_operator) {
+            in_operator += length;
+            different.insert(tree.text.substr(0, 1));
+        }
     }
-    const auto length = static_cast<double>(tree.text.size());
-    switch (tree.kind) {
-    case Kind::literal:
-        return {.places = length, .loose = is_in_operator ? length : 0};
-    case Kind::set:
-        return {.places = 1, .sets = 1, .loose = 1};
-    case Kind::anchor:
-        return {.anchors = 1};
-    default:
-        break;
-    }
-    const double copies = copies_of(tree);
-    Size size;
+    const double places_before = places;
+    const double optional_before = optional;
     for (const RegexTree& part : tree.parts) {
-        const Size one = size_of(part, is_in_operator || tree.kind != Kind::sequence, different);
-        size.places += copies * one.places;
-        size.sets += copies * one.sets;
-        size.loose += copies * one.loose;
-        size.optional += copies * one.optional;
-        size.anchors += one.anchors;
+        add(part, copies * copies_of(tree), is_in_operator || tree.kind != Kind::sequence);
     }
-    const double left_out = 1 - static_cast<double>(tree.least) / copies;
-    size.optional = std::max(size.optional, size.places * left_out);
-    return size;
+    const double left_out = 1 - static_cast<double>(tree.least) / copies_of(tree);
+    optional = std::max(optional, optional_before + (places - places_before) * left_out);
 }
 
-std::string interval(size_t least, size_t most) {
-    if (least <= 1 && most == RegexTree::unbounded) {
-        return least == 0 ? "*" : "+";
-    }
-    if (least == 0 && most == 1) {
-        return "?";
-    }
-    std::string written = std::string("{").append(std::to_string(least));
-    written += most == least ? "" : ",";
-    written += most == least || most == RegexTree::unbounded ? "" : std::to_string(most);
-    return written + "}";
+std::string interval(const RegexTree& tree) {
+    const std::string least = std::to_string(tree.least);
+    const std::string most = tree.most == RegexTree::unbounded ? "" : std::to_string(tree.most);
+    return "{" + least + "," + most + "}";
 }
 
 } // namespace
 
-std::optional<RegexTree> parse_regex(std::string_view pattern, bool has_word_operators) {
+std::optional<RegexTree> parse_regex(std::string_view pattern) {
     try {
-        return Parser(pattern, has_word_operators).read_all();
+        return Parser(pattern).read_all();
     } catch (const Parser::Refusal&) {
         return {};
     }
@@ -433,23 +406,13 @@ void trim_for_search(RegexTree& tree) {
     const auto is_needed = [](const RegexTree& part) {
         return part.kind != Kind::repetition || part.least > 0;
     };
-    if (!is_needed(tree)) {
-        tree = {};
-    } else if (tree.kind == Kind::sequence) {
-        auto& parts = tree.parts;
-        parts.erase(parts.begin(), std::find_if(parts.begin(), parts.end(), is_needed));
-        parts.erase(std::find_if(parts.rbegin(), parts.rend(), is_needed).base(), parts.end());
-    }
+    auto& parts = tree.parts;
+    parts.erase(parts.begin(), std::find_if(parts.begin(), parts.end(), is_needed));
+    parts.erase(std::find_if(parts.rbegin(), parts.rend(), is_needed).base(), parts.end());
 }
 
 bool starts_at_start(const RegexTree& tree) {
-    const bool is_sequence = tree.kind == Kind::sequence && !tree.parts.empty();
-    return is_sequence ? starts_at_start(tree.parts.front()) : is_anchor(tree, "^");
-}
-
-bool ends_at_end(const RegexTree& tree) {
-    const bool is_sequence = tree.kind == Kind::sequence && !tree.parts.empty();
-    return is_sequence ? ends_at_end(tree.parts.back()) : is_anchor(tree, "$");
+    return !tree.parts.empty() && is_anchor(tree.parts.front(), "^");
 }
 
 bool has_anchor(const RegexTree& tree) {
@@ -458,20 +421,17 @@ bool has_anchor(const RegexTree& tree) {
 }
 
 RegexCost cost_of(const RegexTree& tree) {
-    std::set<std::string> different;
-    const Size size = size_of(tree, false, different);
+    Size size;
+    size.add(tree, 1, false);
     // One place to begin at costs nothing, nor does an end that is met from there.
-    const double free = starts_at_start(tree) ? (ends_at_end(tree) ? 2 : 1) : 0;
-    const double plain = 0.75 * size.places + size.sets * static_cast<double>(different.size());
+    const double begins = starts_at_start(tree) ? 1 : 0;
+    const double free = begins > 0 && is_anchor(tree.parts.back(), "$") ? 2 : begins;
+    const double different = static_cast<double>(size.different.size());
+    const double plain = 0.75 * size.places + size.sets * different;
     const double anchored = (size.anchors - free) * (plain + size.optional * size.optional / 20);
     return {.total = size.anchors > max_anchors ? std::numeric_limits<double>::infinity()
                                                 : plain + anchored,
-            .loose_places = size.loose};
-}
-
-bool is_line(const RegexTree& tree) {
-    return tree.kind != Kind::alternatives && tree.least == tree.most &&
-           std::all_of(tree.parts.begin(), tree.parts.end(), is_line);
+            .loose_places = size.sets + size.in_operator};
 }
 
 std::string written_for_engine(const RegexTree& tree, const char* text_start,
@@ -479,25 +439,23 @@ std::string written_for_engine(const RegexTree& tree, const char* text_start,
     if (tree.kind == Kind::literal) {
         return escape_regex(tree.text);
     }
-    if (tree.text == "^" || tree.text == "$") {
-        return tree.text == "^" ? text_start : text_end;
-    }
     if (tree.kind == Kind::set) {
         return written(tree.set);
     }
+    if (tree.text == "^" || tree.text == "$") {
+        return tree.text == "^" ? text_start : text_end;
+    }
     std::string expression = tree.text;
     for (const RegexTree& part : tree.parts) {
+        const bool is_atom = part.kind == Kind::set || part.text.size() == 1;
+        const bool is_grouped = part.kind == Kind::alternatives
+                                    ? tree.kind != Kind::alternatives
+                                    : tree.kind == Kind::repetition && !is_atom;
         const std::string one = written_for_engine(part, text_start, text_end);
-        const bool is_atom =
-            part.kind == Kind::set || (part.kind == Kind::literal && part.text.size() == 1);
-        const bool is_grouped = tree.kind == Kind::repetition ? !is_atom
-                                                              : tree.kind == Kind::sequence &&
-                                                                    part.kind == Kind::alternatives;
         expression += tree.kind == Kind::alternatives && !expression.empty() ? "|" : "";
-        expression.append(is_grouped ? "(" : "").append(one).append(is_grouped ? ")" : "");
+        expression += is_grouped ? "(" + one + ")" : one;
     }
-    return tree.kind == Kind::repetition ? expression + interval(tree.least, tree.most)
-                                         : expression;
+    return expression + (tree.kind == Kind::repetition ? interval(tree) : "");
 }
 
 } // namespace base

@@ -33,7 +33,8 @@ struct RegexTree {
     };
     static constexpr size_t unbounded = std::numeric_limits<size_t>::max();
 
-    [[nodiscard]] bool is_empty() const { return kind == Kind::sequence && parts.empty(); }
+    /// Whether it matches the empty text alone, wherever that is.
+    [[nodiscard]] bool is_empty() const { return text.empty() && set.none() && parts.empty(); }
 
     Kind kind = Kind::sequence;
     std::string text = {};
@@ -45,9 +46,11 @@ struct RegexTree {
 
 /// Reads a pattern as the GNU C library does. Nothing for what is no valid expression, and for what
 /// `RegexContainer` refuses whatever it costs. A backslash before a character that it gives no
-/// meaning does nothing.
-[[nodiscard]] std::optional<RegexTree> parse_regex(std::string_view pattern,
-                                                   bool has_word_operators);
+/// meaning does nothing. The tree is a sequence, of which no part is one.
+[[nodiscard]] std::optional<RegexTree> parse_regex(std::string_view pattern);
+
+/// Whether the engine is the GNU C library's, which knows word operators. POSIX does not.
+extern const bool engine_is_gnu;
 
 /// Takes away what may be missing at both ends of a match. A search for the rest gives the same
 /// answer: for `ab+` as for `.*ab+c*`.
@@ -60,14 +63,10 @@ struct RegexCost {
 };
 [[nodiscard]] RegexCost cost_of(const RegexTree& tree);
 
-/// Whether every match begins where the text does, or ends where it does, by a `^` or `$` there.
+/// Whether every match begins where the text does, by a `^` there.
 [[nodiscard]] bool starts_at_start(const RegexTree& tree);
-[[nodiscard]] bool ends_at_end(const RegexTree& tree);
 
 [[nodiscard]] bool has_anchor(const RegexTree& tree);
-
-/// Whether the expression is one character or set after the other, without choices.
-[[nodiscard]] bool is_line(const RegexTree& tree);
 
 /// The expression in the words that all engines read alike if they compile it with REG_EXTENDED and
 /// REG_ICASE in the "C" locale, but for the two anchors, in the given words.
