@@ -96,7 +96,8 @@ int statement::parameter_at(size_t position) {
 void statement::require_bound(int code, size_t position) const {
     if (code != SQLITE_OK) {
         const char* name = sqlite3_bind_parameter_name(stmt.get(), static_cast<int>(position));
-        throw_on_bind_error(code, name != nullptr ? name : "?" + std::to_string(position));
+        throw_on_bind_error(
+            code, name != nullptr ? name : std::string("?").append(std::to_string(position)));
     }
 }
 
