@@ -6,46 +6,54 @@
 
 namespace sqlite::detail {
 
-std::shared_ptr<sqlite3_stmt>
-shared_statement(sqlite3_stmt* stmt, const std::shared_ptr<connection>& owner, bool keep) {
-    const auto hand_back = [owner, keep](sqlite3_stmt* handed) {
-        if (handed == nullptr) { // of a text that did not compile
-            return;
+namespace {
+
+/// What the last holder of a compiled statement does with it, null for a text that did not compile.
+struct hand_back {
+    std::shared_ptr<connection> owner;
+    bool keep;
+
+    void operator()(sqlite3_stmt* stmt) const {
+        const connection_hold hold(owner->db);
+        sqlite3_reset(stmt);
+        if (!keep || !owner->statements.keep(stmt)) {
+            sqlite3_finalize(stmt);
         }
-        bool is_kept = false;
-        {
-            const connection_hold hold(sqlite3_db_handle(handed));
-            sqlite3_reset(handed);
-            is_kept = keep && owner->statements.keep(handed);
-            owner->transactions.pay_rollback(); // an interrupt lasts as long as a statement runs
-        }
-        // Not under the mutex, which the last statement of a closed connection takes with it.
-        if (!is_kept) {
-            sqlite3_finalize(handed);
-        }
-    };
-    return {stmt, hand_back};
+        owner->pay_rollback(); // an interrupt lasts as long as a statement runs
+    }
+};
+
+} // namespace
+
+connection::~connection() {
+    sqlite3_close_v2(db); // takes effect once the kept statements are finalised
 }
 
-bool step(sqlite3_stmt* stmt, connection* owner) {
-    sqlite3* db = sqlite3_db_handle(stmt);
+std::shared_ptr<sqlite3_stmt>
+shared_statement(sqlite3_stmt* stmt, const std::shared_ptr<connection>& owner, bool keep) {
+    return {stmt, hand_back{owner, keep}};
+}
+
+bool step(const std::shared_ptr<sqlite3_stmt>& stmt) {
+    sqlite3* db = sqlite3_db_handle(stmt.get());
     const connection_hold hold(db);
     const bool was_open = sqlite3_get_autocommit(db) == 0;
-    const int code = sqlite3_step(stmt);
+    const int code = sqlite3_step(stmt.get());
     if (code == SQLITE_ROW) {
         return true;
     }
-    sqlite3_reset(stmt);
+    sqlite3_reset(stmt.get());
     if (code == SQLITE_DONE) {
         return false;
     }
     // An interrupted COMMIT can have taken effect: no interrupt of a statement that writes nothing
     // by itself makes SQLite roll back.
-    const bool may_roll_back = code != SQLITE_INTERRUPT || sqlite3_stmt_readonly(stmt) == 0;
-    if (owner != nullptr && was_open && may_roll_back && sqlite3_get_autocommit(db) != 0) {
-        owner->transactions.note_rollback();
+    const bool may_roll_back = code != SQLITE_INTERRUPT || sqlite3_stmt_readonly(stmt.get()) == 0;
+    const auto* shared = std::get_deleter<hand_back>(stmt); // null if compiled past this layer
+    if (shared != nullptr && was_open && may_roll_back && sqlite3_get_autocommit(db) != 0) {
+        shared->owner->is_rolled_back = true;
     }
-    fail(db, code, "execute", shown(stmt));
+    fail(db, code, "execute", shown(stmt.get()));
 }
 
 } // namespace sqlite::detail

@@ -84,12 +84,11 @@ result database::execute(const statement& stmt) {
         throw error(SQLITE_MISUSE,
                     "cannot execute a statement of another connection: " + detail::shown(handle));
     }
-    m_connection->transactions.require_intact();
+    m_connection->require_intact();
     detail::abandon_run(handle);
     const int total_before = sqlite3_total_changes(db);
-    const bool has_row = detail::step(handle, m_connection.get());
+    const bool has_row = detail::step(stmt.stmt);
     result res(stmt.stmt);
-    res.m_connection = m_connection;
     // Without this test a statement like CREATE TABLE would show the count of the one before it.
     if (!has_row && sqlite3_stmt_readonly(handle) == 0 &&
         sqlite3_total_changes(db) != total_before) {
@@ -124,7 +123,7 @@ size_t database::size() const {
     const detail::connection_hold hold(db);
     const auto number = [this](const char* pragma) {
         const std::shared_ptr<sqlite3_stmt> stmt = create_statement(pragma);
-        detail::step(stmt.get(), m_connection.get());
+        detail::step(stmt);
         return static_cast<size_t>(sqlite3_column_int64(stmt.get(), 0));
     };
     return number("PRAGMA page_count") * number("PRAGMA page_size");
@@ -164,9 +163,8 @@ sqlite3* database::native_handle() const {
 }
 
 void database::close() {
-    set_statement_cache_capacity(0);
-    m_connection->transactions.close();
-    sqlite3_close_v2(std::exchange(db, nullptr));
+    db = nullptr;
+    m_connection.reset();
 }
 
 std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql) const {
@@ -210,19 +208,16 @@ std::shared_ptr<sqlite3_stmt> database::compile(const std::string& sql, bool kee
 }
 
 void database::open(const std::string& filename, int flags) {
-    sqlite3* handle = nullptr;
-    const int code =
-        sqlite3_open_v2(filename.c_str(), &handle, flags | SQLITE_OPEN_FULLMUTEX, nullptr);
-    // A failed open can still return a handle, which holds the message and must be closed.
-    std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> owner(handle, sqlite3_close_v2);
+    m_connection = std::make_shared<detail::connection>();
+    const int code = sqlite3_open_v2(filename.c_str(), &m_connection->db,
+                                     flags | SQLITE_OPEN_FULLMUTEX, nullptr);
+    db = m_connection->db; // also of a failed open, for its message
     if (code != SQLITE_OK) {
-        const int extended_code = handle != nullptr ? sqlite3_extended_errcode(handle) : code;
-        detail::fail(handle, extended_code, "open the database '" + filename + "'", {});
+        const int extended_code = db != nullptr ? sqlite3_extended_errcode(db) : code;
+        detail::fail(db, extended_code, "open the database '" + filename + "'", {});
     }
-    sqlite3_extended_result_codes(handle, 1);
-    sqlite3_busy_timeout(handle, busy_timeout_ms);
-    m_connection = std::make_shared<detail::connection>(handle);
-    db = owner.release();
+    sqlite3_extended_result_codes(db, 1);
+    sqlite3_busy_timeout(db, busy_timeout_ms);
 }
 
 } // namespace sqlite

@@ -29,7 +29,6 @@ struct SqliteCustomFunction {
 
 namespace sqlite::detail {
 struct connection;
-class transaction_state;
 } // namespace sqlite::detail
 
 namespace sqlite {
@@ -152,7 +151,7 @@ private:
     sqlite3* db = nullptr;
     std::recursive_mutex m_mut;
     bool m_in_trans = false;
-    std::shared_ptr<detail::connection> m_connection; // what statements and transactions share
+    std::shared_ptr<detail::connection> m_connection; // the owner of `db`, shared with statements
 };
 
 } // namespace sqlite

@@ -27,7 +27,7 @@ bool result::const_iterator::operator!=(const const_iterator& other) const {
 result::const_iterator& result::const_iterator::operator++() {
     if (!at_end()) {
         *end_reached = true; // before the step, which may throw
-        *end_reached = !detail::step(stmt.get(), m_connection.get());
+        *end_reached = !detail::step(stmt);
     }
     return *this;
 }
@@ -48,7 +48,6 @@ void result::const_iterator::swap(const_iterator& other) noexcept {
     stmt.swap(other.stmt);
     std::swap(end_reached, other.end_reached);
     current_row.swap(other.current_row);
-    m_connection.swap(other.m_connection);
 }
 
 bool result::const_iterator::at_end() const {
@@ -65,9 +64,7 @@ size_t result::row_modification_count() const {
 }
 
 result::const_iterator result::begin() const {
-    const_iterator first(stmt, end_reached);
-    first.m_connection = m_connection;
-    return first;
+    return {stmt, end_reached};
 }
 
 result::const_iterator result::end() const {

@@ -8,10 +8,6 @@
 
 struct sqlite3_stmt;
 
-namespace sqlite::detail {
-struct connection;
-}
-
 namespace sqlite {
 
 /// What an executed statement delivers: its rows, one after the other, once.
@@ -61,14 +57,11 @@ public:
         void swap(const_iterator& other) noexcept;
 
     private:
-        friend class result;
-
         [[nodiscard]] bool at_end() const;
 
         std::shared_ptr<sqlite3_stmt> stmt;
         bool* end_reached; // the flag of the result, null for an end position
         row current_row;
-        std::shared_ptr<detail::connection> m_connection; // null for a result made past the layer
     };
 
     /// The result of a statement that has been stepped once already.
@@ -95,7 +88,6 @@ private:
     std::shared_ptr<sqlite3_stmt> stmt;
     mutable bool end_reached; // set by the iterators that share it
     size_t m_modified = 0;
-    std::shared_ptr<detail::connection> m_connection;
 };
 
 } // namespace sqlite

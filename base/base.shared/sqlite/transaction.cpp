@@ -55,54 +55,53 @@ error ended_inside() {
 
 namespace detail {
 
-bool transaction_state::is_open() const noexcept {
-    return sqlite3_get_autocommit(m_db) == 0;
+bool connection::has_transaction() const noexcept {
+    return sqlite3_get_autocommit(db) == 0;
 }
 
-void transaction_state::require_intact() {
+void connection::require_intact() {
     if (const int code = pay_rollback(); code != SQLITE_OK) {
-        fail(m_db, code, "execute", "ROLLBACK");
+        fail(db, code, "execute", "ROLLBACK");
     }
-    if (m_innermost == nullptr || is_open()) {
-        return;
+    if (innermost != nullptr && !has_transaction()) {
+        throw is_rolled_back
+            ? error(SQLITE_ABORT_ROLLBACK, "the open transaction has been rolled back already")
+            : ended_inside();
     }
-    if (m_is_rolled_back) {
-        throw error(SQLITE_ABORT_ROLLBACK, "the open transaction has been rolled back already");
-    }
-    throw ended_inside();
 }
 
-int transaction_state::pay_rollback() noexcept {
-    const int code = m_owes_rollback && is_open() ? run(m_db, "ROLLBACK") : SQLITE_OK;
-    m_owes_rollback = code != SQLITE_OK && is_open();
-    return m_owes_rollback ? code : SQLITE_OK;
-}
-
-void transaction_state::roll_back() noexcept {
-    m_owes_rollback = true;
-    m_is_rolled_back = true;
+void connection::roll_back() noexcept {
+    owes_rollback = true;
+    is_rolled_back = true;
     pay_rollback();
+}
+
+int connection::pay_rollback() noexcept {
+    const int code = owes_rollback && has_transaction() ? run(db, "ROLLBACK") : SQLITE_OK;
+    owes_rollback = code != SQLITE_OK && has_transaction();
+    return owes_rollback ? code : SQLITE_OK;
 }
 
 } // namespace detail
 
 transaction::transaction(database& db)
-    : m_lock(db), m_db(db), m_state(db.m_connection->transactions) {
-    m_state.require_intact();
-    m_outer = m_state.m_innermost;
-    m_level = m_outer != nullptr ? m_outer->m_level + 1 : 1;
-    m_is_nested = m_state.is_open();
+    : m_lock(db), m_db(db), m_connection(*db.m_connection), m_outer(m_connection.innermost) {
+    m_connection.require_intact();
+    const bool is_nested = m_connection.has_transaction();
+    if (is_nested) {
+        m_level = m_outer != nullptr ? m_outer->m_level + 1 : 1;
+    }
     const bool may_write = sqlite3_db_readonly(db.db, "main") == 0;
-    m_busy_timeout = !m_is_nested && may_write ? busy_timeout(db.db) : 0;
+    m_busy_timeout = !is_nested && may_write ? busy_timeout(db.db) : 0;
     const auto savepoint = savepoint_sql("SAVEPOINT", m_level);
-    const char* begin = m_is_nested ? savepoint.data()
+    const char* begin = is_nested   ? savepoint.data()
                         : may_write ? "BEGIN IMMEDIATE"
                                     : "BEGIN"; // older versions of SQLite refuse the other one
     const int code = sqlite3_exec(db.db, begin, nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) {
         // It can have taken effect nevertheless. A savepoint without contents does no harm.
-        if (!m_is_nested && m_state.is_open()) {
-            m_state.roll_back();
+        if (!is_nested && m_connection.has_transaction()) {
+            m_connection.roll_back();
         }
         detail::fail(db.db, code, "execute", begin);
     }
@@ -110,8 +109,8 @@ transaction::transaction(database& db)
         sqlite3_busy_timeout(db.db, 0);
     }
     m_changes_before = static_cast<uint32_t>(sqlite3_total_changes(db.db));
-    m_state.m_innermost = this;
-    m_state.m_is_rolled_back = false;
+    m_connection.innermost = this;
+    m_connection.is_rolled_back = false;
     db.m_in_trans = true;
 }
 
@@ -124,16 +123,16 @@ void transaction::commit() {
         throw error(SQLITE_MISUSE, is_over() ? "cannot commit: the transaction is over"
                                              : "cannot commit while an inner transaction is open");
     }
-    m_state.require_intact();
+    m_connection.require_intact();
     set_busy_timeout_back();
     const int code =
-        run(m_db.db, m_is_nested ? savepoint_sql("RELEASE", m_level).data() : "COMMIT");
-    if (m_is_nested && code == SQLITE_ERROR) { // there is no such savepoint
+        run(m_db.db, m_level > 0 ? savepoint_sql("RELEASE", m_level).data() : "COMMIT");
+    if (m_level > 0 && code == SQLITE_ERROR) { // there is no such savepoint
         throw ended_inside();
     }
     if (code != SQLITE_OK) {
-        m_state.m_is_rolled_back = !m_state.is_open();
-        detail::fail(m_db.db, code, "execute", m_is_nested ? "RELEASE" : "COMMIT");
+        m_connection.is_rolled_back = !m_connection.has_transaction();
+        detail::fail(m_db.db, code, "execute", m_level > 0 ? "RELEASE" : "COMMIT");
     }
     end();
 }
@@ -148,21 +147,21 @@ void transaction::rollback() noexcept {
         outer->m_changes_before += undone;
     }
     const bool is_undone =
-        !m_state.is_open() ||
-        (m_is_nested && run(m_db.db, savepoint_sql("ROLLBACK TO", m_level).data()) == SQLITE_OK &&
+        !m_connection.has_transaction() ||
+        (m_level > 0 && run(m_db.db, savepoint_sql("ROLLBACK TO", m_level).data()) == SQLITE_OK &&
          run(m_db.db, savepoint_sql("RELEASE", m_level).data()) == SQLITE_OK);
     if (!is_undone) {
-        m_state.roll_back(); // notes it too if SQLite has, for a failure of the above
+        m_connection.roll_back(); // notes it too if SQLite has, for a failure of the above
     }
     end();
 }
 
 bool transaction::is_open() const {
-    return !is_over() && m_state.is_open() && !m_state.m_owes_rollback;
+    return !is_over() && m_connection.has_transaction() && !m_connection.owes_rollback;
 }
 
 bool transaction::is_innermost() const {
-    return !is_over() && m_state.m_innermost == this;
+    return !is_over() && m_connection.innermost == this;
 }
 
 uint32_t transaction::changes() const {
@@ -182,10 +181,10 @@ void transaction::set_busy_timeout_back() noexcept {
 void transaction::end() noexcept {
     bool is_last = false;
     while (!is_last) {
-        transaction* ended = m_state.m_innermost;
+        transaction* ended = m_connection.innermost;
         is_last = ended == this;
         ended->m_changes = ended->changes();
-        m_state.m_innermost = ended->m_outer;
+        m_connection.innermost = ended->m_outer;
         m_db.m_in_trans = ended->m_outer != nullptr;
         ended->m_lock.unlock();
     }

@@ -58,10 +58,9 @@ private:
 
     std::unique_lock<database> m_lock; // held until the end
     database& m_db;
-    detail::transaction_state& m_state;
-    transaction* m_outer = nullptr; // the object around it
-    uint32_t m_level = 1;           // 1 for the outermost object
-    bool m_is_nested = false;       // a savepoint
+    detail::connection& m_connection;
+    transaction* m_outer; // the object around it
+    uint32_t m_level = 0; // of the savepoint, 0 for a transaction
     uint32_t m_changes_before = 0;
     uint32_t m_changes = 0; // known at the end
     int m_busy_timeout = 0; // in ms: what to give back to the connection, 0 for nothing
