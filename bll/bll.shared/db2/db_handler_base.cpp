@@ -9,31 +9,10 @@
 
 namespace db {
 
-namespace {
-
-/// Does its work at the end of a scope, whichever way that is left.
-template <typename Work>
-class at_end {
-public:
-    explicit at_end(Work work) : m_work(std::move(work)) {}
-    ~at_end() { m_work(); }
-    at_end(const at_end&) = delete;
-    at_end& operator=(const at_end&) = delete;
-
-private:
-    Work m_work;
-};
-
-} // namespace
-
 DBBase::DBBase(std::pair<std::string, int> current_user_info, std::shared_ptr<sqlite::database> db)
     : m_current_user_info(std::move(current_user_info)), m_db(std::move(db)) {}
 
-DBBase::~DBBase() {
-    while (!m_transactions.empty()) {
-        m_transactions.pop_back(); // a savepoint must go before the transaction around it
-    }
-}
+DBBase::~DBBase() = default;
 
 std::pair<std::string, int> DBBase::get_other(std::pair<std::string, int> first,
                                               std::pair<std::string, int> second) {
@@ -109,8 +88,8 @@ void DBBase::db_set_user_data_version(std::string version) {
 
 void DBBase::begin_transaction() {
     // Those that nobody has ended since they were over would gather.
-    while (m_transactions.size() > m_kept_open && m_transactions[m_kept_open]->is_over()) {
-        end_innermost();
+    if (m_transactions.size() > m_kept_open && m_transactions[m_kept_open]->is_over()) {
+        m_transactions.resize(m_kept_open);
     }
     m_transactions.push_back(std::make_unique<sqlite::transaction>(require_connection(m_db)));
     m_is_in_transaction = true;
@@ -118,8 +97,7 @@ void DBBase::begin_transaction() {
 
 void DBBase::rollback_transaction() {
     if (!m_transactions.empty()) {
-        require_endable();
-        end_innermost();
+        take_innermost();
     }
 }
 
@@ -127,9 +105,7 @@ void DBBase::commit_transaction() {
     if (m_transactions.empty()) {
         throw sqlite::error(SQLITE_MISUSE, "cannot commit: this handler has no open transaction");
     }
-    require_endable();
-    const at_end always([this] { end_innermost(); }); // rolls back what cannot be committed
-    m_transactions.back()->commit();
+    take_innermost()->commit();
 }
 
 bool DBBase::is_in_transaction() {
@@ -141,12 +117,12 @@ bool DBBase::is_in_transaction() {
 void DBBase::as_transaction(std::function<void()> body) {
     begin_transaction();
     const size_t kept_open_before = std::exchange(m_kept_open, m_transactions.size());
-    const at_end always([this, kept_open_before] {
-        while (m_transactions.size() >= m_kept_open) {
-            end_innermost();
-        }
-        m_kept_open = kept_open_before;
-    });
+    const auto end = [kept_open_before](DBBase* self) {
+        self->m_transactions.resize(self->m_kept_open - 1); // rolls back what is not committed
+        self->m_kept_open = kept_open_before;
+        self->is_in_transaction();
+    };
+    const std::unique_ptr<DBBase, decltype(end)> always(this, end);
     body();
     if (m_transactions.size() != m_kept_open) {
         throw sqlite::error(SQLITE_MISUSE, "the body left a transaction of its own open");
@@ -154,18 +130,18 @@ void DBBase::as_transaction(std::function<void()> body) {
     m_transactions.back()->commit();
 }
 
-void DBBase::require_endable() {
+/// Takes it from the stack. The caller commits it, or it rolls back when it goes.
+std::unique_ptr<sqlite::transaction> DBBase::take_innermost() {
     if (m_transactions.size() == m_kept_open) {
         throw sqlite::error(SQLITE_MISUSE, "as_transaction ends its transaction itself");
     }
     if (!m_transactions.back()->is_over() && !m_transactions.back()->is_innermost()) {
         throw sqlite::error(SQLITE_MISUSE, "the transaction has an open one inside");
     }
-}
-
-void DBBase::end_innermost() noexcept {
+    std::unique_ptr<sqlite::transaction> innermost = std::move(m_transactions.back());
     m_transactions.pop_back();
     is_in_transaction();
+    return innermost;
 }
 
 std::shared_ptr<sqlite::database> DBBase::GetDB() {

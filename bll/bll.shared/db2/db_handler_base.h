@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -100,8 +101,7 @@ protected:
     bool m_is_in_transaction = false;
 
 private:
-    void require_endable();
-    void end_innermost() noexcept; // rolls it back if it was not committed
+    std::unique_ptr<sqlite::transaction> take_innermost();
 
     std::vector<std::unique_ptr<sqlite::transaction>> m_transactions; // the innermost last
     size_t m_kept_open = 0; // how many of them only `as_transaction` may end
@@ -125,10 +125,7 @@ std::string _prepare_bind(T& items) {
 /// looks through all names for each one.
 template <typename T>
 void _bind(sqlite::statement& stmt, T& items) {
-    size_t count = 0;
-    for (auto it = items.begin(); it != items.end(); ++it) {
-        ++count;
-    }
+    const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
     const size_t first = position_of_list(stmt, count);
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {
