@@ -88,31 +88,42 @@ using all_fields = decltype([](const UserRow& user_row) {
                                   f16, f17, f18, f19, f20, f21, f22] = user_row;
 });
 
-/// How often `mark` stands in a text in front of a whole word.
-constexpr size_t marks_before(std::string_view text, char mark, std::string_view word) {
+/// The number of a whole word in a text, from 1 on, among words with a mark between or in front of
+/// them; 0 if the text does not have it.
+constexpr size_t number_of(std::string_view word, std::string_view text, char mark) {
     const auto is_in_word = [text](size_t place) {
         return (text[place] >= 'a' && text[place] <= 'z') || text[place] == '_';
     };
     size_t place = text.find(word);
-    while (is_in_word(place - 1) || is_in_word(place + word.size())) {
+    while (place != std::string_view::npos &&
+           (is_in_word(place - 1) || is_in_word(place + word.size()))) {
         place = text.find(word, place + 1);
     }
     const std::string_view before = text.substr(0, place);
-    return static_cast<size_t>(std::count(before.begin(), before.end(), mark));
+    return place != std::string_view::npos
+               ? static_cast<size_t>(std::count(before.begin(), before.end(), mark)) + 1
+               : 0;
 }
 
-/// Where the inserts have the parameters of `user_columns`. SQLite numbers parameters from 1 on, as
-/// they appear in the text; to look them up by name for each insert takes a tenth of its time.
-constexpr std::array insert_positions = std::apply(
-    [](const auto&... column) {
-        return std::array{marks_before(user_field_list, ':', column.parameter) + 1 ...};
-    },
-    user_columns);
+/// Where an SQL text has the parameters of `user_columns`, 0 for one that it has not. SQLite
+/// numbers parameters from 1 on, as they appear in the text; to look them up by name for each
+/// insert takes a tenth of its time.
+constexpr auto parameter_positions(std::string_view sql) {
+    return std::apply(
+        [sql](const auto&... column) {
+            return std::array{number_of(column.parameter, sql, ':')...};
+        },
+        user_columns);
+}
+
+constexpr auto insert_positions = parameter_positions(user_field_list);
+constexpr auto update_positions = parameter_positions(update_sql);
+static_assert(std::count(insert_positions.begin(), insert_positions.end(), 0U) == 0);
 
 /// Where `user_columns` stand in a table that the store has made, counted from 0.
 constexpr std::array table_positions = std::apply(
     [](const auto&... column) {
-        return std::array{marks_before(create_table_sql, ',', column.name)...};
+        return std::array{number_of(column.name, create_table_sql, ',') - 1 ...};
     },
     user_columns);
 
@@ -121,48 +132,46 @@ void Load(const sqlite::row& row, const std::vector<size_t>& positions, UserRow&
                user_columns);
 }
 
-/// Binds texts in place: the record must stay as it is until the statement has run.
-void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
-    auto position = insert_positions.begin();
+/// Binds a value. A text is bound in place: it must stay as it is until the statement has run.
+template <typename T>
+void bind_in_place(sqlite::statement& stmt, size_t position, const T& value) {
+    if constexpr (std::is_same_v<T, std::string>) {
+        stmt.bind_no_copy(position, value);
+    } else {
+        stmt.bind(position, value);
+    }
+}
+
+/// Binds the fields for which a statement has a parameter.
+void BindAllField(const UserRow& user_row, sqlite::statement& stmt,
+                  const std::array<size_t, user_column_names.size()>& positions) {
+    auto position = positions.begin();
     for_each_user_column([&](const auto& column) {
-        const auto& value = user_row.*column.field;
-        if constexpr (std::is_same_v<decltype(value), const std::string&>) {
-            stmt.bind_no_copy(*position++, value);
-        } else {
-            stmt.bind(*position++, value);
+        if (*position != 0) {
+            bind_in_place(stmt, *position, user_row.*column.field);
         }
+        ++position;
     });
 }
 
-/// Binds ":local_user_id", the first parameter wherever it is used, in place: the key must stay as
-/// it is until the statement has run.
-void bind_key(sqlite::statement& stmt, const std::string& local_user_id) {
-    stmt.bind_no_copy(1, local_user_id);
+/// A statement with its parameters bound to these values, in the order in which they appear.
+template <typename... Values>
+sqlite::statement prepare(sqlite::database& db, const std::string& sql, const Values&... values) {
+    sqlite::statement stmt = db.prepare_statement(sql);
+    size_t position = 0;
+    (bind_in_place(stmt, ++position, values), ...);
+    return stmt;
 }
 
-void bind_mask(sqlite::statement& stmt, UserDataType data_type) {
-    stmt.bind<unsigned int>(":data_type", static_cast<unsigned int>(data_type));
-}
-
-void bind_nothing(sqlite::statement& /*stmt*/) {}
-
-/// Lets `bind` bind the parameters of a statement, and runs it.
-template <typename Bind>
-sqlite::result run(sqlite::database& db, sqlite::statement stmt, Bind bind) {
-    bind(stmt);
-    return db.execute(stmt);
-}
-
-template <typename Bind>
-sqlite::result run(sqlite::database& db, const std::string& sql, Bind bind) {
-    return run(db, db.prepare_statement(sql), bind);
-}
-
-/// The number of rows that a statement changes.
-template <typename Bind>
-uint32_t change(sqlite::database& db, const std::string& sql, Bind bind) {
-    run(db, sql, bind);
+/// Runs a statement. Returns the number of rows that it changes.
+uint32_t change(sqlite::database& db, const sqlite::statement& stmt) {
+    db.execute(stmt);
     return db.changes();
+}
+
+/// A data type as it is bound.
+unsigned int mask(UserDataType data_type) {
+    return static_cast<unsigned int>(data_type);
 }
 
 /// Reads the rows of a query one by one until `visit` has enough. It finds the columns once: a list
@@ -209,8 +218,10 @@ std::vector<UserRow> list(const Walk& walk) {
 uint32_t insert(DBUser& store, const char* head, UserRow& user_row) {
     user_row.local_user_id =
         store.make_local_user_id(user_row.user_id, static_cast<int32_t>(user_row.user_source));
-    return change(*store.GetDB(), std::string(head).append(user_field_list) + ";",
-                  [&](sqlite::statement& stmt) { BindAllField(user_row, stmt); });
+    sqlite::statement stmt =
+        prepare(*store.GetDB(), std::string(head).append(user_field_list) + ";");
+    BindAllField(user_row, stmt, insert_positions);
+    return change(*store.GetDB(), stmt);
 }
 
 /// Rewrites one column of one user.
@@ -229,8 +240,7 @@ uint32_t UpdateSingleFieldByIdAndSource(std::string field_name, ValueType field_
             << "UpdateSingleFieldByIdAndSource field_name:" << field_name
             << " field_value:" << field_value << " user_id:" << user_id << std::endl;
     }
-    db.GetDB()->execute(stmt);
-    return db.GetDB()->changes();
+    return change(*db.GetDB(), stmt);
 }
 
 /// An argument of an SQL function up to its first NUL byte, valid while the function runs. It is
@@ -266,12 +276,16 @@ std::string member_pattern(const char* name, const std::string& key_word) {
     return "(\"" + std::string(name) + R"(":"([^"]*)" + key_word + R"([^"]*)))";
 }
 
-/// The container that a matcher uses. The first call makes it.
-base::RegexContainer& existing_or_new(std::unique_ptr<base::RegexContainer>& container) {
-    if (container == nullptr) {
-        container = std::make_unique<base::RegexContainer>();
+/// Whether a pattern for a keyword matches in a text. The container holds it for the next text.
+bool matches(std::unique_ptr<base::RegexContainer>& regex, const std::string& key_word,
+             const std::string& pattern, const std::string& text) {
+    if (regex == nullptr) {
+        regex = std::make_unique<base::RegexContainer>();
     }
-    return *container;
+    if (!regex->check_key_word(key_word)) {
+        regex->build_reg(key_word, pattern);
+    }
+    return regex->exec(text.c_str());
 }
 
 } // namespace
@@ -288,13 +302,6 @@ bool is_searchable(const std::string& key_word) {
     };
     return key_word.find('\0') == std::string::npos &&
            (builds(name_pattern(key_word)) || builds(member_pattern("remark_name", key_word)));
-}
-
-bool operator==(const UserRow& one, const UserRow& other) {
-    bool equal = true;
-    for_each_user_column(
-        [&](const auto& column) { equal = equal && one.*column.field == other.*column.field; });
-    return equal;
 }
 
 bool UserRow::operator==(db::UserRow& other) {
@@ -321,7 +328,7 @@ DBUser::~DBUser() {
 }
 
 void DBUser::CreateTable() {
-    run(require_connection(m_db), std::string(create_table_sql), bind_nothing);
+    require_connection(m_db).execute(std::string(create_table_sql));
     create_custom_function();
     if (logInited) {
         base::log::printer(base::log::level::DBG, __FILE__, __LINE__) << "CreateTable" << std::endl;
@@ -344,9 +351,8 @@ uint32_t DBUser::GetUserByUserIdAndSource(std::string user_id, uint32_t user_sou
                                           db::UserRow& user_row) {
     const std::string key =
         make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
-    const auto bind = [&](sqlite::statement& stmt) { bind_key(stmt, key); };
-    return fetch(run(*m_db, "SELECT * from users WHERE local_user_id = :local_user_id ;", bind),
-                 user_row);
+    const char* sql = "SELECT * from users WHERE local_user_id = :local_user_id ;";
+    return fetch(m_db->execute(prepare(*m_db, sql, key)), user_row);
 }
 
 std::vector<db::UserRow>
@@ -355,30 +361,26 @@ DBUser::GetUserRowsByUserIds(std::set<std::pair<std::string, int>> userids) {
     for (const auto& [user_id, source] : userids) {
         local_user_ids.insert(make_local_user_id(user_id, source));
     }
-    const std::string sql =
-        "SELECT * FROM users WHERE local_user_id in " + _prepare_bind(local_user_ids);
-    const auto bind = [&](sqlite::statement& stmt) { _bind(stmt, local_user_ids); };
-    return list([&](const auto& visit) { walk(run(*m_db, sql, bind), visit); });
+    sqlite::statement stmt = prepare(*m_db, "SELECT * FROM users WHERE local_user_id in " +
+                                                _prepare_bind(local_user_ids));
+    _bind(stmt, local_user_ids);
+    return list([&](const auto& visit) { walk(m_db->execute(stmt), visit); });
 }
 
 uint32_t DBUser::GetUserByIdSourceAndDataType(std::string user_id, uint32_t user_source,
                                               db::UserDataType data_type, db::UserRow& user_row) {
     const std::string key =
         make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
-    const auto bind = [&](sqlite::statement& stmt) {
-        bind_key(stmt, key);
-        bind_mask(stmt, data_type);
-    };
     const char* sql =
         "SELECT * from users WHERE local_user_id = :local_user_id AND data_type & :data_type;";
-    return fetch(run(*m_db, sql, bind), user_row);
+    return fetch(m_db->execute(prepare(*m_db, sql, key, mask(data_type))), user_row);
 }
 
 uint32_t DBUser::DelUserByUserIdAndSource(std::string user_id, uint32_t user_source) {
     const std::string key =
         make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
-    return change(*m_db, "DELETE from users WHERE local_user_id = :local_user_id;",
-                  [&](sqlite::statement& stmt) { bind_key(stmt, key); });
+    const char* sql = "DELETE from users WHERE local_user_id = :local_user_id;";
+    return change(*m_db, prepare(*m_db, sql, key));
 }
 
 std::vector<db::UserRow> DBUser::GetUsersByDataType(db::UserDataType data_type) {
@@ -397,23 +399,19 @@ std::vector<db::UserRow> DBUser::GetAll() {
 
 void DBUser::WalkUsersByDataType(db::UserDataType data_type,
                                  const std::function<bool(db::UserRow&)>& visit) {
-    const auto bind = [&](sqlite::statement& stmt) { bind_mask(stmt, data_type); };
-    walk(run(*m_db, "SELECT * from users WHERE data_type & :data_type;", bind), visit);
+    const char* sql = "SELECT * from users WHERE data_type & :data_type;";
+    walk(m_db->execute(prepare(*m_db, sql, mask(data_type))), visit);
 }
 
 void DBUser::WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
                                           const std::function<bool(db::UserRow&)>& visit) {
-    const auto bind = [&](sqlite::statement& stmt) {
-        bind_mask(stmt, data_type);
-        stmt.bind<unsigned int>(":user_source", user_source);
-    };
     const char* sql =
         "SELECT * from users WHERE data_type & :data_type AND user_source = :user_source;";
-    walk(run(*m_db, sql, bind), visit);
+    walk(m_db->execute(prepare(*m_db, sql, mask(data_type), user_source)), visit);
 }
 
 void DBUser::WalkAll(const std::function<bool(db::UserRow&)>& visit) {
-    walk(run(*m_db, "SELECT * from users;", bind_nothing), visit);
+    walk(m_db->execute("SELECT * from users;"), visit);
 }
 
 std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word) {
@@ -428,34 +426,15 @@ void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
     const std::string sql = "SELECT * from users where data_type & :data_type and "
                             " USER_REGEX(user_name,remark,group_info,'" +
                             convert_quotation_mark(std::move(key_word)) + "');";
-    const auto bind = [](sqlite::statement& stmt) {
-        bind_mask(stmt, UserDataType::USERDATA_CONTACT);
-    };
-    walk(run(*m_db, m_db->prepare_uncached_statement(sql), bind), visit);
+    sqlite::statement stmt = m_db->prepare_uncached_statement(sql);
+    stmt.bind(":data_type", mask(UserDataType::USERDATA_CONTACT));
+    walk(m_db->execute(stmt), visit);
 }
 
 uint32_t DBUser::Update(db::UserRow& user_row) {
-    return change(*m_db, update_sql, [&](sqlite::statement& stmt) {
-        stmt.bind(":data_type", user_row.data_type);
-        stmt.bind(":avatar", user_row.avatar);
-        stmt.bind(":user_name", user_row.user_name);
-        stmt.bind(":name_spell", user_row.name_spell);
-        stmt.bind(":remark", user_row.remark);
-        stmt.bind(":is_star", user_row.is_star);
-        stmt.bind(":is_attention", user_row.is_attention);
-        stmt.bind(":user_type", user_row.user_type);
-        stmt.bind(":user_version", user_row.user_version);
-        stmt.bind(":gender", user_row.gender);
-        stmt.bind(":extra", user_row.extra);
-        stmt.bind(":group_info", user_row.group_info);
-        stmt.bind(":user_id", user_row.user_id);
-        stmt.bind(":user_source", user_row.user_source);
-        stmt.bind(":msg_set", user_row.msg_set);
-        stmt.bind(":in_black_list", user_row.in_black_list);
-        stmt.bind(":is_blacked", user_row.is_blacked);
-        stmt.bind(":user_extension", user_row.user_extension);
-        stmt.bind(":contact_extension", user_row.contact_extension);
-    });
+    sqlite::statement stmt = prepare(*m_db, update_sql);
+    BindAllField(user_row, stmt, update_positions);
+    return change(*m_db, stmt);
 }
 
 uint32_t DBUser::UpdateDataTypeByIdAndSource(uint32_t data_type, std::string user_id,
@@ -483,9 +462,8 @@ uint32_t DBUser::UpdateRemarkByIdAndSource(std::string remark, std::string user_
 }
 
 void DBUser::CreateUserIdIndex() {
-    run(*m_db,
-        "CREATE INDEX IF NOT EXISTS users_by_user_id_and_source ON users (user_id, user_source)",
-        bind_nothing);
+    m_db->execute(
+        "CREATE INDEX IF NOT EXISTS users_by_user_id_and_source ON users (user_id, user_source)");
 }
 
 void DBUser::create_custom_function() {
@@ -526,36 +504,19 @@ void DBUser::create_custom_function() {
 }
 
 bool DBUser::remark_name_search(std::string remark, std::string key_word) {
-    base::RegexContainer& regex = existing_or_new(m_remark_name_search_regex);
-    if (!regex.check_key_word(key_word)) {
-        regex.build_reg(key_word, member_pattern("remark_name", key_word));
-    }
-    return regex.exec(remark.c_str());
+    return matches(m_remark_name_search_regex, key_word, member_pattern("remark_name", key_word),
+                   remark);
 }
 
 bool DBUser::user_name_search(std::string user_name, std::string key_word) {
-    base::RegexContainer& regex = existing_or_new(m_user_name_search_regex);
-    if (!regex.check_key_word(key_word)) {
-        regex.build_reg(key_word, name_pattern(key_word));
-    }
-    return regex.exec(user_name.c_str());
+    return matches(m_user_name_search_regex, key_word, name_pattern(key_word), user_name);
 }
 
 bool DBUser::group_member_search(std::string group_info, std::string key_word) {
-    if (group_member_check_regex == nullptr) {
-        auto regex = std::make_unique<base::RegexContainer>();
-        regex->build_reg(key_word, R"re(("nick_name":"([^"]+)"))re");
-        group_member_check_regex = std::move(regex); // kept only if the one build worked
-    }
-    if (!group_member_check_regex->exec(group_info.c_str())) {
-        return false; // without any nick name the keyword's expression need not be built
-    }
-    base::RegexContainer& regex = existing_or_new(group_member_search_regex);
-    if (!regex.check_key_word(key_word)) {
-        regex.clear();
-        regex.build_reg(key_word, member_pattern("nick_name", key_word));
-    }
-    return regex.exec(group_info.c_str());
+    // Without any nick name the keyword's expression need not be built.
+    return matches(group_member_check_regex, {}, R"re(("nick_name":"([^"]+)"))re", group_info) &&
+           matches(group_member_search_regex, key_word, member_pattern("nick_name", key_word),
+                   group_info);
 }
 
 } // namespace db

@@ -57,8 +57,8 @@ struct UserRow {
     /// Compares all 22 fields.
     bool operator==(db::UserRow& other);
     bool operator!=(db::UserRow& other);
+    friend bool operator==(const UserRow& one, const UserRow& other) = default;
 };
-bool operator==(const UserRow& one, const UserRow& other);
 
 /// A keyword that finds this text literally: a backslash before each character that has a meaning
 /// in an expression.
