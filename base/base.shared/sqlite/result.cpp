@@ -45,9 +45,7 @@ const row* result::const_iterator::operator->() const {
 }
 
 void result::const_iterator::swap(const_iterator& other) noexcept {
-    stmt.swap(other.stmt);
-    std::swap(end_reached, other.end_reached);
-    current_row.swap(other.current_row);
+    std::swap(*this, other);
 }
 
 bool result::const_iterator::at_end() const {

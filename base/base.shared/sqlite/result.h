@@ -32,12 +32,6 @@ public:
         const_iterator(const std::shared_ptr<sqlite3_stmt>& stmt, bool& end_reached);
         /// An end position, of any result.
         const_iterator();
-        const_iterator(const const_iterator&) = default;
-        const_iterator(const_iterator&&) = default;
-        /// Makes this an iterator of the other's result.
-        const_iterator& operator=(const const_iterator&) = default;
-        const_iterator& operator=(const_iterator&&) = default;
-        ~const_iterator() = default;
 
         /// Two iterators are equal if both are at the end, or both are on the current row of the
         /// same statement.
@@ -66,11 +60,6 @@ public:
 
     /// The result of a statement that has been stepped once already.
     explicit result(const std::shared_ptr<sqlite3_stmt>& stmt);
-    result(const result&) = default;
-    result(result&&) = default;
-    result& operator=(const result&) = default;
-    result& operator=(result&&) = default;
-    ~result() = default;
 
     /// The number of rows that the statement inserted, updated or deleted. It is 0 if the statement
     /// delivers rows of what it changed (RETURNING), because SQLite counts those at the end of the

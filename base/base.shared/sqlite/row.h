@@ -21,11 +21,6 @@ namespace sqlite {
 class row {
 public:
     explicit row(const std::shared_ptr<sqlite3_stmt>& stmt);
-    row(const row&) = default;
-    row(row&&) = default;
-    row& operator=(const row&) = default;
-    row& operator=(row&&) = default;
-    ~row() = default;
 
     [[nodiscard]] size_t column_count() const;
 

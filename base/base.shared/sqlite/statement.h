@@ -28,11 +28,6 @@ concept bindable = one_of<T, std::string, std::string_view, int, unsigned int, l
 class statement {
 public:
     explicit statement(const std::shared_ptr<sqlite3_stmt>& stmt);
-    statement(const statement&) = default;
-    statement(statement&&) = default;
-    statement& operator=(const statement&) = default;
-    statement& operator=(statement&&) = default;
-    ~statement() = default;
 
     /// The number of parameters; a name that is used twice counts once.
     [[nodiscard]] size_t parameter_count() const;
