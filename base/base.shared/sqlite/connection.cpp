@@ -14,7 +14,7 @@ struct hand_back {
     bool keep;
 
     void operator()(sqlite3_stmt* stmt) const {
-        const connection_hold hold(owner->db);
+        const auto held = detail::hold(owner->db);
         sqlite3_reset(stmt);
         if (!keep || !owner->statements.keep(stmt)) {
             sqlite3_finalize(stmt);
@@ -36,7 +36,7 @@ shared_statement(sqlite3_stmt* stmt, const std::shared_ptr<connection>& owner, b
 
 bool step(const std::shared_ptr<sqlite3_stmt>& stmt) {
     sqlite3* db = sqlite3_db_handle(stmt.get());
-    const connection_hold hold(db);
+    const auto held = detail::hold(db);
     const bool was_open = sqlite3_get_autocommit(db) == 0;
     const int code = sqlite3_step(stmt.get());
     if (code == SQLITE_ROW) {

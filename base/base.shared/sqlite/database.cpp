@@ -54,12 +54,20 @@ database::database(const std::string& path, const access_mode& mode, const cache
     if (path.find('\0') != std::string::npos) {
         throw error(SQLITE_CANTOPEN, "cannot open a database: its path has a NUL byte in it");
     }
-    open(path, static_cast<int>(mode) | static_cast<int>(cache));
+    m_connection = std::make_shared<detail::connection>();
+    const int flags = static_cast<int>(mode) | static_cast<int>(cache) | SQLITE_OPEN_FULLMUTEX;
+    const int code = sqlite3_open_v2(path.c_str(), &m_connection->db, flags, nullptr);
+    db = m_connection->db; // also of a failed open, for its message
+    if (code != SQLITE_OK) {
+        const int extended_code = db != nullptr ? sqlite3_extended_errcode(db) : code;
+        detail::fail(db, extended_code, "open the database '" + path + "'", {});
+    }
+    sqlite3_extended_result_codes(db, 1);
+    sqlite3_busy_timeout(db, busy_timeout_ms);
 }
 
-database::database(const special_t& /*special*/, const access_mode& mode, const cache_type& cache) {
-    open(":memory:", static_cast<int>(mode) | static_cast<int>(cache));
-}
+database::database(const special_t& /*special*/, const access_mode& mode, const cache_type& cache)
+    : database(":memory:", mode, cache) {}
 
 database::~database() {
     close();
@@ -78,7 +86,7 @@ result database::execute(const std::string& sql) {
 }
 
 result database::execute(const statement& stmt) {
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     sqlite3_stmt* handle = stmt.stmt.get();
     if (sqlite3_db_handle(handle) != db) {
         throw error(SQLITE_MISUSE,
@@ -115,12 +123,12 @@ uint32_t database::as_transaction(const std::function<void(database&)>& body) {
 }
 
 int64_t database::last_insert_rowid() const {
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     return sqlite3_last_insert_rowid(db);
 }
 
 size_t database::size() const {
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     const auto number = [this](const char* pragma) {
         const std::shared_ptr<sqlite3_stmt> stmt = create_statement(pragma);
         detail::step(stmt);
@@ -130,12 +138,12 @@ size_t database::size() const {
 }
 
 uint32_t database::changes() const {
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     return static_cast<uint32_t>(sqlite3_changes(db));
 }
 
 void database::add_custom_function(SqliteCustomFunction function) {
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     const std::string tried = "add the function '" + function.name + "'";
     if (function.call_back == nullptr) {
         throw error(SQLITE_MISUSE, "cannot " + tried + ": it has no callback");
@@ -154,7 +162,7 @@ void database::add_custom_function(SqliteCustomFunction function) {
 }
 
 void database::set_statement_cache_capacity(size_t statements) {
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     m_connection->statements.set_capacity(statements);
 }
 
@@ -168,7 +176,7 @@ void database::close() {
 }
 
 std::shared_ptr<sqlite3_stmt> database::create_statement(const std::string& sql) const {
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     if (sqlite3_stmt* kept = m_connection->statements.take(sql)) {
         return detail::shared_statement(kept, m_connection, true);
     }
@@ -189,7 +197,7 @@ std::shared_ptr<sqlite3_stmt> database::compile(const std::string& sql, bool kee
     if (sql.size() >= static_cast<size_t>(std::numeric_limits<int>::max())) {
         detail::fail(nullptr, SQLITE_TOOBIG, "prepare a statement", {});
     }
-    const detail::connection_hold hold(db);
+    const auto held = detail::hold(db);
     sqlite3_stmt* handle = nullptr;
     const char* tail = nullptr;
     // With the terminating NUL counted in SQLite need not copy the text.
@@ -205,19 +213,6 @@ std::shared_ptr<sqlite3_stmt> database::compile(const std::string& sql, bool kee
         refuse(handle != nullptr ? "more than one statement" : "a text without a statement");
     }
     return stmt;
-}
-
-void database::open(const std::string& filename, int flags) {
-    m_connection = std::make_shared<detail::connection>();
-    const int code = sqlite3_open_v2(filename.c_str(), &m_connection->db,
-                                     flags | SQLITE_OPEN_FULLMUTEX, nullptr);
-    db = m_connection->db; // also of a failed open, for its message
-    if (code != SQLITE_OK) {
-        const int extended_code = db != nullptr ? sqlite3_extended_errcode(db) : code;
-        detail::fail(db, extended_code, "open the database '" + filename + "'", {});
-    }
-    sqlite3_extended_result_codes(db, 1);
-    sqlite3_busy_timeout(db, busy_timeout_ms);
 }
 
 } // namespace sqlite

@@ -145,7 +145,6 @@ private:
 
     void close();
     [[nodiscard]] std::shared_ptr<sqlite3_stmt> create_statement(const std::string& sql) const;
-    void open(const std::string& filename, int flags);
     [[nodiscard]] std::shared_ptr<sqlite3_stmt> compile(const std::string& sql, bool keep) const;
 
     sqlite3* db = nullptr;

@@ -7,13 +7,10 @@
 
 namespace sqlite::detail {
 
-connection_hold::connection_hold(sqlite3* db) noexcept
-    : m_mutex(db != nullptr ? sqlite3_db_mutex(db) : nullptr) {
-    sqlite3_mutex_enter(m_mutex); // does nothing for NULL
-}
-
-connection_hold::~connection_hold() {
-    sqlite3_mutex_leave(m_mutex);
+connection_hold hold(sqlite3* db) noexcept {
+    connection_hold held(db != nullptr ? sqlite3_db_mutex(db) : nullptr, sqlite3_mutex_leave);
+    sqlite3_mutex_enter(held.get()); // does nothing for NULL
+    return held;
 }
 
 std::string shown(std::string_view sql) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -13,16 +14,8 @@ namespace sqlite::detail {
 
 /// Holds SQLite's own mutex of a connection while it lives, nothing for a null pointer. The mutex
 /// is recursive; every call on the connection or on a statement of it takes the same one.
-class connection_hold {
-public:
-    explicit connection_hold(sqlite3* db) noexcept;
-    ~connection_hold();
-    connection_hold(const connection_hold&) = delete;
-    connection_hold& operator=(const connection_hold&) = delete;
-
-private:
-    sqlite3_mutex* m_mutex;
-};
+using connection_hold = std::unique_ptr<sqlite3_mutex, void (*)(sqlite3_mutex*)>;
+[[nodiscard]] connection_hold hold(sqlite3* db) noexcept;
 
 /// A statement's text as errors show it: its white space folded, and cut after some 200 bytes.
 [[nodiscard]] std::string shown(std::string_view sql);

@@ -55,7 +55,7 @@ void field::read_text(sqlite3_stmt* stmt, size_t index, std::string& value) {
 }
 
 void field::read(reader read_value, void* value) const {
-    const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
+    const auto held = detail::hold(sqlite3_db_handle(stmt.get()));
     detail::require_value(stmt.get(), index);
     read_value(stmt.get(), index, value);
 }

@@ -63,7 +63,7 @@ void row::read_slots(const std::vector<size_t>& positions, const slot* slots, si
         throw error(SQLITE_MISUSE, "cannot read " + std::to_string(positions.size()) +
                                        " columns into " + std::to_string(count) + " values");
     }
-    const detail::connection_hold hold(sqlite3_db_handle(stmt.get()));
+    const auto held = detail::hold(sqlite3_db_handle(stmt.get()));
     const auto columns = static_cast<size_t>(sqlite3_data_count(stmt.get()));
     for (size_t i = 0; i < count; ++i) {
         if (positions[i] >= columns) {
