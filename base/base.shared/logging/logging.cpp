@@ -1,7 +1,6 @@
 #include "base/base.shared/logging/logging.h"
 
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <locale>
@@ -17,16 +16,14 @@ namespace {
 
 /// The time of now in UTC, to the millisecond.
 std::string timestamp() {
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    const auto since_epoch =
-        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch());
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
     std::tm parts{};
-    gmtime_r(&seconds, &parts);
+    gmtime_r(&now.tv_sec, &parts);
     std::array<char, 64> text{};
     const size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
     std::snprintf(text.data() + size, text.size() - size, ".%03d",
-                  static_cast<int>(since_epoch.count() % 1000));
+                  static_cast<int>(now.tv_nsec / 1'000'000));
     return text.data();
 }
 
