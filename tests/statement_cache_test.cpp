@@ -61,6 +61,10 @@ TEST_F(StatementCache, KeepsEachTextOnceAndWhatMayComeAgain) {
     EXPECT_EQ(db->prepare_statement("SELECT 1;\n").sql(), "SELECT 1;");
     fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 1; SELECT 2"); });
     fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 2; SELECT 1"); });
+    db->execute("SELECT 4 -- ;");
+    fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 4 -- ;/*\n; SELECT 3 */"); });
+    db->set_statement_cache_capacity(1);
+    db->execute("SELECT 1;");
     db->execute("EXPLAIN QUERY PLAN SELECT 1");
     EXPECT_EQ(shown(db->execute(db->prepare_uncached_statement("SELECT 3"))), "3");
     EXPECT_EQ(compiled(), "1: SELECT 1;");

@@ -4,6 +4,10 @@
 
 #include <sqlite3.h>
 
+#ifndef __cpp_rtti
+#error "the library needs run-time type information, to find a statement's connection"
+#endif
+
 namespace sqlite::detail {
 
 namespace {

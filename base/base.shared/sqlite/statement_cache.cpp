@@ -21,7 +21,10 @@ sqlite3_stmt* statement_cache::take(std::string_view sql) noexcept {
         const std::string_view text = sqlite3_sql(kept); // up to its semicolon
         return sql.starts_with(text) &&
                (sql.size() == text.size() ||
-                (text.ends_with(';') && without_blanks(sql.substr(text.size())).empty()));
+                (text.ends_with(';') &&
+                 // Or a comment could go on.
+                 text.find("--", text.rfind('\n') + 1) == std::string_view::npos &&
+                 without_blanks(sql.substr(text.size())).empty()));
     });
     if (found == m_kept.rend()) {
         return nullptr;

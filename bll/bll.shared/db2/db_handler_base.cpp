@@ -97,7 +97,8 @@ void DBBase::begin_transaction() {
 
 void DBBase::rollback_transaction() {
     if (!m_transactions.empty()) {
-        take_innermost();
+        take_innermost().reset();
+        is_in_transaction(); // those around may have gone with it
     }
 }
 
@@ -105,7 +106,12 @@ void DBBase::commit_transaction() {
     if (m_transactions.empty()) {
         throw sqlite::error(SQLITE_MISUSE, "cannot commit: this handler has no open transaction");
     }
-    take_innermost()->commit();
+    try {
+        take_innermost()->commit();
+    } catch (...) {
+        is_in_transaction(); // those around may have gone with it
+        throw;
+    }
 }
 
 bool DBBase::is_in_transaction() {

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -125,7 +124,10 @@ std::string _prepare_bind(T& items) {
 /// looks through all names for each one.
 template <typename T>
 void _bind(sqlite::statement& stmt, T& items) {
-    const auto count = static_cast<size_t>(std::distance(items.begin(), items.end()));
+    size_t count = 0;
+    for (auto it = items.begin(); it != items.end(); ++it) {
+        ++count;
+    }
     const size_t first = position_of_list(stmt, count);
     size_t index = 0;
     for (auto it = items.begin(); it != items.end(); ++it, ++index) {

@@ -88,42 +88,31 @@ using all_fields = decltype([](const UserRow& user_row) {
                                   f16, f17, f18, f19, f20, f21, f22] = user_row;
 });
 
-/// The number of a whole word in a text, from 1 on, among words with a mark between or in front of
-/// them; 0 if the text does not have it.
-constexpr size_t number_of(std::string_view word, std::string_view text, char mark) {
+/// How often `mark` stands in a text in front of a whole word.
+constexpr size_t marks_before(std::string_view text, char mark, std::string_view word) {
     const auto is_in_word = [text](size_t place) {
         return (text[place] >= 'a' && text[place] <= 'z') || text[place] == '_';
     };
     size_t place = text.find(word);
-    while (place != std::string_view::npos &&
-           (is_in_word(place - 1) || is_in_word(place + word.size()))) {
+    while (is_in_word(place - 1) || is_in_word(place + word.size())) {
         place = text.find(word, place + 1);
     }
     const std::string_view before = text.substr(0, place);
-    return place != std::string_view::npos
-               ? static_cast<size_t>(std::count(before.begin(), before.end(), mark)) + 1
-               : 0;
+    return static_cast<size_t>(std::count(before.begin(), before.end(), mark));
 }
 
-/// Where an SQL text has the parameters of `user_columns`, 0 for one that it has not. SQLite
-/// numbers parameters from 1 on, as they appear in the text; to look them up by name for each
-/// insert takes a tenth of its time.
-constexpr auto parameter_positions(std::string_view sql) {
-    return std::apply(
-        [sql](const auto&... column) {
-            return std::array{number_of(column.parameter, sql, ':')...};
-        },
-        user_columns);
-}
-
-constexpr auto insert_positions = parameter_positions(user_field_list);
-constexpr auto update_positions = parameter_positions(update_sql);
-static_assert(std::count(insert_positions.begin(), insert_positions.end(), 0U) == 0);
+/// Where the inserts have the parameters of `user_columns`. SQLite numbers parameters from 1 on, as
+/// they appear in the text; to look them up by name for each insert takes a tenth of its time.
+constexpr std::array insert_positions = std::apply(
+    [](const auto&... column) {
+        return std::array{marks_before(user_field_list, ':', column.parameter) + 1 ...};
+    },
+    user_columns);
 
 /// Where `user_columns` stand in a table that the store has made, counted from 0.
 constexpr std::array table_positions = std::apply(
     [](const auto&... column) {
-        return std::array{number_of(column.name, create_table_sql, ',') - 1 ...};
+        return std::array{marks_before(create_table_sql, ',', column.name)...};
     },
     user_columns);
 
@@ -142,16 +131,10 @@ void bind_in_place(sqlite::statement& stmt, size_t position, const T& value) {
     }
 }
 
-/// Binds the fields for which a statement has a parameter.
-void BindAllField(const UserRow& user_row, sqlite::statement& stmt,
-                  const std::array<size_t, user_column_names.size()>& positions) {
-    auto position = positions.begin();
-    for_each_user_column([&](const auto& column) {
-        if (*position != 0) {
-            bind_in_place(stmt, *position, user_row.*column.field);
-        }
-        ++position;
-    });
+void BindAllField(const UserRow& user_row, sqlite::statement& stmt) {
+    auto position = insert_positions.begin();
+    for_each_user_column(
+        [&](const auto& column) { bind_in_place(stmt, *position++, user_row.*column.field); });
 }
 
 /// A statement with its parameters bound to these values, in the order in which they appear.
@@ -220,7 +203,7 @@ uint32_t insert(DBUser& store, const char* head, UserRow& user_row) {
         store.make_local_user_id(user_row.user_id, static_cast<int32_t>(user_row.user_source));
     sqlite::statement stmt =
         prepare(*store.GetDB(), std::string(head).append(user_field_list) + ";");
-    BindAllField(user_row, stmt, insert_positions);
+    BindAllField(user_row, stmt);
     return change(*store.GetDB(), stmt);
 }
 
@@ -433,7 +416,25 @@ void DBUser::WalkUserRowsWithKeyWord(std::string key_word,
 
 uint32_t DBUser::Update(db::UserRow& user_row) {
     sqlite::statement stmt = prepare(*m_db, update_sql);
-    BindAllField(user_row, stmt, update_positions);
+    stmt.bind(":data_type", user_row.data_type);
+    stmt.bind(":avatar", user_row.avatar);
+    stmt.bind(":user_name", user_row.user_name);
+    stmt.bind(":name_spell", user_row.name_spell);
+    stmt.bind(":remark", user_row.remark);
+    stmt.bind(":is_star", user_row.is_star);
+    stmt.bind(":is_attention", user_row.is_attention);
+    stmt.bind(":user_type", user_row.user_type);
+    stmt.bind(":user_version", user_row.user_version);
+    stmt.bind(":gender", user_row.gender);
+    stmt.bind(":extra", user_row.extra);
+    stmt.bind(":group_info", user_row.group_info);
+    stmt.bind(":user_id", user_row.user_id);
+    stmt.bind(":user_source", user_row.user_source);
+    stmt.bind(":msg_set", user_row.msg_set);
+    stmt.bind(":in_black_list", user_row.in_black_list);
+    stmt.bind(":is_blacked", user_row.is_blacked);
+    stmt.bind(":user_extension", user_row.user_extension);
+    stmt.bind(":contact_extension", user_row.contact_extension);
     return change(*m_db, stmt);
 }
 
