@@ -31,10 +31,10 @@ TEST_F(AccessLayer, ValuesComeBackAsTheyWereBound) {
     EXPECT_EQ(stmt.parameter_count(), 1U);
     const auto bound = [&](auto value) {
         stmt.bind(1, value);
-        const std::string by_position = shown(db.execute(stmt));
+        const std::string by_position = all_rows(db.execute(stmt));
         stmt.clear_bindings();
         stmt.bind(":v", value);
-        EXPECT_EQ(shown(db.execute(stmt)), by_position);
+        EXPECT_EQ(all_rows(db.execute(stmt)), by_position);
         return by_position;
     };
     for (const auto& value : {""s, "a\0b\0"s, "\xff\xfe 中"s, std::string(70000, 'x')}) {
@@ -52,7 +52,7 @@ TEST_F(AccessLayer, ValuesComeBackAsTheyWereBound) {
     EXPECT_EQ(bound(-2.5), "-2.5|real|4");
     stmt.bind(":v", "again");
     stmt.clear_bindings();
-    EXPECT_EQ(shown(db.execute(stmt)), "NULL|null|NULL");
+    EXPECT_EQ(all_rows(db.execute(stmt)), "NULL|null|NULL");
 }
 
 TEST_F(AccessLayer, BindsParametersInAnyOrder) {
@@ -63,9 +63,9 @@ TEST_F(AccessLayer, BindsParametersInAnyOrder) {
         stmt.bind(name, name);
     }
     stmt.bind(2, 7U);
-    EXPECT_EQ(shown(db.execute(stmt)), ":a|7|:b|:c");
+    EXPECT_EQ(all_rows(db.execute(stmt)), ":a|7|:b|:c");
     stmt.bind_no_copy(stmt.position_of(":c"), names[1]);
-    EXPECT_EQ(shown(db.execute(stmt)), ":a|7|:b|:b");
+    EXPECT_EQ(all_rows(db.execute(stmt)), ":a|7|:b|:b");
     fails(SQLITE_RANGE, "no parameter at position 5 of 4 in: SELECT", [&] { stmt.bind(5, ""); });
     fails(SQLITE_RANGE, "no parameter at position 0 of 4", [&] { stmt.bind(0U, 1LL); });
 }
@@ -198,7 +198,7 @@ TEST_F(AccessLayer, FunctionsFailTheirStepWhichEndsTheWalk) {
     fails(SQLITE_ERROR, "third row, in: WITH n", [&] { ++it; });
     EXPECT_TRUE(it == res.end());
     EXPECT_NO_THROW(++it);
-    EXPECT_EQ(shown(run("SELECT fail_at(2), fail_at(2, 2)")), "1|2");
+    EXPECT_EQ(all_rows(run("SELECT fail_at(2), fail_at(2, 2)")), "1|2");
 
     const std::pair<int, int> codes[] = {{SQLITE_CONSTRAINT_UNIQUE, SQLITE_CONSTRAINT_UNIQUE},
                                          {SQLITE_OK, SQLITE_ERROR}, // those of no failure
@@ -233,7 +233,7 @@ TEST_F(AccessLayer, AStatementRunsAgain) {
     auto copy = select;
     copy.swap(insert);
     insert.bind(":i", 1U);
-    EXPECT_EQ(shown(db.execute(select)), "1;2") << "copies share their bindings";
+    EXPECT_EQ(all_rows(db.execute(select)), "1;2") << "copies share their bindings";
 }
 
 TEST_F(AccessLayer, CountsWhatAStatementChanged) {
@@ -255,7 +255,7 @@ TEST_F(AccessLayer, ErrorsNameWhatIsWrong) {
     fails(SQLITE_MISUSE, "without a statement: -- no", [&] { run("-- no"); });
     fails(SQLITE_MISUSE, "more than one statement", [&] { run("SELECT 1; SELECT 2"); });
     fails(SQLITE_MISUSE, "a NUL byte in it: SELECT", [&] { run("SELECT 1\0;"s); });
-    EXPECT_EQ(shown(run("SELECT 1; -- and\n ; /* no * more */ /*")), "1");
+    EXPECT_EQ(all_rows(run("SELECT 1; -- and\n ; /* no * more */ /*")), "1");
     fails(SQLITE_ERROR, "syntax error, in: SELEC 1" + repeated("é", 97) + "...",
           [&] { run("SELEC\t \n\f\r1" + repeated("é", 2000)); });
     fails(SQLITE_ERROR, "in: SELEC" + repeated("\x80", 198) + "...",
@@ -290,7 +290,7 @@ TEST_F(AccessLayer, OpeningFailsClearlyAndModesHold) {
 
     database{file}.execute("CREATE TABLE t (i)");
     database reader(file, sqlite::read_only, sqlite::shared_cache);
-    EXPECT_EQ(shown(reader.execute("PRAGMA busy_timeout")), "5000");
+    EXPECT_EQ(all_rows(reader.execute("PRAGMA busy_timeout")), "5000");
     fails(SQLITE_READONLY, "DELETE FROM t", [&] { reader.execute("DELETE FROM t"); });
     EXPECT_EQ(reader.as_transaction([](database& db) { db.execute("SELECT * FROM t"); }), 0U);
 

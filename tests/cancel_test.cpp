@@ -10,13 +10,11 @@ using sqlite::database;
 namespace {
 
 /// Random transactions on a table of numbers, cancelled at any moment, and what must be stored.
-class Cancelled : public testing::Test {
+class Cancelled : public WithFile {
 protected:
     Cancelled() {
-        other.execute("PRAGMA busy_timeout = 0");
-        db->execute("PRAGMA synchronous = OFF");
-        db->execute("CREATE TABLE t (i INTEGER PRIMARY KEY)");
-        db->execute("INSERT INTO t VALUES (-1), (-2), (-3)"); // to be walked
+        run("CREATE TABLE t (i INTEGER PRIMARY KEY)");
+        run("INSERT INTO t VALUES (-1), (-2), (-3)"); // to be walked
     }
 
     /// Runs `body` in a transaction of one kind or another, which may be left by an exception.
@@ -40,9 +38,16 @@ protected:
         }
     }
 
-    static void expect_cancelled(const sqlite::error& failure) {
-        EXPECT_THAT(failure.code(), testing::AnyOf(SQLITE_INTERRUPT, SQLITE_ABORT_ROLLBACK))
-            << failure.what();
+    /// Runs what may be cancelled, or fail on its own.
+    template <typename Work>
+    static void attempt(Work work) {
+        try {
+            work();
+        } catch (const sqlite::error& failure) {
+            EXPECT_THAT(failure.code(), testing::AnyOf(SQLITE_INTERRUPT, SQLITE_ABORT_ROLLBACK))
+                << failure.what();
+        } catch (const std::out_of_range&) { // of its own
+        }
     }
 
     /// Stores some numbers, some of them in transactions inside. Returns those that are stored if
@@ -51,14 +56,11 @@ protected:
         std::set<int> stored;
         for (size_t i = 1 + random.below(3); i > 0; --i) {
             if (depth > 0 && random.below(3) == 0) {
-                try {
+                attempt([&] { // this one goes on without it
                     std::set<int> inner;
                     transact([&] { inner = store_some(depth - 1); });
                     stored.merge(inner);
-                } catch (const sqlite::error& failure) { // this one goes on without it
-                    expect_cancelled(failure);
-                } catch (const std::out_of_range&) {
-                }
+                });
             } else {
                 auto insert = db->prepare_statement("INSERT INTO t VALUES (:i)");
                 insert.bind(":i", ++last);
@@ -75,24 +77,20 @@ protected:
     /// One transaction, by itself or inside of a walk. Expects that it is there if it did not
     /// throw, else not, and that it leaves neither a transaction nor a lock.
     void round() {
-        const auto one = [&] {
+        const auto one = [this] {
             std::set<int> stored;
             transact([&] { stored = store_some(3); });
             expected.merge(stored);
         };
-        try {
-            if (random.below(4) == 0) {
-                for (const sqlite::row& row : db->execute("SELECT i FROM t WHERE i < 0")) {
-                    static_cast<void>(row);
-                    one();
-                }
-            } else {
+        attempt([&] {
+            if (random.below(4) != 0) {
+                return one();
+            }
+            for ([[maybe_unused]] const sqlite::row& row :
+                 db->execute("SELECT i FROM t WHERE i < 0")) {
                 one();
             }
-        } catch (const sqlite::error& failure) {
-            expect_cancelled(failure);
-        } catch (const std::out_of_range&) {
-        }
+        });
         ASSERT_NE(sqlite3_get_autocommit(db->native_handle()), 0);
         ASSERT_FALSE(handler.is_in_transaction());
         ASSERT_NO_THROW(other.execute("BEGIN IMMEDIATE"));
@@ -111,10 +109,6 @@ protected:
     Random random;
     std::set<int> expected;
     int last = 0;
-
-    scratch_directory directory;
-    std::shared_ptr<database> db = std::make_shared<database>(directory.file("a.db"));
-    database other{directory.file("a.db")};
     db::DBBase handler{{"me", 1}, db};
 };
 

@@ -3,16 +3,14 @@
 
 namespace {
 
-/// A store on a file, and a second connection to the file.
-class Faults : public testing::Test {
+class Faults : public WithFile {
 protected:
     Faults() {
-        own->execute("PRAGMA busy_timeout = 20");
-        own->execute("PRAGMA synchronous = OFF");
-        own->execute("PRAGMA cache_size = 4"); // long rows reach the file in mid statement
-        own->add_custom_function({"interrupt", 0, [](sqlite3_context* context, auto...) {
-                                      sqlite3_interrupt(sqlite3_context_db_handle(context));
-                                  }});
+        run("PRAGMA busy_timeout = 20");
+        run("PRAGMA cache_size = 4"); // long rows reach the file in mid statement
+        db->add_custom_function({"interrupt", 0, [](sqlite3_context* context, auto...) {
+                                     sqlite3_interrupt(sqlite3_context_db_handle(context));
+                                 }});
         store("old", 50000);
     }
 
@@ -28,15 +26,9 @@ protected:
             grow();
         });
     }
-    std::string stored() {
-        return shown(other.execute("SELECT user_name, length(extra) FROM users"));
-    }
+    std::string stored() { return others_see("SELECT user_name, length(extra) FROM users"); }
 
-    scratch_directory directory;
-    std::shared_ptr<sqlite::database> own =
-        std::make_shared<sqlite::database>(directory.file("users.db"));
-    sqlite::database other{directory.file("users.db")};
-    db::DBUser users{{"me", 1}, own};
+    db::DBUser users{{"me", 1}, db};
 };
 
 /// What a connection runs to bring a fault about and to end it, and the error in between.
@@ -51,15 +43,15 @@ TEST_F(Faults, FailAWriteAndLoseNothing) {
     const std::string on_insert = "CREATE TEMP TRIGGER t BEFORE INSERT ON users BEGIN SELECT ";
     const std::string locked = "database is locked, in: REPLACE";
     const fault faults[] = {
-        {*own, "PRAGMA max_page_count = 1", "PRAGMA max_page_count = 9999", SQLITE_FULL,
+        {*db, "PRAGMA max_page_count = 1", "PRAGMA max_page_count = 9999", SQLITE_FULL,
          "disk is full, in: REPLACE"},
         {other, "SELECT * FROM users", "SELECT 1", SQLITE_BUSY, locked},
         {other, "BEGIN IMMEDIATE", "COMMIT", SQLITE_BUSY, locked},
         {other, "BEGIN EXCLUSIVE", "COMMIT", SQLITE_BUSY, locked},
-        {*own, on_insert + "interrupt() FROM main.sqlite_master; END", "DROP TRIGGER t",
+        {*db, on_insert + "interrupt() FROM main.sqlite_master; END", "DROP TRIGGER t",
          SQLITE_INTERRUPT, "interrupted, in: REPLACE"},
-        {*own, on_insert + "RAISE(ROLLBACK, 'no'); END", "DROP TRIGGER t",
-         SQLITE_CONSTRAINT_TRIGGER, "no, in: REPLACE"},
+        {*db, on_insert + "RAISE(ROLLBACK, 'no'); END", "DROP TRIGGER t", SQLITE_CONSTRAINT_TRIGGER,
+         "no, in: REPLACE"},
         {other, "ALTER TABLE users RENAME extra TO x", "ALTER TABLE users RENAME x TO extra",
          SQLITE_ERROR, "no column named extra, in: REPLACE"},
     };
@@ -74,7 +66,7 @@ TEST_F(Faults, FailAWriteAndLoseNothing) {
         EXPECT_EQ(stored(), "new|90000");
         store("old", 50000);
     }
-    EXPECT_EQ(shown(other.execute("PRAGMA integrity_check")), "ok");
+    EXPECT_EQ(others_see("PRAGMA integrity_check"), "ok");
 }
 
 TEST_F(Faults, FailAReadAndLeaveTheRecordAsItIs) {
@@ -104,16 +96,15 @@ TEST_F(Faults, ALargeTransactionWaitsForAReaderOnlyToCommit) {
             users.Insert(row);
         }
     };
-    const auto timeout = [&] { return shown(own->execute("PRAGMA busy_timeout")); };
     std::optional reader(other.execute("SELECT * FROM users")); // not walked to its end
-    sqlite::transaction writer(*own);
+    sqlite::transaction writer(*db);
     store_many("u");
     fails(SQLITE_BUSY, "COMMIT", [&] { writer.commit(); });
     EXPECT_EQ(timeout(), "20");
     reader.reset();
     writer.commit();
 
-    own->execute("PRAGMA busy_timeout = 3600000"); // one wait would last an hour
+    run("PRAGMA busy_timeout = 3600000"); // one wait would last an hour
     reader.emplace(other.execute("SELECT * FROM users"));
     users.as_transaction([&] {
         store_many("v");
@@ -121,13 +112,13 @@ TEST_F(Faults, ALargeTransactionWaitsForAReaderOnlyToCommit) {
         reader.reset();
     });
     EXPECT_EQ(timeout(), "3600000");
-    EXPECT_EQ(shown(other.execute("SELECT count(*) FROM users")), "10001");
+    EXPECT_EQ(others_see("SELECT count(*) FROM users"), "10001");
 }
 
 /// The system's files, of which one call fails: the next one once `calls_left` is 0.
 struct faulty_files {
     static inline int calls_left = -1;
-    static bool fails() { return calls_left >= 0 && calls_left-- == 0; }
+    static bool is_failing() { return calls_left >= 0 && calls_left-- == 0; }
 
     /// Those of databases and those of journals have methods of their own.
     template <bool is_database>
@@ -136,21 +127,21 @@ struct faulty_files {
         static sqlite3_io_methods faulty;
         real = faulty = *file->pMethods;
         faulty.xWrite = [](sqlite3_file* file, const void* data, int size, sqlite3_int64 at) {
-            return fails() ? SQLITE_IOERR_WRITE : real.xWrite(file, data, size, at);
+            return is_failing() ? SQLITE_IOERR_WRITE : real.xWrite(file, data, size, at);
         };
         faulty.xTruncate = [](sqlite3_file* file, sqlite3_int64 size) {
-            return fails() ? SQLITE_IOERR_TRUNCATE : real.xTruncate(file, size);
+            return is_failing() ? SQLITE_IOERR_TRUNCATE : real.xTruncate(file, size);
         };
         faulty.xSync = [](sqlite3_file* file, int flags) {
-            return fails() ? SQLITE_IOERR_FSYNC : real.xSync(file, flags);
+            return is_failing() ? SQLITE_IOERR_FSYNC : real.xSync(file, flags);
         };
         faulty.xFileSize = [](sqlite3_file* file, sqlite3_int64* size) {
-            return fails() ? SQLITE_IOERR_FSTAT : real.xFileSize(file, size);
+            return is_failing() ? SQLITE_IOERR_FSTAT : real.xFileSize(file, size);
         };
         faulty.xUnlock = [](sqlite3_file* file,
                             int level) { // unlocked all the same, or for ever not
             const int code = real.xUnlock(file, level);
-            return fails() ? SQLITE_IOERR_UNLOCK : code;
+            return is_failing() ? SQLITE_IOERR_UNLOCK : code;
         };
         file->pMethods = &faulty;
     }
@@ -159,7 +150,7 @@ struct faulty_files {
         vfs.zName = "faulty";
         vfs.xOpen = [](sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out) {
             const int code =
-                fails() ? SQLITE_IOERR_ACCESS : system->xOpen(system, name, file, flags, out);
+                is_failing() ? SQLITE_IOERR_ACCESS : system->xOpen(system, name, file, flags, out);
             if (code == SQLITE_OK) {
                 (flags & SQLITE_OPEN_MAIN_DB) != 0 ? make_faulty<true>(file)
                                                    : make_faulty<false>(file);
@@ -167,7 +158,7 @@ struct faulty_files {
             return code;
         };
         vfs.xDelete = [](sqlite3_vfs*, const char* name, int sync) {
-            return fails() ? SQLITE_IOERR_DELETE : system->xDelete(system, name, sync);
+            return is_failing() ? SQLITE_IOERR_DELETE : system->xDelete(system, name, sync);
         };
         sqlite3_vfs_register(&vfs, 1);
     }
@@ -180,38 +171,35 @@ struct faulty_files {
     sqlite3_vfs vfs;
 };
 
-TEST(FaultyFiles, AreNotOpenedWithoutTheReason) {
-    const faulty_files files;
-    faulty_files::calls_left = 0;
-    fails(SQLITE_IOERR_ACCESS, "open the database 'a.db'", [] { sqlite::database("a.db"); });
+class FaultyFiles : protected faulty_files, public WithFile {};
+
+TEST_F(FaultyFiles, AreNotOpenedWithoutTheReason) {
+    calls_left = 0;
+    fails(SQLITE_IOERR_ACCESS, "open the database 'b.db'", [] { sqlite::database("b.db"); });
 }
 
-TEST(FaultyFiles, LeaveAllOrNothingOfATransaction) {
-    for (const std::string mode : {"DELETE", "TRUNCATE", "PERSIST", "WAL"}) {
-        const faulty_files files;
-        const scratch_directory directory;
-        auto own = std::make_shared<sqlite::database>(directory.file("a.db"));
-        sqlite::database other(directory.file("a.db"));
-        other.execute("PRAGMA busy_timeout = 0");
-        own->execute("PRAGMA journal_mode = " + mode);
-        own->execute("CREATE TABLE t (i)");
-        const auto store_two = [&] {
-            sqlite::transaction both(*own);
-            own->execute("INSERT INTO t VALUES (1)");
-            own->as_transaction([](auto& db) { db.execute("INSERT INTO t VALUES (2)"); });
-            try {
-                both.commit();
-            } catch (const sqlite::error&) {
-                if (!both.is_open()) {
-                    fails(SQLITE_ABORT_ROLLBACK, "", [&] { own->execute("SELECT 1"); });
-                }
-                throw;
+TEST_F(FaultyFiles, LeaveAllOrNothingOfATransaction) {
+    run("PRAGMA synchronous = FULL");
+    run("CREATE TABLE t (i)");
+    const auto store_two = [this] {
+        sqlite::transaction both(*db);
+        run("INSERT INTO t VALUES (1)");
+        db->as_transaction([this](auto&) { run("INSERT INTO t VALUES (2)"); });
+        try {
+            both.commit();
+        } catch (const sqlite::error&) {
+            if (!both.is_open()) {
+                fails(SQLITE_ABORT_ROLLBACK, "", [this] { run("SELECT 1"); });
             }
-        };
+            throw;
+        }
+    };
+    for (const std::string mode : {"delete", "truncate", "persist", "wal"}) {
+        EXPECT_EQ(run("PRAGMA journal_mode = " + mode), mode);
         bool was_hit = true;
         for (int call = 0; was_hit && !HasFailure(); ++call) {
             SCOPED_TRACE(mode + ", call " + std::to_string(call));
-            faulty_files::calls_left = call;
+            calls_left = call;
             bool has_thrown = false;
             try {
                 store_two();
@@ -219,14 +207,14 @@ TEST(FaultyFiles, LeaveAllOrNothingOfATransaction) {
                 has_thrown = true;
                 EXPECT_EQ(failure.code() & 0xff, SQLITE_IOERR) << failure.what();
             }
-            was_hit = faulty_files::calls_left < 0;
-            faulty_files::calls_left = -1;
-            const std::string stored = shown(other.execute("SELECT i FROM t"));
-            EXPECT_THAT(stored, testing::AnyOf("1;2", has_thrown ? "" : "1;2"));
-            EXPECT_NO_THROW(other.execute("DELETE FROM t"));
+            was_hit = calls_left < 0;
+            calls_left = -1;
+            EXPECT_THAT(others_see("SELECT i FROM t"),
+                        testing::AnyOf("1;2", has_thrown ? "" : "1;2"));
+            others_see("DELETE FROM t");
             EXPECT_NO_THROW(store_two());
-            EXPECT_EQ(shown(other.execute("SELECT i FROM t")), "1;2");
-            other.execute("DELETE FROM t");
+            EXPECT_EQ(others_see("SELECT i FROM t"), "1;2");
+            others_see("DELETE FROM t");
         }
     }
 }

@@ -105,8 +105,8 @@ struct World {
     std::string told() {
         std::ostringstream all;
         all << number << text << testing::PrintToString(rows);
-        all << shown(run("SELECT * FROM users")) << shown(run("PRAGMA user_version"));
-        all << shown(run("SELECT name FROM sqlite_master"));
+        all << all_rows(run("SELECT * FROM users")) << all_rows(run("PRAGMA user_version"));
+        all << all_rows(run("SELECT name FROM sqlite_master"));
         return all.str();
     }
 
@@ -128,7 +128,7 @@ struct Operation {
     void (*run)(World&);
     friend void PrintTo(const Operation& shown, std::ostream* out) { *out << shown.name; }
 } const operations[] = {
-    {"Open", [](World& w) { w.text = shown(database(w.path).execute("PRAGMA page_size")); }},
+    {"Open", [](World& w) { w.text = all_rows(database(w.path).execute("PRAGMA page_size")); }},
     {"Values", [](World& w) {
         auto stmt = w.db->prepare_statement("SELECT :s AS s, :c, :u AS u, :l");
         stmt.bind(":s", std::string(50, 's'));
@@ -137,12 +137,12 @@ struct Operation {
         stmt.bind(":l", 1LL << 40);
         const auto res = w.db->execute(stmt);
         const std::string first = (*res.begin())["u"].as<std::string>();
-        w.text = first + (*res.begin())[0].column_name() + shown(res);
+        w.text = first + (*res.begin())[0].column_name() + all_rows(res);
     }},
-    {"Walk", [](World& w) { w.text = shown(w.run("SELECT * FROM users ORDER BY remark")); }},
+    {"Walk", [](World& w) { w.text = all_rows(w.run("SELECT * FROM users ORDER BY remark")); }},
     {"RunAgain", [](World& w) {
         w.kept->bind(":a", "text");
-        w.text = shown(w.db->execute(*w.kept));
+        w.text = all_rows(w.db->execute(*w.kept));
     }},
     {"Size", [](World& w) { w.number = w.db->size(); }},
     {"Transactions", [](World& w) {
@@ -190,7 +190,7 @@ struct Operation {
     {"ListAll", [](World& w) { w.rows = w.users->GetAll(); }},
     {"Search", [](World& w) { w.rows = w.users->SearchUserRowsWithKeyWord(each); }},
     {"LongTexts", [](World& w) { // the engine compiles anew, a phrase finds its borders
-        w.text = shown(w.run("WITH t(ab) AS (SELECT replace(printf('%.5000c', 'x'), 'x', 'ab'))"
+        w.text = all_rows(w.run("WITH t(ab) AS (SELECT replace(printf('%.5000c', 'x'), 'x', 'ab'))"
                              "SELECT USER_REGEX(ab || 'q', '', '', '(a|x)[^c]{29}q'),"
                              "USER_REGEX(ab, '', '', substr(ab, 1, 1000) || 'b') FROM t"));
     }},

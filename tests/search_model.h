@@ -23,7 +23,7 @@ public:
         m_call.bind<std::string>(":group", group);
         std::setlocale(LC_ALL, "C.UTF-8");
         for (int time = 0; time < 2; ++time) { // the second time with what the first has compiled
-            EXPECT_EQ(shown(m_connection->execute(m_call)), expected ? "1" : "0")
+            EXPECT_EQ(all_rows(m_connection->execute(m_call)), expected ? "1" : "0")
                 << key << " in " << name << remark << group;
         }
         std::setlocale(LC_ALL, "C");

@@ -5,10 +5,10 @@
 namespace {
 
 /// A connection that keeps two statements.
-class StatementCache : public testing::Test {
+class StatementCache : public WithFile {
 protected:
     StatementCache() {
-        db->execute("CREATE TABLE t (i INTEGER PRIMARY KEY)");
+        run("CREATE TABLE t (i INTEGER PRIMARY KEY)");
         db->set_statement_cache_capacity(2);
     }
 
@@ -27,26 +27,22 @@ protected:
         }
         return all;
     }
-
-    scratch_directory directory;
-    std::string file = directory.file("a.db");
-    std::optional<sqlite::database> db{std::in_place, file};
 };
 
 TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
-    fails(SQLITE_ERROR, "SELEC", [&] { db->execute("SELEC 1"); });
+    fails(SQLITE_ERROR, "SELEC", [&] { run("SELEC 1"); });
     EXPECT_EQ(compiled(), "0:");
-    db->execute("SELECT 1");
+    run("SELECT 1");
     sqlite3_stmt* const first = sqlite3_next_stmt(db->native_handle(), nullptr);
     {
         const auto again = db->execute("SELECT 1");
         EXPECT_EQ(sqlite3_next_stmt(db->native_handle(), nullptr), first) << "compiled once";
-        EXPECT_EQ(shown(again), "1");
+        EXPECT_EQ(all_rows(again), "1");
     }
-    db->execute("SELECT 2");
+    run("SELECT 2");
     EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 2");
-    db->execute("SELECT 1");
-    db->execute("SELECT 3");
+    run("SELECT 1");
+    run("SELECT 3");
     EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 3");
     db->set_statement_cache_capacity(1);
     EXPECT_EQ(compiled(), "1: SELECT 3");
@@ -56,17 +52,13 @@ TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
 
 TEST_F(StatementCache, KeepsEachTextOnceAndWhatMayComeAgain) {
     for (const char* behind : {"", " ", "\n", "; -- end\n"}) {
-        EXPECT_EQ(shown(db->execute("SELECT 1;"s + behind)), "1");
+        EXPECT_EQ(run("SELECT 1;"s + behind), "1");
     }
     EXPECT_EQ(db->prepare_statement("SELECT 1;\n").sql(), "SELECT 1;");
-    fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 1; SELECT 2"); });
-    fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 2; SELECT 1"); });
-    db->execute("SELECT 4 -- ;");
-    fails(SQLITE_MISUSE, "more than one", [&] { db->execute("SELECT 4 -- ;/*\n; SELECT 3 */"); });
-    db->set_statement_cache_capacity(1);
-    db->execute("SELECT 1;");
-    db->execute("EXPLAIN QUERY PLAN SELECT 1");
-    EXPECT_EQ(shown(db->execute(db->prepare_uncached_statement("SELECT 3"))), "3");
+    fails(SQLITE_MISUSE, "more than one", [&] { run("SELECT 1; SELECT 2"); });
+    fails(SQLITE_MISUSE, "more than one", [&] { run("SELECT 2; SELECT 1"); });
+    run("EXPLAIN QUERY PLAN SELECT 1");
+    EXPECT_EQ(all_rows(db->execute(db->prepare_uncached_statement("SELECT 3"))), "3");
     EXPECT_EQ(compiled(), "1: SELECT 1;");
 }
 
@@ -87,13 +79,11 @@ TEST_F(StatementCache, AStatementMayFreeAnother) {
 }
 
 TEST_F(StatementCache, KeepsNoSearches) {
-    db::DBUser users({}, std::make_shared<sqlite::database>(file));
-    users.GetDB()->set_statement_cache_capacity(16);
+    db::DBUser users({}, db);
+    db->set_statement_cache_capacity(1);
     users.GetAll();
     users.SearchUserRowsWithKeyWord("x");
-    sqlite3_stmt* const kept = sqlite3_next_stmt(users.GetDB()->native_handle(), nullptr);
-    EXPECT_STREQ(sqlite3_sql(kept), "SELECT * from users;");
-    EXPECT_EQ(sqlite3_next_stmt(users.GetDB()->native_handle(), kept), nullptr);
+    EXPECT_EQ(compiled(), "1: SELECT * from users;");
 }
 
 TEST_F(StatementCache, StatementsInUseShareNothing) {
@@ -101,7 +91,7 @@ TEST_F(StatementCache, StatementsInUseShareNothing) {
     auto other = db->prepare_statement("SELECT :v");
     one.bind(":v", 1);
     other.bind(":v", 2);
-    EXPECT_EQ(shown(db->execute(one)) + shown(db->execute(other)), "12");
+    EXPECT_EQ(all_rows(db->execute(one)) + all_rows(db->execute(other)), "12");
     EXPECT_EQ(compiled(), "2: SELECT :v");
 }
 
@@ -112,34 +102,32 @@ TEST_F(StatementCache, WhatIsKeptHoldsNoValueAndNoLock) {
         select.bind(":v", "value");
         EXPECT_EQ(db->execute(select).begin()->operator[](0).as<std::string>(), "value");
     }
-    EXPECT_EQ(shown(db->execute("SELECT :v FROM t")), "NULL;NULL");
+    EXPECT_EQ(run("SELECT :v FROM t"), "NULL;NULL");
     auto statement = db->prepare_statement("SELECT i FROM t");
     EXPECT_EQ(db->execute(statement).begin()->operator[](0).as<int>(), 1); // half walked
     statement = db->prepare_statement("SELECT 1");
-    sqlite::database other(file);
-    other.execute("PRAGMA busy_timeout = 0");
     EXPECT_NO_THROW(other.execute("DELETE FROM t"));
-    EXPECT_EQ(shown(db->execute("SELECT i FROM t")), "");
+    EXPECT_EQ(run("SELECT i FROM t"), "");
 }
 
 TEST_F(StatementCache, CompilesAnewWhatHasChangedAndPragmas) {
     db->execute("INSERT INTO t VALUES (1)");
-    EXPECT_EQ(shown(db->execute("SELECT * FROM t")), "1");
-    db->execute("ALTER TABLE t ADD COLUMN j DEFAULT 2");
-    EXPECT_EQ(shown(db->execute("SELECT * FROM t")), "1|2");
+    EXPECT_EQ(run("SELECT * FROM t"), "1");
+    run("ALTER TABLE t ADD COLUMN j DEFAULT 2");
+    EXPECT_EQ(run("SELECT * FROM t"), "1|2");
     for (const char* size : {"100", "200", "100"}) {
-        db->execute("/* acts when compiled */ pragma cache_size = "s + size);
-        EXPECT_EQ(shown(db->execute("PRAGMA cache_size")), size);
+        run("/* acts when compiled */ pragma cache_size = "s + size);
+        EXPECT_EQ(run("PRAGMA cache_size"), size);
     }
 }
 
 TEST_F(StatementCache, ItsStatementsOutliveTheDatabase) {
     std::optional statement(db->prepare_statement("SELECT i FROM t"));
-    db->execute("SELECT 1");
+    run("SELECT 1");
     db.reset();
     EXPECT_EQ(statement->parameter_count(), 0U);
     statement.reset();
-    EXPECT_NO_THROW(sqlite::database(file, sqlite::read_write).execute("DROP TABLE t"));
+    EXPECT_NO_THROW(other.execute("DROP TABLE t"));
 }
 
 TEST_F(StatementCache, ServesManyThreads) {
@@ -151,11 +139,10 @@ TEST_F(StatementCache, ServesManyThreads) {
             db->set_statement_cache_capacity(static_cast<size_t>(i % 3));
         }
     };
-    db->execute("PRAGMA synchronous = OFF");
     std::thread other(add, 1000);
     add(0);
     other.join();
-    EXPECT_EQ(shown(db->execute("SELECT count(*) FROM t")), "400");
+    EXPECT_EQ(run("SELECT count(*) FROM t"), "400");
 }
 
 } // namespace

@@ -74,7 +74,7 @@ inline std::string repeated(const std::string& text, int count) {
 }
 
 /// What is left of a result: "a|b;c|d" for two rows of two columns.
-inline std::string shown(const sqlite::result& res) {
+inline std::string all_rows(const sqlite::result& res) {
     std::string all;
     for (const sqlite::row& row : res) {
         all += all.empty() ? "" : ";";
@@ -113,15 +113,17 @@ protected:
     explicit WithStore(std::shared_ptr<sqlite::database> db = in_memory())
         : connection(std::move(db)) {}
 
-    std::string query(const std::string& sql) { return shown(connection->execute(sql)); }
+    std::string query(const std::string& sql) { return all_rows(connection->execute(sql)); }
     void store(db::UserRow row) { EXPECT_EQ(users->Insert(row), 1U); }
-    /// The ids of the users found, in the order in which they were stored.
-    std::string found(const std::string& key_word) {
+    static std::string ids_of(const std::vector<db::UserRow>& rows) {
         std::string ids;
-        for (const db::UserRow& row : users->SearchUserRowsWithKeyWord(key_word)) {
+        for (const db::UserRow& row : rows) {
             ids += row.user_id;
         }
         return ids;
+    }
+    std::string found(const std::string& key_word) {
+        return ids_of(users->SearchUserRowsWithKeyWord(key_word));
     }
 
     std::shared_ptr<sqlite::database> connection;
@@ -145,4 +147,22 @@ public:
 
 private:
     std::filesystem::path m_path;
+};
+
+/// A connection to a file, and another one that waits for nobody.
+class WithFile : public testing::Test {
+protected:
+    WithFile() {
+        run("PRAGMA synchronous = OFF");
+        other.execute("PRAGMA busy_timeout = 0");
+    }
+
+    std::string run(const std::string& sql) { return all_rows(db->execute(sql)); }
+    std::string others_see(const std::string& sql) { return all_rows(other.execute(sql)); }
+    std::string timeout() { return run("PRAGMA busy_timeout"); }
+
+    scratch_directory directory;
+    std::string file = directory.file("a.db");
+    std::shared_ptr<sqlite::database> db = std::make_shared<sqlite::database>(file);
+    sqlite::database other{file};
 };

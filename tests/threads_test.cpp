@@ -53,8 +53,8 @@ void nothing_is_lost(const std::shared_ptr<database>& db, int rounds,
     db->execute("INSERT INTO users (local_user_id, user_id) VALUES ('all:0', 'all')");
     on_threads(work);
     const std::string all = std::to_string(thread_count * rounds);
-    EXPECT_EQ(shown(db->execute("SELECT (SELECT count(*) - 1 FROM users), user_version, gender"
-                                " FROM users WHERE user_id = 'all'")),
+    EXPECT_EQ(all_rows(db->execute("SELECT (SELECT count(*) - 1 FROM users), user_version, gender"
+                                   " FROM users WHERE user_id = 'all'")),
               all + "|" + all + "|" + all);
 }
 
@@ -63,7 +63,7 @@ TEST(Threads, StoresOnConnectionsOfTheirOwnWaitForEachOther) {
         SCOPED_TRACE(mode);
         const scratch_directory directory;
         const auto open = [&] { return std::make_shared<database>(directory.file("users.db")); };
-        shown(open()->execute("PRAGMA journal_mode = " + mode));
+        all_rows(open()->execute("PRAGMA journal_mode = " + mode));
         on_threads([&](int) { DBUser({"me", 1}, open()); }); // one of them makes the table
         nothing_is_lost(open(), 10, [&](int thread) {
             DBUser users({"me", 1}, open());

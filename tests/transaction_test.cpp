@@ -7,16 +7,11 @@ using sqlite::database;
 
 namespace {
 
-/// A table of numbers in a file, and a second connection that waits for nobody.
-class Transactions : public testing::Test {
+/// A table of numbers.
+class Transactions : public WithFile {
 protected:
-    Transactions() {
-        other.execute("PRAGMA busy_timeout = 0");
-        run("PRAGMA synchronous = OFF");
-        run("CREATE TABLE t (i INTEGER PRIMARY KEY)");
-    }
+    Transactions() { run("CREATE TABLE t (i INTEGER PRIMARY KEY)"); }
 
-    std::string run(const std::string& sql) { return shown(db->execute(sql)); }
     void add(int i) { run("INSERT INTO t VALUES (" + std::to_string(i) + ")"); }
     /// Adds a row inside a transaction of its own, which then fails.
     void add_and_fail(int i) {
@@ -35,12 +30,9 @@ protected:
         EXPECT_NE(sqlite3_get_autocommit(db->native_handle()), 0) << "a transaction is open";
         EXPECT_FALSE(base.is_in_transaction());
         EXPECT_NO_THROW(other.as_transaction([](database&) {})) << "a lock is held";
-        return shown(other.execute("SELECT i FROM t"));
+        return others_see("SELECT i FROM t");
     }
 
-    scratch_directory directory;
-    std::shared_ptr<database> db = std::make_shared<database>(directory.file("a.db"));
-    database other{directory.file("a.db")};
     db::DBBase base{{"me", 1}, db};
 };
 
@@ -284,7 +276,6 @@ const std::pair<const char*, void (*)(database&)> ways_to_end[] = {
 
 TEST_F(Transactions, LeaveTheTimeoutAndTheHandlerAsTheyWere) {
     static int asked = 0;
-    const auto timeout = [&] { return run("PRAGMA busy_timeout"); };
     for (const auto& [way, end] : ways_to_end) {
         SCOPED_TRACE(way);
         run("PRAGMA busy_timeout = 20");

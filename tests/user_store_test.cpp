@@ -122,123 +122,30 @@ TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
     EXPECT_EQ(seen, "CreateTable;1;~DBUser;NULL;");
 }
 
-/// Users a:1, a:2, a:-1 and b:1.
-class UserStoreWithUsers : public UserStore {
-protected:
-    UserStoreWithUsers() {
-        query("INSERT INTO users (local_user_id, user_id, user_source, user_name, device_id,"
-              " is_star, remark, user_version, data_type) VALUES"
-              " ('a:1', 'a', 1, 'one', 'mine', 1, 'r', 5, 2), ('a:2', 'a', 2, '', '', 0, '', 0, 6),"
-              " ('a:-1', 'a', 4294967295, 'last', '', 0, '', 0, 0),"
-              " ('b:1', 'b', 1, '', '', 0, '', 0, 1)");
-        query("CREATE TEMP TABLE before AS SELECT * FROM users");
+TEST_F(UserStore, ListsKindsInTheOrderOfSQLite) {
+    for (const auto& [id, kinds] : {std::pair("d", 6U), {"c", 1U}, {"b", 2U}, {"a", 0U}}) {
+        db::UserRow row = contact(id);
+        row.data_type = kinds;
+        store(row);
     }
-    /// The rows that are not as they were at first, and a hyphen with the key of each that is gone.
-    std::string changes() {
-        return query("SELECT local_user_id, user_name, device_id, is_star, is_attention, remark,"
-                     " user_version, data_type FROM"
-                     " (SELECT * FROM users EXCEPT SELECT * FROM before)") +
-               query("SELECT '-' || local_user_id FROM before EXCEPT"
-                     " SELECT '-' || local_user_id FROM users");
-    }
-};
-
-TEST_F(UserStoreWithUsers, AreChangedOneAtATime) {
-    using Change = std::function<uint32_t(DBUser&, UserRow&)>;
-    const auto set = [](auto update, auto value) -> Change {
-        return [=](DBUser& users, UserRow& row) {
-            return update(value, row.user_id, row.user_source, users);
-        };
-    };
-    const Change remove = [](DBUser& users, UserRow& row) {
-        return users.DelUserByUserIdAndSource(row.user_id, row.user_source);
-    };
-    const struct {
-        const char* operation;
-        Change run;
-        std::string user_id, outcome; // what it returns, and what has changed behind it
-    } cases[] = {
-        {"Insert", &DBUser::Insert, "c", "1 c:1|new|theirs|0|1||3|4"},
-        {"InsertOrIgnore", &DBUser::InsertOrIgnore, "c", "1 c:1|new|theirs|0|1||3|4"},
-        {"InsertOrIgnore", &DBUser::InsertOrIgnore, "a", "0 "},
-        {"InsertOrReplace", &DBUser::InsertOrReplace, "c", "1 c:1|new|theirs|0|1||3|4"},
-        {"InsertOrReplace", &DBUser::InsertOrReplace, "a", "1 a:1|new|theirs|0|1||3|4"},
-        {"Update", &DBUser::Update, "c", "0 "},
-        {"Update", &DBUser::Update, "a", "1 a:1|new|mine|0|1||3|4"},
-        {"DelUser", remove, "c", "0 "},
-        {"DelUser", remove, "a", "1 -a:1"},
-        {"data type", set(DBUser::UpdateDataTypeByIdAndSource, 4U), "c", "0 "},
-        {"data type", set(DBUser::UpdateDataTypeByIdAndSource, 4U), "a",
-         "1 a:1|one|mine|1|0|r|6|4"},
-        {"same star", set(DBUser::UpdateIsStartByIdAndSource, true), "a",
-         "1 a:1|one|mine|1|0|r|6|2"},
-        {"no star", set(DBUser::UpdateIsStartByIdAndSource, false), "a",
-         "1 a:1|one|mine|0|0|r|6|2"},
-        {"attention", set(DBUser::UpdateIsAttentionByIdAndSource, true), "a",
-         "1 a:1|one|mine|1|1|r|6|2"},
-        {"same attention", set(DBUser::UpdateIsAttentionByIdAndSource, false), "a",
-         "1 a:1|one|mine|1|0|r|6|2"},
-        {"remark", set(DBUser::UpdateRemarkByIdAndSource, ""), "a", "1 a:1|one|mine|1|0||6|2"},
-    };
-    for (const auto& [operation, run, user_id, outcome] : cases) {
-        UserRow row{.user_id = user_id, .device_id = "theirs", .user_name = "new"};
-        row.is_attention = row.user_source = 1;
-        row.user_version = 3;
-        row.data_type = 4;
-        query("BEGIN");
-        const uint32_t told = run(*users, row);
-        EXPECT_EQ(std::to_string(told) + " " + changes(), outcome) << operation;
-        query("ROLLBACK");
-    }
-}
-
-/// The keys of some records.
-std::string keys(const std::vector<UserRow>& rows) {
-    std::string all;
-    for (const UserRow& row : rows) {
-        all += row.local_user_id + " ";
-    }
-    return all;
-}
-
-TEST_F(UserStoreWithUsers, AreListedByKindAndSource) {
     using enum db::UserDataType;
-    const struct {
-        db::UserDataType kinds;
-        std::string all, of_source_1;
-        uint32_t a2; // whether that is found
-    } cases[] = {{USERDATA_DEFAULT, "", "", 0},
-                 {USERDATA_USER, "b:1 ", "b:1 ", 0},
-                 {USERDATA_CONTACT, "a:1 a:2 ", "a:1 ", 1},
-                 {USERDATA_USER | USERDATA_CONTACT, "a:1 a:2 b:1 ", "a:1 b:1 ", 1},
-                 {USERDATA_PUBLIC_ACCOUNT, "a:2 ", "", 1}};
-    for (const auto& [kinds, all, of_source_1, a2] : cases) {
-        SCOPED_TRACE(static_cast<int>(kinds));
-        UserRow row = contact("before");
-        EXPECT_EQ(keys(users->GetUsersByDataType(kinds)), all);
-        EXPECT_EQ(keys(users->GetUsersByDataTypeAndSource(kinds, 1)), of_source_1);
-        EXPECT_EQ(users->GetUserByIdSourceAndDataType("a", 2, kinds, row), a2);
-        EXPECT_EQ(row.user_id, a2 == 1 ? "a" : "before");
+    const std::pair<db::UserDataType, std::string> cases[] = {
+        {USERDATA_DEFAULT, ""},
+        {USERDATA_USER, "c"},
+        {USERDATA_CONTACT, "db"},
+        {USERDATA_USER | USERDATA_CONTACT, "dcb"},
+        {USERDATA_PUBLIC_ACCOUNT, "d"}};
+    for (const auto& [kinds, ids] : cases) {
+        EXPECT_EQ(ids_of(users->GetUsersByDataType(kinds)), ids) << static_cast<int>(kinds);
+        EXPECT_EQ(ids_of(users->GetUsersByDataTypeAndSource(kinds, 0)), ids);
     }
-    EXPECT_EQ(keys(users->GetAll()), "a:1 a:2 a:-1 b:1 ");
-}
-
-TEST_F(UserStoreWithUsers, AreFoundByTheirKeys) {
-    UserRow row = full_record();
-    for (const auto& [id, source] : {std::pair("c", 1U), {"a", 3U}, {"a:1", 1U}}) {
-        EXPECT_EQ(users->GetUserByUserIdAndSource(id, source, row), 0U) << id << source;
-        EXPECT_EQ(row, full_record());
-    }
-    EXPECT_EQ(users->GetUserByUserIdAndSource("a", 4294967295U, row), 1U) << "of no kind";
-    EXPECT_EQ(row.user_name + row.remark, "last");
-    std::set<std::pair<std::string, int>> some{{"a", 2}, {"a", 3}, {"a", -1}, {"b", 2}};
-    EXPECT_EQ(keys(users->GetUserRowsByUserIds(some)), "a:-1 a:2 ");
-    EXPECT_EQ(keys(users->GetUserRowsByUserIds({})), "");
-    const int limit = sqlite3_limit(connection->native_handle(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
-    for (int i = 0; i <= limit; ++i) {
-        some.emplace("u", i);
-    }
-    fails(SQLITE_ERROR, "too many SQL variables", [&] { users->GetUserRowsByUserIds(some); });
+    EXPECT_EQ(ids_of(users->GetAll()), "dcba");
+    EXPECT_EQ(ids_of(users->GetUserRowsByUserIds({{"d", 0}, {"b", 0}, {"b", 1}})), "bd");
+    EXPECT_EQ(ids_of(users->GetUserRowsByUserIds({})), "");
+    sqlite3_limit(connection->native_handle(), SQLITE_LIMIT_VARIABLE_NUMBER, 1);
+    fails(SQLITE_ERROR, "too many SQL variables", [&] {
+        users->GetUserRowsByUserIds({{"b", 0}, {"d", 0}});
+    });
 }
 
 TEST_F(UserStore, UpdatesOfOneFieldWorkThroughAnyHandlerAndLog) {
@@ -282,12 +189,12 @@ TEST_F(UserStore, SetsAreBoundInTheirOrder) {
     auto stmt = connection->prepare_statement("SELECT :param10 - :param2 WHERE 4 in " +
                                               db::_prepare_bind(items));
     db::_bind(stmt, items);
-    EXPECT_EQ(shown(connection->execute(stmt)), "8");
+    EXPECT_EQ(all_rows(connection->execute(stmt)), "8");
     std::forward_list<unsigned int> other{4, 3};
     stmt = connection->prepare_statement("SELECT 1 WHERE 3 in " + db::_prepare_bind(nothing) +
                                          " OR 3 in ( :param0, :param1  ) ");
     db::_bind(stmt, other);
-    EXPECT_EQ(shown(connection->execute(stmt)), "1");
+    EXPECT_EQ(all_rows(connection->execute(stmt)), "1");
     other.push_front(1);
     fails(SQLITE_RANGE, "':param2'", [&] { db::_bind(stmt, other); });
 }
