@@ -7,19 +7,25 @@ using sqlite::database;
 
 namespace {
 
-/// A table of numbers.
+/// A table of numbers, and a time-out that each transaction must leave as it is.
 class Transactions : public WithFile {
 protected:
-    Transactions() { run("CREATE TABLE t (i INTEGER PRIMARY KEY)"); }
+    Transactions() {
+        run("PRAGMA busy_timeout = 20");
+        run("CREATE TABLE t (i INTEGER PRIMARY KEY)");
+    }
 
     void add(int i) { run("INSERT INTO t VALUES (" + std::to_string(i) + ")"); }
-    /// Adds a row inside a transaction of its own, which then fails.
-    void add_and_fail(int i) {
-        const auto body = [&](database&) {
-            add(i);
+    /// Runs `body` in a transaction that fails then.
+    void lose(const std::function<void()>& body) {
+        const auto failing = [&](database&) {
+            body();
             throw std::out_of_range("the first");
         };
-        EXPECT_THROW(db->as_transaction(body), std::out_of_range);
+        EXPECT_THROW(db->as_transaction(failing), std::out_of_range);
+    }
+    void add_and_lose(int i) {
+        lose([=, this] { add(i); });
     }
     void begin_and_add(db::DBBase& handler, int i) {
         handler.begin_transaction();
@@ -29,6 +35,7 @@ protected:
     std::string stored() {
         EXPECT_NE(sqlite3_get_autocommit(db->native_handle()), 0) << "a transaction is open";
         EXPECT_FALSE(base.is_in_transaction());
+        EXPECT_EQ(timeout(), "20");
         EXPECT_NO_THROW(other.as_transaction([](database&) {})) << "a lock is held";
         return others_see("SELECT i FROM t");
     }
@@ -37,16 +44,16 @@ protected:
 };
 
 TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
-    add_and_fail(4);
+    add_and_lose(4);
     EXPECT_EQ(stored(), "");
     const uint32_t changed = db->as_transaction([&](database&) {
         add(3);
         EXPECT_EQ(db->as_transaction([&](database&) { add(5); }), 1U);
-        add_and_fail(7);
+        add_and_lose(7);
         run("SAVEPOINT nested"); // the application's own, between two of ours
         db->as_transaction([&](database&) {
             add(8);
-            add_and_fail(9);
+            add_and_lose(9);
         });
     });
     EXPECT_EQ(changed, 3U) << "rows that a savepoint took back do not count";
@@ -59,39 +66,41 @@ TEST_F(Transactions, CommitOrLeaveNothingAndNestAsSavepoints) {
 TEST_F(Transactions, TellWhatHasEndedThem) {
     const std::string rolled_back = "the open transaction has been rolled back already";
     const std::string ended = "the transaction was ended inside of it";
+    sqlite3* const handle = db->native_handle();
     const struct {
-        std::string sql;
-        int first_code, code;
-        std::string text, stored;
+        const char* label;
+        std::function<void()> end;
+        int code;
+        std::string left;
     } cases[] = {
-        {"INSERT OR ROLLBACK INTO t VALUES (1)", SQLITE_CONSTRAINT_PRIMARYKEY,
-         SQLITE_ABORT_ROLLBACK, rolled_back, ""},
-        {"COMMIT", SQLITE_OK, SQLITE_MISUSE, ended, "1"},
-        {"ROLLBACK", SQLITE_OK, SQLITE_MISUSE, ended, ""},
-        {"COMMIT", SQLITE_INTERRUPT, SQLITE_MISUSE, ended, "1"}, // cancelled behind its effect
-        {"past the layer", SQLITE_OK, SQLITE_MISUSE, ended, "1"},
+        {"a failed statement",
+         [&] {
+             const auto sql = "INSERT OR ROLLBACK INTO t VALUES (1)";
+             fails(SQLITE_CONSTRAINT_PRIMARYKEY, sql, [&] { run(sql); });
+         },
+         SQLITE_ABORT_ROLLBACK, ""},
+        {"COMMIT", [&] { run("COMMIT"); }, SQLITE_MISUSE, "1"},
+        {"ROLLBACK", [&] { run("ROLLBACK"); }, SQLITE_MISUSE, ""},
+        {"cancelled behind its effect",
+         [&] {
+             const auto is_ended = [](void* db) {
+                 return sqlite3_get_autocommit(static_cast<sqlite3*>(db));
+             };
+             sqlite3_progress_handler(handle, 1, is_ended, handle);
+             fails(SQLITE_INTERRUPT, "COMMIT", [&] { run("COMMIT"); });
+             sqlite3_progress_handler(handle, 0, nullptr, nullptr);
+         },
+         SQLITE_MISUSE, "1"},
+        {"past the layer", [&] { sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr); },
+         SQLITE_MISUSE, "1"},
     };
-    for (const auto& [sql, first_code, code, text, left] : cases) {
-        SCOPED_TRACE(sql);
-        const auto end = [&, sql = sql, first_code = first_code](database&) {
-            if (sql == "past the layer") {
-                sqlite3_exec(db->native_handle(), "COMMIT", nullptr, nullptr, nullptr);
-            } else if (first_code == SQLITE_OK) {
-                run(sql);
-            } else {
-                const auto is_ended = [](void* db) {
-                    return sqlite3_get_autocommit(static_cast<sqlite3*>(db));
-                };
-                const int often = first_code == SQLITE_INTERRUPT ? 1 : 0;
-                sqlite3_progress_handler(db->native_handle(), often, is_ended, db->native_handle());
-                fails(first_code, sql, [&] { run(sql); });
-                sqlite3_progress_handler(db->native_handle(), 0, nullptr, nullptr);
-            }
-        };
-        fails(code, text, [&, code = code, text = text] {
+    for (const auto& [label, end, code, left] : cases) {
+        SCOPED_TRACE(label);
+        const std::string text = code == SQLITE_MISUSE ? ended : rolled_back;
+        fails(code, text, [&, end = end, code = code] {
             db->as_transaction([&](database&) {
                 add(1);
-                fails(code, text, [&] { db->as_transaction(end); });
+                fails(code, text, [&] { db->as_transaction([&](database&) { end(); }); });
                 fails(code, text, [&] { add(3); });
                 fails(code, text, [&] { db->as_transaction([](database&) {}); });
             });
@@ -110,7 +119,7 @@ TEST_F(Transactions, TellWhatHasEndedThem) {
     EXPECT_EQ(stored(), "");
 }
 
-TEST_F(Transactions, TellOfARollbackInAWalk) {
+TEST_F(Transactions, EndWhileARowIsWalked) {
     db->add_custom_function({"no_memory", 1, [](sqlite3_context* context, int, sqlite3_value** i) {
                                  if (sqlite3_value_int(*i) == 2) {
                                      sqlite3_result_error_nomem(context);
@@ -124,6 +133,14 @@ TEST_F(Transactions, TellOfARollbackInAWalk) {
             auto row = walked.begin();
             fails(SQLITE_NOMEM, "out of memory", [&] { ++row; });
             add(3);
+        });
+    });
+    EXPECT_EQ(stored(), "");
+    fails(SQLITE_INTERRUPT, "", [&] {
+        db->as_transaction([&](database&) {
+            const auto walked = db->execute("VALUES (1), (2)");
+            sqlite3_interrupt(db->native_handle());
+            add(1);
         });
     });
     EXPECT_EQ(stored(), "");
@@ -212,19 +229,17 @@ TEST_F(Transactions, OfTwoHandlersEndInnerBeforeOuter) {
 }
 
 TEST_F(Transactions, TakeThoseOfHandlersWithThem) {
-    for (int round = 0; round < 3; ++round) {
-        const auto lose = [&](database&) {
+    for (const bool are_ended : {true, false}) {
+        lose([&] {
             begin_and_add(base, 1);
             begin_and_add(base, 2);
-            throw 1;
-        };
-        EXPECT_THROW(db->as_transaction(lose), int);
+        });
         EXPECT_EQ(stored(), "");
-        if (round == 0) {
+        if (are_ended) {
             fails(SQLITE_MISUSE, "is over", [&] { base.commit_transaction(); });
             EXPECT_NO_THROW(base.rollback_transaction());
             fails(SQLITE_MISUSE, "no open transaction", [&] { base.commit_transaction(); });
-        } // else nobody ends them
+        }
         begin_and_add(base, 3);
         base.commit_transaction();
         fails(SQLITE_MISUSE, "no open transaction", [&] { base.commit_transaction(); });
@@ -232,71 +247,28 @@ TEST_F(Transactions, TakeThoseOfHandlersWithThem) {
         run("DELETE FROM t");
     }
     begin_and_add(base, 1);
-    EXPECT_THROW(db->as_transaction([&](database&) {
-        base.begin_transaction();
-        throw 1;
-    }),
-                 int);
+    lose([&] { base.begin_transaction(); });
     fails(SQLITE_MISUSE, "is over", [&] { base.commit_transaction(); }); // not the outer one
     EXPECT_TRUE(base.is_in_transaction());
     base.commit_transaction();
     EXPECT_EQ(stored(), "1");
 }
 
-/// Each way in which a transaction can end.
-const std::pair<const char*, void (*)(database&)> ways_to_end[] = {
-    {"commit", [](database& db) { db.as_transaction([](database&) {}); }},
-    {"rollback", [](database& db) { sqlite::transaction{db}.rollback(); }},
-    {"destructor", [](database& db) { sqlite::transaction{db}; }},
-    {"rollback by SQLite",
-     [](database& db) {
-         fails(SQLITE_ABORT_ROLLBACK, "", [&] {
-             db.as_transaction([&](database&) {
-                 EXPECT_THROW(db.execute("INSERT OR ROLLBACK INTO t VALUES (1), (1)"),
-                              sqlite::error);
-             });
-         });
-     }},
-    {"COMMIT in SQL",
-     [](database& db) {
-         fails(SQLITE_MISUSE, "",
-               [&] { db.as_transaction([&](database&) { db.execute("COMMIT"); }); });
-     }},
-    {"cancelled",
-     [](database& db) {
-         fails(SQLITE_INTERRUPT, "", [&] {
-             db.as_transaction([&](database&) {
-                 const auto walked = db.execute("VALUES (1), (2)");
-                 sqlite3_interrupt(db.native_handle());
-                 db.execute("INSERT INTO t VALUES (1)");
-             });
-         });
-     }},
-};
-
-TEST_F(Transactions, LeaveTheTimeoutAndTheHandlerAsTheyWere) {
-    static int asked = 0;
-    for (const auto& [way, end] : ways_to_end) {
-        SCOPED_TRACE(way);
-        run("PRAGMA busy_timeout = 20");
-        end(*db);
-        EXPECT_EQ(timeout(), "20");
-        sqlite3_busy_handler(
-            db->native_handle(), [](void*, int) { return ++asked > 0 ? 0 : 0; }, nullptr);
-        end(*db);
-        asked = 0;
-        other.as_transaction([&](database&) { EXPECT_THROW(add(9), sqlite::error); });
-        EXPECT_EQ(asked, 1);
-        EXPECT_EQ(stored(), "");
-    }
+TEST_F(Transactions, LeaveAnotherTimeoutAndAHandlerAlone) {
     for (const char* set_inside : {"30", "40"}) {
-        run("PRAGMA busy_timeout = 20");
         sqlite::transaction inside(*db);
         EXPECT_EQ(timeout(), "0");
         run("PRAGMA busy_timeout = "s + set_inside);
         set_inside == "30"s ? inside.commit() : inside.rollback();
         EXPECT_EQ(timeout(), set_inside);
     }
+    int asked = 0;
+    const auto give_up = [](void* asked, int) { return 0 * ++*static_cast<int*>(asked); };
+    sqlite3_busy_handler(db->native_handle(), give_up, &asked);
+    db->as_transaction([](database&) {});
+    sqlite::transaction{*db}.rollback();
+    other.as_transaction([&](database&) { EXPECT_THROW(add(9), sqlite::error); });
+    EXPECT_EQ(asked, 1);
 }
 
 } // namespace
