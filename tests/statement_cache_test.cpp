@@ -121,15 +121,6 @@ TEST_F(StatementCache, CompilesAnewWhatHasChangedAndPragmas) {
     }
 }
 
-TEST_F(StatementCache, ItsStatementsOutliveTheDatabase) {
-    std::optional statement(db->prepare_statement("SELECT i FROM t"));
-    run("SELECT 1");
-    db.reset();
-    EXPECT_EQ(statement->parameter_count(), 0U);
-    statement.reset();
-    EXPECT_NO_THROW(other.execute("DROP TABLE t"));
-}
-
 TEST_F(StatementCache, ServesManyThreads) {
     const auto add = [&](int first) {
         for (int i = first; i < first + 200; ++i) {
