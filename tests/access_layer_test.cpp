@@ -284,6 +284,8 @@ TEST_F(AccessLayer, EverythingOutlivesTheDatabase) {
     dying->add_custom_function({"seven", 0, [captured](sqlite3_context* context, auto...) {
                                     sqlite3_result_int(context, *captured);
                                 }});
+    dying->set_statement_cache_capacity(2);
+    dying->execute("SELECT 1"); // is kept
     std::optional statement(dying->prepare_statement("SELECT :v"));
     std::optional res(dying->execute("SELECT seven() AS i UNION ALL SELECT 1 + seven()"));
     dying.reset();
