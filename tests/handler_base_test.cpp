@@ -53,6 +53,8 @@ TEST_F(HandlerBase, StoresTheUserDataVersion) {
     }
     db::DBBase lonely({"me", 1}, nullptr);
     fails(SQLITE_MISUSE, "no database", [&] { lonely.begin_transaction(); });
+    fails(SQLITE_MISUSE, "no database",
+          [&] { db::DBUser::UpdateIsStartByIdAndSource(true, "u", 0, lonely); });
 }
 
 } // namespace

@@ -126,25 +126,22 @@ const char* const each = "(user name of one|remark name of two|nick name of thre
 struct Operation {
     const char* name;
     void (*run)(World&);
-    friend void PrintTo(const Operation& shown, std::ostream* out) { *out << shown.name; }
+    friend void PrintTo(const Operation& one, std::ostream* out) { *out << one.name; }
 } const operations[] = {
     {"Open", [](World& w) { w.text = all_rows(database(w.path).execute("PRAGMA page_size")); }},
-    {"Values", [](World& w) {
+    {"Reads", [](World& w) {
         auto stmt = w.db->prepare_statement("SELECT :s AS s, :c, :u AS u, :l");
         stmt.bind(":s", std::string(50, 's'));
         stmt.bind(":c", "some characters");
         stmt.bind(":u", 1234567890U);
         stmt.bind(":l", 1LL << 40);
+        w.kept->bind(":a", "text");
         const auto res = w.db->execute(stmt);
         const std::string first = (*res.begin())["u"].as<std::string>();
-        w.text = first + (*res.begin())[0].column_name() + all_rows(res);
+        w.text = first + (*res.begin())[0].column_name() + all_rows(res) +
+                 all_rows(w.db->execute(*w.kept)) + std::to_string(w.db->size()) +
+                 all_rows(w.run("SELECT * FROM users ORDER BY remark"));
     }},
-    {"Walk", [](World& w) { w.text = all_rows(w.run("SELECT * FROM users ORDER BY remark")); }},
-    {"RunAgain", [](World& w) {
-        w.kept->bind(":a", "text");
-        w.text = all_rows(w.db->execute(*w.kept));
-    }},
-    {"Size", [](World& w) { w.number = w.db->size(); }},
     {"Transactions", [](World& w) {
         w.users->as_transaction([&] {
             w.add("four");

@@ -108,20 +108,6 @@ TEST_F(UserStore, ComparesEveryField) {
     EXPECT_TRUE(rows[0] != rows[1] && rows[1] == UserRow{.user_id = "b"}) << "also constant ones";
 }
 
-TEST_F(UserStore, LogsItsLifeWhileLoggingIsOn) {
-    std::string seen;
-    const logging_to sink([&](auto lev, const std::string& tag, const std::string& text) {
-        EXPECT_EQ(lev, base::log::level::DBG);
-        EXPECT_THAT(tag, HasSubstr("bll/bll.shared/db2/db_handler_user.cpp:"));
-        seen += text + ";" + query("SELECT USER_REGEX('n', '', '', 'n')") + ";";
-    });
-    for (const bool is_on : {true, false}) {
-        logInited = is_on;
-        const DBUser logged({"me", 1}, connection);
-    }
-    EXPECT_EQ(seen, "CreateTable;1;~DBUser;NULL;");
-}
-
 TEST_F(UserStore, ListsKindsInTheOrderOfSQLite) {
     for (const auto& [id, kinds] : {std::pair("d", 6U), {"c", 1U}, {"b", 2U}, {"a", 0U}}) {
         db::UserRow row = contact(id);
@@ -148,24 +134,30 @@ TEST_F(UserStore, ListsKindsInTheOrderOfSQLite) {
     });
 }
 
-TEST_F(UserStore, UpdatesOfOneFieldWorkThroughAnyHandlerAndLog) {
+TEST_F(UserStore, LogsItsLifeAndUpdatesByAnyHandlerWhileLoggingIsOn) {
     store(contact("u"));
     query("CREATE TEMP TRIGGER t BEFORE UPDATE OF remark ON users BEGIN SELECT RAISE(ABORT, 'no');"
           " END");
-    std::string log;
-    const logging_to sink([&](auto, auto&, const std::string& text) { log += text + ";"; });
     db::DBBase handler({"me", 1}, connection);
-    EXPECT_EQ(DBUser::UpdateIsStartByIdAndSource(true, "u", 0, handler), 1U);
-    EXPECT_EQ(DBUser::UpdateDataTypeByIdAndSource(7, "nobody", 1, handler), 0U);
-    fails(SQLITE_CONSTRAINT_TRIGGER, "cannot execute: no, in: UPDATE users SET remark = :remark,",
-          [&] { DBUser::UpdateRemarkByIdAndSource("x", "u", 0, handler); });
-    EXPECT_EQ(log, "UpdateSingleFieldByIdAndSource field_name:is_star field_value:1 user_id:u;"
-                   "UpdateSingleFieldByIdAndSource field_name:data_type field_value:7"
-                   " user_id:nobody;"
-                   "UpdateSingleFieldByIdAndSource field_name:remark field_value:x user_id:u;");
-    db::DBBase lonely({"me", 1}, nullptr);
-    fails(SQLITE_MISUSE, "no database",
-          [&] { DBUser::UpdateIsStartByIdAndSource(true, "u", 0, lonely); });
+    std::string seen;
+    const logging_to sink([&](auto lev, const std::string& tag, const std::string& text) {
+        EXPECT_EQ(lev, base::log::level::DBG);
+        EXPECT_THAT(tag, HasSubstr("bll/bll.shared/db2/db_handler_user.cpp:"));
+        seen += text + ";" + query("SELECT USER_REGEX('n', '', '', 'n')") + ";";
+    });
+    for (const bool is_on : {true, false}) {
+        logInited = is_on;
+        const DBUser logged({"me", 1}, connection);
+        EXPECT_EQ(DBUser::UpdateIsStartByIdAndSource(true, "u", 0, handler), 1U);
+        EXPECT_EQ(DBUser::UpdateDataTypeByIdAndSource(7, "nobody", 1, handler), 0U);
+        fails(SQLITE_CONSTRAINT_TRIGGER,
+              "cannot execute: no, in: UPDATE users SET remark = :remark,",
+              [&] { DBUser::UpdateRemarkByIdAndSource("x", "u", 0, handler); });
+    }
+    const auto update = "UpdateSingleFieldByIdAndSource field_name:"s;
+    EXPECT_EQ(seen, "CreateTable;1;" + update + "is_star field_value:1 user_id:u;1;" + update +
+                        "data_type field_value:7 user_id:nobody;1;" + update +
+                        "remark field_value:x user_id:u;1;~DBUser;NULL;");
 }
 
 TEST_F(UserStore, AnIndexFindsTheUserOfAnUpdate) {
