@@ -1,7 +1,5 @@
 #include "tests/support.h"
 
-#include <thread>
-
 namespace {
 
 /// A connection that keeps two statements.
@@ -119,21 +117,6 @@ TEST_F(StatementCache, CompilesAnewWhatHasChangedAndPragmas) {
         run("/* acts when compiled */ pragma cache_size = "s + size);
         EXPECT_EQ(run("PRAGMA cache_size"), size);
     }
-}
-
-TEST_F(StatementCache, ServesManyThreads) {
-    const auto add = [&](int first) {
-        for (int i = first; i < first + 200; ++i) {
-            auto insert = db->prepare_statement("INSERT INTO t VALUES (:i)");
-            insert.bind(":i", i);
-            db->execute(insert);
-            db->set_statement_cache_capacity(static_cast<size_t>(i % 3));
-        }
-    };
-    std::thread other(add, 1000);
-    add(0);
-    other.join();
-    EXPECT_EQ(run("SELECT count(*) FROM t"), "400");
 }
 
 } // namespace

@@ -84,6 +84,18 @@ TEST(Threads, StoresShareAConnectionUnderItsLock) {
     });
 }
 
+TEST(Threads, ShareAConnectionThatKeepsStatements) {
+    database shared(sqlite::special_t::in_memory);
+    on_threads([&](int thread) {
+        for (int i = 0; i < 100; ++i) {
+            auto select = shared.prepare_statement("SELECT :i");
+            select.bind(":i", i * thread);
+            EXPECT_EQ(all_rows(shared.execute(select)), std::to_string(i * thread));
+            shared.set_statement_cache_capacity(static_cast<size_t>(i % 3));
+        }
+    });
+}
+
 TEST(Threads, LogWholeLinesWhileTheSinkIsReplaced) {
     const logging_to standard_error({});
     std::atomic<bool> is_over = false;
