@@ -8,14 +8,6 @@ namespace {
 
 class Search : public WithStore {
 protected:
-    void store(const std::string& id, const std::string& name, const std::string& remark = "",
-               const std::string& group_info = "0", uint32_t data_type = 2) {
-        db::UserRow row = contact(id, name);
-        row.remark = remark;
-        row.group_info = group_info;
-        row.data_type = data_type;
-        WithStore::store(row);
-    }
     /// What USER_REGEX answers for four SQL expressions.
     std::string user_regex(const std::string& arguments) {
         return query("SELECT USER_REGEX(" + arguments + ")");
@@ -62,13 +54,14 @@ TEST_F(Search, MatchesNamesRemarkNamesAndNickNames) {
 }
 
 TEST_F(Search, FindsContactsInTheirOrder) {
-    store("a", "Noodle");
-    store("b", "x", R"({"remark_name":"noodle bar"})");
-    store("c", "x", "", R"([{"nick_name":"a"},{"nick_name":"Captain Noodle"}])");
-    store("d", "Noodle", "", "", 0);
-    store("e", "Noodle", "", "", 2 | 4);
-    store("f", "O'Malley");
-    store("g", "Noodle", "", "", 1 | 4);
+    query(R"(INSERT INTO users (user_id, user_name, remark, group_info, data_type) VALUES
+        ('a', 'Noodle', '', '0', 2),
+        ('b', 'x', '{"remark_name":"noodle bar"}', '0', 2),
+        ('c', 'x', '', '[{"nick_name":"a"},{"nick_name":"Captain Noodle"}]', 2),
+        ('d', 'Noodle', '', '0', 0),
+        ('e', 'Noodle', '', '0', 2 | 4),
+        ('f', 'O''Malley', '', '0', 2),
+        ('g', 'Noodle', '', '0', 1 | 4))");
     EXPECT_EQ(found("noodle"), "abce");
     EXPECT_EQ(found("o'm"), "f");
     EXPECT_EQ(found("'); DROP TABLE users; --"), "");
@@ -83,7 +76,7 @@ TEST_F(Search, FindsContactsInTheirOrder) {
 }
 
 TEST_F(Search, StoresOfOneConnectionTakeTurnsWithTheFunction) {
-    store("a", "name");
+    store(contact("a", "name"));
     // Each string is a story: stores 1 and 2 are made (+), search, and go (-).
     for (const std::string story : {"+1 1 +2 1 2 1 -1 2 -2", "+1 +2 -2 1 -1", "+1 +2 -1 2 +1 2 1",
                                     "+1 +2 2 2 1 1 -2 1 +2 1"}) {
@@ -113,10 +106,10 @@ TEST_F(Search, StoresOfOneConnectionTakeTurnsWithTheFunction) {
 }
 
 TEST_F(Search, AnEscapedCharacterFindsItselfAlone) {
-    store("x", "x");
+    store(contact("x", "x"));
     for (const char c : R"(.[]()*+?{}|^$\'%_)"s) {
         const std::string text(1, c);
-        store(text, text);
+        store(contact(text, text));
         EXPECT_EQ(found(db::escape_key_word(text)), text);
         users->DelUserByUserIdAndSource(text, 0);
     }

@@ -44,17 +44,14 @@ TEST_F(UserStore, CreatesTheTableOnce) {
     };
     const std::string as_created = "users|2038|1872"; // without "IF NOT EXISTS ", and without tabs
     EXPECT_EQ(schema(), as_created);
-    EXPECT_EQ(query("PRAGMA table_info(users)"),
-              "0|local_user_id|TEXT|0|NULL|1;1|user_id|TEXT|1|NULL|0;2|device_id|TEXT|0|NULL|0"
-              ";3|avatar|TEXT|0|NULL|0;4|user_name|TEXT|0|NULL|0;5|name_spell|TEXT|0|NULL|0"
-              ";6|remark|TEXT|0|NULL|0;7|extra|TEXT|0|NULL|0;8|custom|TEXT|0|NULL|0"
-              ";9|user_extension|TEXT|0|NULL|0;10|contact_extension|TEXT|0|NULL|0"
-              ";11|is_anonymous|INTEGER|1|0|0;12|is_star|INTEGER|1|0|0"
-              ";13|is_attention|INTEGER|1|0|0;14|user_type|INTEGER|1|0|0"
-              ";15|user_version|INTEGER|1|0|0;16|user_source|INTEGER|1|0|0"
-              ";17|gender|INTEGER|1|0|0;18|data_type|INTEGER|1|0|0;19|group_info|TEXT|0|'0'|0"
-              ";20|msg_set|TEXT|0|'0'|0;21|in_black_list|INTEGER|1|0|0"
-              ";22|is_blacked|INTEGER|1|0|0");
+    EXPECT_EQ(query("SELECT type, \"notnull\", dflt_value, pk, group_concat(cid || name, ' ')"
+                    " FROM pragma_table_info('users') GROUP BY 4, 1, 2, 3"),
+              "INTEGER|1|0|0|11is_anonymous 12is_star 13is_attention 14user_type 15user_version"
+              " 16user_source 17gender 18data_type 21in_black_list 22is_blacked"
+              ";TEXT|0|NULL|0|2device_id 3avatar 4user_name 5name_spell 6remark 7extra 8custom"
+              " 9user_extension 10contact_extension"
+              ";TEXT|0|'0'|0|19group_info 20msg_set;TEXT|1|NULL|0|1user_id"
+              ";TEXT|0|NULL|1|0local_user_id");
     store(contact("a"));
     const DBUser second({"you", 1}, connection);
     users->CreateTable();
