@@ -143,13 +143,13 @@ private:
     /// Expects the rows to be those of the map for which `selected` holds, each once.
     template <typename Selected>
     void same(const std::vector<UserRow>& rows, Selected selected) {
-        std::multimap<Key, UserRow> read;
-        for (const UserRow& row : rows) {
-            read.emplace(Key(row.user_id, row.user_source), row);
+        std::vector<UserRow> expected;
+        for (const auto& [key, row] : m_expected) {
+            if (selected(row)) {
+                expected.push_back(row);
+            }
         }
-        std::multimap<Key, UserRow> expected(m_expected.begin(), m_expected.end());
-        std::erase_if(expected, [&](const auto& entry) { return !selected(entry.second); });
-        EXPECT_EQ(read, expected);
+        EXPECT_THAT(rows, testing::UnorderedElementsAreArray(expected));
     }
 
     std::function<uint64_t()> m_numbers;

@@ -1,5 +1,7 @@
 #include "tests/support.h"
 
+#include <set>
+
 namespace {
 
 /// A connection that keeps two statements.
@@ -10,18 +12,13 @@ protected:
         db->set_statement_cache_capacity(2);
     }
 
-    /// The texts of all compiled statements, in the order of the alphabet.
-    std::string compiled() {
-        std::set<std::string> texts;
-        size_t count = 0;
+    using texts = std::multiset<std::string>;
+    /// Those of all compiled statements.
+    texts compiled() {
+        texts all;
         sqlite3_stmt* stmt = nullptr;
         while ((stmt = sqlite3_next_stmt(db->native_handle(), stmt)) != nullptr) {
-            texts.insert(sqlite3_sql(stmt));
-            ++count;
-        }
-        std::string all = std::to_string(count) + ":";
-        for (const std::string& text : texts) {
-            all += " " + text;
+            all.insert(sqlite3_sql(stmt));
         }
         return all;
     }
@@ -29,7 +26,7 @@ protected:
 
 TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
     fails(SQLITE_ERROR, "SELEC", [&] { run("SELEC 1"); });
-    EXPECT_EQ(compiled(), "0:");
+    EXPECT_EQ(compiled(), texts({}));
     run("SELECT 1");
     sqlite3_stmt* const first = sqlite3_next_stmt(db->native_handle(), nullptr);
     {
@@ -38,14 +35,14 @@ TEST_F(StatementCache, KeepsTheMostRecentlyUsed) {
         EXPECT_EQ(all_rows(again), "1");
     }
     run("SELECT 2");
-    EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 2");
+    EXPECT_EQ(compiled(), texts({"SELECT 1", "SELECT 2"}));
     run("SELECT 1");
     run("SELECT 3");
-    EXPECT_EQ(compiled(), "2: SELECT 1 SELECT 3");
+    EXPECT_EQ(compiled(), texts({"SELECT 1", "SELECT 3"}));
     db->set_statement_cache_capacity(1);
-    EXPECT_EQ(compiled(), "1: SELECT 3");
+    EXPECT_EQ(compiled(), texts({"SELECT 3"}));
     db->set_statement_cache_capacity(0);
-    EXPECT_EQ(compiled(), "0:");
+    EXPECT_EQ(compiled(), texts({}));
 }
 
 TEST_F(StatementCache, KeepsEachTextOnceAndWhatMayComeAgain) {
@@ -57,7 +54,7 @@ TEST_F(StatementCache, KeepsEachTextOnceAndWhatMayComeAgain) {
     fails(SQLITE_MISUSE, "more than one", [&] { run("SELECT 2; SELECT 1"); });
     run("EXPLAIN QUERY PLAN SELECT 1");
     EXPECT_EQ(all_rows(db->execute(db->prepare_uncached_statement("SELECT 3"))), "3");
-    EXPECT_EQ(compiled(), "1: SELECT 1;");
+    EXPECT_EQ(compiled(), texts({"SELECT 1;"}));
 }
 
 TEST_F(StatementCache, AStatementMayFreeAnother) {
@@ -72,7 +69,7 @@ TEST_F(StatementCache, AStatementMayFreeAnother) {
          }});
     for (const char* outer : {"'1'", "'hold(1)'"}) {
         db->execute("SELECT hold("s + outer + ") UNION ALL SELECT 1"); // abandoned half way
-        EXPECT_EQ(compiled().substr(0, 2), "1:");
+        EXPECT_EQ(compiled().size(), 1U);
     }
 }
 
@@ -81,7 +78,7 @@ TEST_F(StatementCache, KeepsNoSearches) {
     db->set_statement_cache_capacity(1);
     users.GetAll();
     users.SearchUserRowsWithKeyWord("x");
-    EXPECT_EQ(compiled(), "1: SELECT * from users;");
+    EXPECT_EQ(compiled(), texts({"SELECT * from users;"}));
 }
 
 TEST_F(StatementCache, StatementsInUseShareNothing) {
@@ -90,7 +87,7 @@ TEST_F(StatementCache, StatementsInUseShareNothing) {
     one.bind(":v", 1);
     other.bind(":v", 2);
     EXPECT_EQ(all_rows(db->execute(one)) + all_rows(db->execute(other)), "12");
-    EXPECT_EQ(compiled(), "2: SELECT :v");
+    EXPECT_EQ(compiled(), texts({"SELECT :v", "SELECT :v"}));
 }
 
 TEST_F(StatementCache, WhatIsKeptHoldsNoValueAndNoLock) {

@@ -112,16 +112,11 @@ TEST_F(UserStore, ListsKindsInTheOrderOfSQLite) {
         store(row);
     }
     using enum db::UserDataType;
-    const std::pair<db::UserDataType, std::string> cases[] = {
-        {USERDATA_DEFAULT, ""},
-        {USERDATA_USER, "c"},
-        {USERDATA_CONTACT, "db"},
-        {USERDATA_USER | USERDATA_CONTACT, "dcb"},
-        {USERDATA_PUBLIC_ACCOUNT, "d"}};
-    for (const auto& [kinds, ids] : cases) {
-        EXPECT_EQ(ids_of(users->GetUsersByDataType(kinds)), ids) << static_cast<int>(kinds);
-        EXPECT_EQ(ids_of(users->GetUsersByDataTypeAndSource(kinds, 0)), ids);
-    }
+    EXPECT_EQ(ids_of(users->GetUsersByDataType(USERDATA_DEFAULT)), "");
+    EXPECT_EQ(ids_of(users->GetUsersByDataType(USERDATA_USER)), "c");
+    EXPECT_EQ(ids_of(users->GetUsersByDataType(USERDATA_PUBLIC_ACCOUNT)), "d");
+    EXPECT_EQ(ids_of(users->GetUsersByDataType(USERDATA_USER | USERDATA_CONTACT)), "dcb");
+    EXPECT_EQ(ids_of(users->GetUsersByDataTypeAndSource(USERDATA_CONTACT, 0)), "db");
     EXPECT_EQ(ids_of(users->GetAll()), "dcba");
     EXPECT_EQ(ids_of(users->GetUserRowsByUserIds({{"d", 0}, {"b", 0}, {"b", 1}})), "bd");
     EXPECT_EQ(ids_of(users->GetUserRowsByUserIds({})), "");
