@@ -140,7 +140,6 @@ const std::vector<std::string> hostile{
     repeated("(", 30000) + repeated(")", 30000),
     repeated("(", 21) + "a" + repeated(")", 21),
     "(a" + repeated("|a", 10000) + ")",
-    repeated("[^a]?[^b]?", 200),
     "(^|a)*",
     "(^|b*)",
     "(^|$)",
@@ -150,20 +149,13 @@ const std::vector<std::string> hostile{
     "a{2}{2}{2}{2}",
     "[[=a=]]",
     "[[.a.]]",
-    repeated("(^|a)", 17),
-    "(^|b)a{0,255}",
-    "(^|b)(a?){255}(a?){250}",
-    "(^|a).{0,87}b.{54}",
-    "\\b(a?){200}(a?){200}",
     "(\\b|c)(\\B|c)(\\<|c)(\\>|c)(a?b?){25}",
-    "(^|b)(a?|.?){10}",
     "(^|[^cp]a|xa|ya|za|[^c ][ab]a|t).{17}([^v].?){8}",
     "((((a(b?){220}|c.{11}w)+|.)e?)+d)+",
 };
 const std::vector<std::string> ordinary{
     "",
     repeated("(", 18) + "a" + repeated(")", 18),
-    "a.{100}b",
     "(a*)*b",
     "hm????",
     "(a+)++++b",
@@ -173,12 +165,7 @@ const std::vector<std::string> ordinary{
     "(ab|ac|ad|ae|af|ag|ah)[xy]{80}z",
     "(|a)+[a-[]",
     "(^|[^a-z])(alice|bob|carol|dave|erin|frank|grace|heidi)($|[^a-z])",
-    "(alice|bob|carol|dave|erin|frank|grace|heidi)+ [0-9]{2,4}",
     "([a-z]+ ){1,80}",
-    "(a|b|c|d|e|f){1,80}",
-    repeated("[a-z]*[0-9]?", 18),
-    "(a" + repeated("|name", 40) + ")",
-    "b" + repeated("(a?){160}", 3) + "c",
     repeated("x", 100000),
     repeated("雨 ", 16384),
 };
@@ -201,7 +188,6 @@ TEST(RegexContainer, RefusesWhatHasNoBound) {
     }
 #ifdef RE_SYNTAX_POSIX_EXTENDED
     EXPECT_TRUE(is_built("", "\\b(ann|bob|carl|dave)\\>"));
-    EXPECT_TRUE(is_built("", "\\bann\\b|\\bbob\\b|\\bcarl\\b"));
     EXPECT_FALSE(is_built("", "\\b[ab]{130}\\B"));
 #else
     EXPECT_FALSE(is_built("", "\\bann") || is_built("", "\\Bann") || is_built("", "ann\\>"));

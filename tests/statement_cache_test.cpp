@@ -81,15 +81,6 @@ TEST_F(StatementCache, KeepsNoSearches) {
     EXPECT_EQ(compiled(), texts({"SELECT * from users;"}));
 }
 
-TEST_F(StatementCache, StatementsInUseShareNothing) {
-    auto one = db->prepare_statement("SELECT :v");
-    auto other = db->prepare_statement("SELECT :v");
-    one.bind(":v", 1);
-    other.bind(":v", 2);
-    EXPECT_EQ(all_rows(db->execute(one)) + all_rows(db->execute(other)), "12");
-    EXPECT_EQ(compiled(), texts({"SELECT :v", "SELECT :v"}));
-}
-
 TEST_F(StatementCache, WhatIsKeptHoldsNoValueAndNoLock) {
     db->execute("INSERT INTO t VALUES (1), (2)");
     {

@@ -44,14 +44,4 @@ TEST_F(Walk, TheVisitorUsesTheStore) {
     });
 }
 
-TEST_F(Walk, AnInterruptStopsOneSearch) {
-    fails(SQLITE_INTERRUPT, "interrupted", [&] {
-        users->WalkUserRowsWithKeyWord("n", [&](auto&) {
-            sqlite3_interrupt(connection->native_handle());
-            return true;
-        });
-    });
-    EXPECT_EQ(found("n"), "abcd");
-}
-
 } // namespace
