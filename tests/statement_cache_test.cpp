@@ -51,6 +51,10 @@ TEST_F(StatementCache, KeepsEachTextOnceAndWhatMayComeAgain) {
     }
     EXPECT_EQ(db->prepare_statement("SELECT 1;\n").sql(), "SELECT 1;");
     fails(SQLITE_MISUSE, "more than one", [&] { run("SELECT 1; SELECT 2"); });
+    run("SELECT 4 -- ;");
+    fails(SQLITE_MISUSE, "more than one", [&] { run("SELECT 4 -- ;/*\n; SELECT 3 */"); });
+    db->set_statement_cache_capacity(1);
+    run("SELECT 1;");
     run("EXPLAIN QUERY PLAN SELECT 1");
     EXPECT_EQ(all_rows(db->execute(db->prepare_uncached_statement("SELECT 3"))), "3");
     EXPECT_EQ(compiled(), texts({"SELECT 1;"}));
