@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/base.shared/utils/folding.h"
 #include "base/base.shared/utils/regex_container.h"
 #include "tests/plain_regex.h"
 #include "tests/support.h"
@@ -34,12 +35,15 @@ public:
 private:
     /// Whether plain regexec finds the keyword between two pieces of a pattern in a text; never for
     /// a pattern that a container refuses, which may take it for ever.
-    bool finds(const std::string& key, const char* before, const char* after,
-               const std::string& text) {
-        const std::string pattern = before + key + after;
-        const bool is_misread = is_misread_plainly(pattern, text);
+    bool finds(const std::string& key, const char* before, const char* after, std::string text) {
+        std::string pattern = before + key + after;
         base::RegexContainer container;
         container.build_reg(key, pattern);
+        if (base::has_other_case(pattern)) {
+            pattern = base::fold(pattern, false);
+            text = base::fold(text, false);
+        }
+        const bool is_misread = is_misread_plainly(pattern, text);
         if (!container.check_key_word(key)) {
             const bool is_of_interest = !is_misread && key.find('\\') == std::string::npos;
             refused += is_of_interest && plainly_matches(pattern, text) ? 1 : 0;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "base/base.shared/utils/folding.h"
-
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -45,8 +43,7 @@ public:
         m_first.insert({{U'đ', U'd'}, {U'ħ', U'h'}, {U'ł', U'l'}, {U'ø', U'o'}, {U'ŧ', U't'}});
     }
 
-    std::string fold(char32_t letter, base::Folding folding) const {
-        const bool ignores_diacritics = folding == base::Folding::case_and_diacritics;
+    std::string fold(char32_t letter, bool ignores_diacritics) const {
         if (ignores_diacritics && letter >= 0x300 && letter < 0x370) {
             return "";
         }

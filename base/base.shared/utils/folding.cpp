@@ -79,7 +79,7 @@ private:
 
 } // namespace
 
-std::string fold(std::string_view text, Folding folding) {
+std::string fold(std::string_view text, bool ignores_diacritics) {
     Lookup cases(case_ranges);
     Lookup plain_letters(plain_ranges);
     std::string folded;
@@ -95,7 +95,7 @@ std::string fold(std::string_view text, Folding folding) {
         if (const LetterRange* range = cases.find(code)) {
             becomes += range->to - range->first;
         }
-        if (folding == Folding::case_and_diacritics) {
+        if (ignores_diacritics) {
             const LetterRange* range = plain_letters.find(becomes);
             const bool is_mark = 0x300 <= code && code < 0x370;
             becomes = is_mark ? 0 : range != nullptr ? range->to : becomes;

@@ -1,5 +1,6 @@
 #include "base/base.shared/utils/regex_container.h"
 
+#include "base/base.shared/utils/folding.h"
 #include "base/base.shared/utils/regex_tree.h"
 
 #include <utility>
@@ -9,6 +10,22 @@ namespace base {
 namespace {
 
 constexpr double max_cost = 380; // measured by benchmarks/worst_keyword.cpp
+
+/// A pattern without the backslashes in front of what is beyond ASCII: there they do nothing, but
+/// they would mean something in front of the letter that this may become.
+std::string without_idle_backslashes(std::string_view pattern) {
+    std::string kept;
+    for (size_t i = 0; i < pattern.size(); ++i) {
+        const bool is_escape = pattern[i] == '\\' && i + 1 < pattern.size();
+        if (is_escape && static_cast<unsigned char>(pattern[i + 1]) < 0x80) {
+            kept += pattern[i++];
+        } else if (is_escape) {
+            ++i;
+        }
+        kept += pattern[i];
+    }
+    return kept;
+}
 
 } // namespace
 
@@ -23,7 +40,8 @@ std::string escape_regex(std::string_view text) {
     return escaped;
 }
 
-RegexContainer::RegexContainer() : m_reg() {}
+RegexContainer::RegexContainer(bool ignores_diacritics)
+    : m_reg(), m_ignores_diacritics(ignores_diacritics) {}
 
 RegexContainer::~RegexContainer() {
     release();
@@ -47,8 +65,18 @@ void RegexContainer::clear() {
 
 void RegexContainer::build_reg(std::string key_word, std::string pattern) {
     clear();
-    const std::string_view read = std::string_view(pattern).substr(0, pattern.find('\0')); // as C
-    if (std::optional<RegexTree> tree = parse_regex(read)) {
+    std::string read = pattern.substr(0, pattern.find('\0')); // as C does
+    m_folds = m_ignores_diacritics || has_other_case(read);
+    if (m_ignores_diacritics) {
+        read = without_idle_backslashes(read);
+    }
+    if (m_folds) {
+        read = fold(read, m_ignores_diacritics);
+    }
+    const bool is_nothing_left = // of a keyword of marks
+        m_ignores_diacritics && !key_word.empty() && fold(key_word, true).empty();
+    std::optional<RegexTree> tree = parse_regex(read);
+    if (tree.has_value() && !is_nothing_left) {
         trim_for_search(*tree);
         Phrase phrase(*tree);
         if (!phrase.is_exact() && cost_of(*tree).total <= max_cost) {
@@ -61,7 +89,12 @@ void RegexContainer::build_reg(std::string key_word, std::string pattern) {
 }
 
 bool RegexContainer::exec(const char* text) {
-    return is_ready() && m_phrase->is_in(text) && (m_phrase->is_exact() || matches(text));
+    if (!is_ready()) {
+        return false;
+    }
+    const std::string folded = m_folds ? fold(text, m_ignores_diacritics) : std::string();
+    const char* matched = m_folds ? folded.c_str() : text;
+    return m_phrase->is_in(matched) && (m_phrase->is_exact() || matches(matched));
 }
 
 bool RegexContainer::was_built_for(const std::shared_ptr<const std::string>& key_word) {

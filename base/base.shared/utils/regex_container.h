@@ -19,9 +19,11 @@ struct RegexTree;
 
 /// A POSIX extended regular expression and the keyword that it was made for.
 ///
-/// Matches ignore the case of ASCII letters; a newline is a character like any other. Texts are
-/// matched byte by byte, whatever the locale of the process. One container serves one thread at a
-/// time.
+/// Matches ignore the case of letters in every script; a newline is a character like any other. If
+/// the pattern has a letter beyond ASCII that has another case, or if diacritics are ignored, the
+/// pattern and each text are folded first (see `fold`). Texts are matched byte by byte, whatever
+/// the locale of the process: `.` and a set match one byte of a folded text. Bytes that are no
+/// UTF-8 match themselves. One container serves one thread at a time.
 ///
 /// Plain text with runs between (`.*`, `[^"]*`) is looked for directly, however long. All else is
 /// for the C library's engine, whose cost is bounded: what could take over 0.1 s, 64 MB or 128 KB
@@ -50,7 +52,7 @@ struct RegexTree;
 class RegexContainer {
 public:
     /// Not ready, with an empty pattern and keyword.
-    RegexContainer();
+    explicit RegexContainer(bool ignores_diacritics = false);
     ~RegexContainer();
     RegexContainer(const RegexContainer&) = delete;
     RegexContainer& operator=(const RegexContainer&) = delete;
@@ -91,6 +93,8 @@ private:
     bool m_reg_is_ready = false;
     std::string m_pattern; // not empty after a build, whatever became of it
     std::string m_key_word;
+    bool m_ignores_diacritics;
+    bool m_folds = false;           // texts, because the pattern was folded
     std::optional<Phrase> m_phrase; // what every match contains; if exact, nothing is compiled
     std::string m_expression;       // what m_reg is compiled from
     bool m_is_wide = false;         // m_reg takes ever more memory as it matches

@@ -260,10 +260,10 @@ std::string member_pattern(const char* name, const std::string& key_word) {
 }
 
 /// Whether a pattern for a keyword matches in a text. The container holds it for the next text.
-bool matches(std::unique_ptr<base::RegexContainer>& regex, const std::string& key_word,
-             const std::string& pattern, const std::string& text) {
+bool matches(std::unique_ptr<base::RegexContainer>& regex, bool ignores_diacritics,
+             const std::string& key_word, const std::string& pattern, const std::string& text) {
     if (regex == nullptr) {
-        regex = std::make_unique<base::RegexContainer>();
+        regex = std::make_unique<base::RegexContainer>(ignores_diacritics);
     }
     if (!regex->check_key_word(key_word)) {
         regex->build_reg(key_word, pattern);
@@ -462,6 +462,14 @@ uint32_t DBUser::UpdateRemarkByIdAndSource(std::string remark, std::string user_
                                                        std::move(user_id), user_source, db);
 }
 
+void DBUser::SetSearchIgnoresDiacritics(bool ignores) {
+    m_ignores_diacritics = ignores;
+    m_remark_name_search_regex.reset();
+    m_user_name_search_regex.reset();
+    group_member_search_regex.reset();
+    group_member_check_regex.reset();
+}
+
 void DBUser::CreateUserIdIndex() {
     m_db->execute(
         "CREATE INDEX IF NOT EXISTS users_by_user_id_and_source ON users (user_id, user_source)");
@@ -505,19 +513,21 @@ void DBUser::create_custom_function() {
 }
 
 bool DBUser::remark_name_search(std::string remark, std::string key_word) {
-    return matches(m_remark_name_search_regex, key_word, member_pattern("remark_name", key_word),
-                   remark);
+    return matches(m_remark_name_search_regex, m_ignores_diacritics, key_word,
+                   member_pattern("remark_name", key_word), remark);
 }
 
 bool DBUser::user_name_search(std::string user_name, std::string key_word) {
-    return matches(m_user_name_search_regex, key_word, name_pattern(key_word), user_name);
+    return matches(m_user_name_search_regex, m_ignores_diacritics, key_word, name_pattern(key_word),
+                   user_name);
 }
 
 bool DBUser::group_member_search(std::string group_info, std::string key_word) {
     // Without any nick name the keyword's expression need not be built.
-    return matches(group_member_check_regex, {}, R"re(("nick_name":"([^"]+)"))re", group_info) &&
-           matches(group_member_search_regex, key_word, member_pattern("nick_name", key_word),
-                   group_info);
+    return matches(group_member_check_regex, false, {}, R"re(("nick_name":"([^"]+)"))re",
+                   group_info) &&
+           matches(group_member_search_regex, m_ignores_diacritics, key_word,
+                   member_pattern("nick_name", key_word), group_info);
 }
 
 } // namespace db

@@ -176,6 +176,13 @@ public:
     static uint32_t UpdateRemarkByIdAndSource(std::string remark, std::string user_id,
                                               uint32_t user_source, db::DBBase& db);
 
+    /// Whether searches ignore diacritics as well, in Latin, Greek and Cyrillic letters: false at
+    /// first. Then "zoe" finds "Zoë" and "lukasz" finds "Łukasz", and the other way round; й and ї
+    /// stay letters of their own, and other scripts are compared as they are. A keyword of
+    /// combining marks alone finds nobody. The next search goes by it already. It makes a search
+    /// dearer, since each text is folded first: the README has the figures.
+    void SetSearchIgnoresDiacritics(bool ignores);
+
     /// Makes an index over `user_id` and `user_source`, by which `Update` and the updates of one
     /// field find their user without reading the whole table. The database keeps it; does nothing
     /// if it is there. It makes inserts dearer and the file larger: the README has the figures.
@@ -193,6 +200,7 @@ private:
     std::unique_ptr<base::RegexContainer> m_user_name_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_search_regex;
     std::unique_ptr<base::RegexContainer> group_member_check_regex;
+    bool m_ignores_diacritics = false;
     std::weak_ptr<bool> m_registered; // gone once USER_REGEX on the connection is another one
 };
 
