@@ -3,6 +3,8 @@
 #include "base/base.shared/utils/letter_tables.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <span>
 
@@ -21,21 +23,21 @@ bool is_beyond_ascii(char c) {
 
 /// The first letter of a text. Takes surrogates for letters: nothing becomes of these.
 Letter first_letter(std::string_view text) {
-    const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned lead = byte(0);
-    const size_t size = lead < 0xC2 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 1;
-    if (size == 1 || size > text.size()) {
+    constexpr std::array<char32_t, 5> least{0, 0, 0x80, 0x800, 0x10000}; // of each size
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const auto size = static_cast<size_t>(std::countl_one(lead));
+    if (size < 2 || size >= least.size() || size > text.size()) {
         return {};
     }
     char32_t code = lead & 0x7FU >> size;
     for (size_t i = 1; i < size; ++i) {
-        if ((byte(i) & 0xC0U) != 0x80) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0U) != 0x80) {
             return {};
         }
-        code = code << 6 | (byte(i) & 0x3FU);
+        code = code << 6 | (byte & 0x3FU);
     }
-    const char32_t least = size == 2 ? 0x80 : size == 3 ? 0x800 : 0x10000;
-    return code < least ? Letter{} : Letter{code, size};
+    return code < least[size] ? Letter{} : Letter{code, size};
 }
 
 /// Appends nothing for 0.
@@ -55,36 +57,55 @@ bool is_in(const LetterRange& range, char32_t code) {
     return code - range.first <= range.length && (code - range.first) % range.step == 0;
 }
 
-/// Looks letters up in a table. It begins where the letter before was, because the letters of a
-/// text mostly are neighbours.
+/// Looks letters up in a table. It begins where the letter before was, because a capital and the
+/// small letters behind it are neighbours.
 class Lookup {
 public:
-    explicit Lookup(std::span<const LetterRange> ranges)
-        : m_begin(ranges.begin()), m_end(ranges.end()), m_near(m_begin) {}
+    explicit Lookup(std::span<const LetterRange> ranges) : m_ranges(ranges) {}
 
     /// The range that the letter is in, null if there is none.
     const LetterRange* find(char32_t code) {
-        const auto is_before = [code](const LetterRange& one) {
-            return one.first + one.length < code;
-        };
-        const bool is_near = (m_near == m_begin || is_before(m_near[-1])) &&
-                             (m_near == m_end || !is_before(*m_near));
-        m_near = is_near ? m_near : std::partition_point(m_begin, m_end, is_before);
-        return m_near != m_end && is_in(*m_near, code) ? &*m_near : nullptr;
+        if (code > m_last && m_near != m_ranges.end()) {
+            move_to(m_near + 1);
+        } else if (code < m_first && m_near != m_ranges.begin()) {
+            move_to(m_near - 1);
+        }
+        if (code < m_first || code > m_last) {
+            const auto is_before = [code](const auto& one) { return last_of(one) < code; };
+            move_to(std::partition_point(m_ranges.begin(), m_ranges.end(), is_before));
+        }
+        return m_near != m_ranges.end() && is_in(*m_near, code) ? &*m_near : nullptr;
     }
 
 private:
-    std::span<const LetterRange>::iterator m_begin, m_end, m_near;
+    using iterator = std::span<const LetterRange>::iterator;
+
+    static char32_t last_of(const LetterRange& range) { return range.first + range.length; }
+    void move_to(iterator range) {
+        m_near = range;
+        m_first = range == m_ranges.begin() ? 0 : last_of(range[-1]) + 1;
+        m_last = range == m_ranges.end() ? ~char32_t{0} : last_of(*range);
+    }
+
+    std::span<const LetterRange> m_ranges;
+    iterator m_near = m_ranges.end(); // in front of it there is none for the letters from
+    char32_t m_first = 1;             // m_first to m_last, of which there are none yet
+    char32_t m_last = 0;
 };
 
 } // namespace
 
 std::string fold(std::string_view text, bool ignores_diacritics) {
+    std::string folded;
+    fold_into(folded, text, ignores_diacritics);
+    return folded;
+}
+
+void fold_into(std::string& folded, std::string_view text, bool ignores_diacritics) {
     Lookup cases(case_ranges);
     Lookup plain_letters(plain_ranges);
-    std::string folded;
-    folded.reserve(text.size() + text.size() / 2); // two bytes may become three
-    size_t copied = 0;                             // bytes of the text
+    folded.clear();
+    size_t copied = 0; // bytes of the text
     for (size_t at = 0; at < text.size();) {
         if (!is_beyond_ascii(text[at])) {
             ++at;
@@ -107,7 +128,7 @@ std::string fold(std::string_view text, bool ignores_diacritics) {
         }
         at += size;
     }
-    return folded.append(text, copied, text.size());
+    folded.append(text, copied, text.size());
 }
 
 bool has_other_case(std::string_view text) {

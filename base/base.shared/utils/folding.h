@@ -17,6 +17,8 @@ namespace base {
 /// do đ, ħ, ł, ø and ŧ, which become d, h, l, o and t. But й and ї are letters of their own. The
 /// marks from U+0300 to U+036F go away, whatever they stand behind.
 [[nodiscard]] std::string fold(std::string_view text, bool ignores_diacritics);
+/// The same, in the memory that a text has already.
+void fold_into(std::string& folded, std::string_view text, bool ignores_diacritics);
 
 /// Whether the text has a letter beyond ASCII that has another case. Takes up to a microsecond for
 /// a letter.

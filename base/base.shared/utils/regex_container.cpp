@@ -92,9 +92,11 @@ bool RegexContainer::exec(const char* text) {
     if (!is_ready()) {
         return false;
     }
-    const std::string folded = m_folds ? fold(text, m_ignores_diacritics) : std::string();
-    const char* matched = m_folds ? folded.c_str() : text;
-    return m_phrase->is_in(matched) && (m_phrase->is_exact() || matches(matched));
+    if (m_folds) {
+        fold_into(m_folded, text, m_ignores_diacritics);
+        text = m_folded.c_str();
+    }
+    return m_phrase->is_in(text) && (m_phrase->is_exact() || matches(text));
 }
 
 bool RegexContainer::was_built_for(const std::shared_ptr<const std::string>& key_word) {

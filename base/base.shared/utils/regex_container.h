@@ -95,6 +95,7 @@ private:
     std::string m_key_word;
     bool m_ignores_diacritics;
     bool m_folds = false;           // texts, because the pattern was folded
+    std::string m_folded;           // the last one of them
     std::optional<Phrase> m_phrase; // what every match contains; if exact, nothing is compiled
     std::string m_expression;       // what m_reg is compiled from
     bool m_is_wide = false;         // m_reg takes ever more memory as it matches
