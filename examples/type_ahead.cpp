@@ -1,6 +1,6 @@
 // Searches while somebody types: each letter cancels the search for the letters before it, and a
-// search ends at its first 50 contacts. It prints
-//     50 found, the first is Alice 29900
+// search ends at its first 50 contacts. Small letters find capitals, in every script. It prints
+//     50 found, the first is Анна 29900
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <chrono>
@@ -60,7 +60,7 @@ std::shared_ptr<sqlite::database> open_contacts() {
     users.as_transaction([&users] {
         for (int i = 0; i < 30000; ++i) {
             db::UserRow user{.user_id = std::to_string(i), .data_type = 2}; // a contact
-            user.user_name = (i < 29900 ? "Bruno " : "Alice ") + user.user_id;
+            user.user_name = (i < 29900 ? "Борис " : "Анна ") + user.user_id;
             users.Insert(user);
         }
     });
@@ -71,7 +71,7 @@ std::shared_ptr<sqlite::database> open_contacts() {
 
 int main() {
     search_field field(open_contacts());
-    for (const char* typed : {"A", "Al", "Ali", "Alic", "Alice"}) {
+    for (const char* typed : {"а", "ан", "анн", "анна"}) {
         field.type(typed);
     }
     const std::vector<std::string> names = field.names();

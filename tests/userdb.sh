@@ -77,6 +77,14 @@ p2002    3       contact, public-account  Noodle House Nine  Lunch
 $ userdb search noodle --limit 1
 USER ID  SOURCE  KIND     NAME    REMARK NAME  NICK NAMES
 u1004    1       contact  王大山               Captain Noodle, 山哥
+$ userdb search ОЛЬГА
+USER ID  SOURCE  KIND     NAME          REMARK NAME  NICK NAMES
+u1005    1       contact  Ольга Речная  Оля, хор
+$ userdb search mlynarz
+! nothing found [1]
+$ userdb search mlynarz --ignore-diacritics
+USER ID  SOURCE  KIND     NAME           REMARK NAME  NICK NAMES
+u1016    2       contact  Piotr Młynarz  Miller
 $ userdb search "o'malley" --wide
 USER ID  SOURCE  KIND     NAME             REMARK NAME     NICK NAMES
 u1015    1       contact  O'Malley, Grace  Harbour master  Admiral

@@ -88,6 +88,8 @@ void add_policy(CLI::App& to, arguments& given) {
 
 void add_key_word(CLI::App& to, arguments& given) {
     to.add_option("KEYWORD", given.key_word, "A POSIX extended regular expression")->required();
+    to.add_flag("--ignore-diacritics", given.ignores_diacritics,
+                "Let zoe find Zoë, and lukasz Łukasz, in Latin, Greek and Cyrillic letters");
 }
 
 void add_words(CLI::App& to, const char* rest, int least, int most,

@@ -112,7 +112,9 @@ status report_nothing_found() {
 using visitor = std::function<bool(db::UserRow&)>;
 
 void visit_contacts(const arguments& given, const visitor& visit) {
-    open_store(given, sqlite::read_only).WalkUserRowsWithKeyWord(given.key_word, visit);
+    db::DBUser users = open_store(given, sqlite::read_only);
+    users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
+    users.WalkUserRowsWithKeyWord(given.key_word, visit);
 }
 
 void visit_users(const arguments& given, const visitor& visit) {

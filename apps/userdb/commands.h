@@ -26,11 +26,12 @@ struct arguments {
     std::string contacts;          ///< a file of JSON lines, "-" for standard input
     std::string policy{"replace"}; ///< or "ignore" or "fail", for users stored already
     std::string key_word;
-    std::vector<user_key> users;    ///< a single one for `set_field` and `delete_user`
-    std::string field;              ///< "star", "attention", "remark" or "data-type"
-    std::string value;              ///< for the field
-    uint32_t kinds = 0;             ///< prints only users of these: a mask, 0 for any kind
-    std::optional<uint32_t> source; ///< prints only users of this one
+    bool ignores_diacritics = false; ///< of the search for the keyword
+    std::vector<user_key> users;     ///< a single one for `set_field` and `delete_user`
+    std::string field;               ///< "star", "attention", "remark" or "data-type"
+    std::string value;               ///< for the field
+    uint32_t kinds = 0;              ///< prints only users of these: a mask, 0 for any kind
+    std::optional<uint32_t> source;  ///< prints only users of this one
     size_t limit = std::numeric_limits<size_t>::max(); ///< of users printed, at least 1
     bool json = false;                                 ///< prints JSON lines, not a table
     bool wide = false;                                 ///< cuts nothing in a table

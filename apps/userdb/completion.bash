@@ -19,7 +19,7 @@ _userdb() {
         list) choices+=' --type --source --limit --json --wide' ;;
         get) choices+=' --type --json --wide' ;;
         count) choices+=' --type --source' ;;
-        search) choices+=' --limit --json --wide' ;;
+        search) choices+=' --ignore-diacritics --limit --json --wide' ;;
         set) [[ $before == set ]] && choices+=' star attention remark data-type' ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word")

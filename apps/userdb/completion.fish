@@ -44,5 +44,6 @@ complete -c userdb -n '__userdb_in list get count' -l type -x -a 'user contact p
 complete -c userdb -n '__userdb_in list count' -l source -x -d 'Only users of this source'
 complete -c userdb -n '__userdb_in search list' -l limit -x -d 'At most so many users'
 complete -c userdb -n '__userdb_in search list get' -l json -d 'Print JSON, not a table'
+complete -c userdb -n '__userdb_in search' -l ignore-diacritics -d 'Let zoe find Zoë'
 complete -c userdb -n '__userdb_in search list get' -l wide -d 'Print texts in full'
 complete -c userdb -n __userdb_wants_field -a 'star attention remark data-type'

@@ -34,7 +34,7 @@ argument)
         _arguments $everywhere '1:contacts:_files' \
             '--on-conflict[what to do about a stored user]:policy:(replace ignore fail)'
         ;;
-    search) _arguments $everywhere $limit $json $wide '1:keyword: ' ;;
+    search) _arguments $everywhere '--ignore-diacritics[let zoe find Zoë]' $limit $json $wide '1:keyword: ' ;;
     list) _arguments $everywhere "*$type" $source $limit $json $wide ;;
     get) _arguments $everywhere "*$type" $json $wide '*:user: ' ;;
     count) _arguments $everywhere "*$type" $source ;;

@@ -147,8 +147,8 @@ public:
     ///     ("nick_name":"([^"]*KEYWORD[^"]*))
     ///
     /// There `^`, `$` and `|` act as they stand: `anna|bob` finds the name "uncle bob", but not
-    /// that remark name, for which `bob` must begin it; `(anna|bob)` finds both. ASCII letters
-    /// match in either case. Where the outcome is no valid expression, or one that
+    /// that remark name, for which `bob` must begin it; `(anna|bob)` finds both. Letters match
+    /// in either case, in every script. Where the outcome is no valid expression, or one that
     /// `base::RegexContainer` refuses for its cost, nothing matches. An empty keyword matches every
     /// contact that has any of the three. Reads the whole table. A keyword with a NUL byte in it
     /// throws, since no SQL text can hold it. See `escape_key_word` for a literal text. A search
