@@ -101,8 +101,12 @@ private:
 };
 
 Phrase::Phrase(const RegexTree& tree) {
-    for (const RegexTree& part : tree.parts) {
-        add(part);
+    if (tree.kind != RegexTree::Kind::sequence) {
+        add(tree);
+    } else {
+        for (const RegexTree& part : tree.parts) {
+            add(part);
+        }
     }
     if (m_parts.size() > 1 && m_parts.back().piece.empty() && m_parts.back().least == 0) {
         m_parts.pop_back();
@@ -140,9 +144,32 @@ void Phrase::add(const RegexTree& tree) {
         m_parts.resize(m_parts.size() - (last.piece.empty() ? 1 : 0));
         m_parts.emplace_back();
     }
+    if (tree.kind == RegexTree::Kind::alternatives) {
+        add_choice(tree.parts);
+    }
+}
+
+/// Adds none if one of the branches may be anything.
+void Phrase::add_choice(const std::vector<RegexTree>& branches) {
+    std::vector<Phrase> phrases(branches.begin(), branches.end());
+    const auto is_anything = [](const Phrase& phrase) {
+        return phrase.m_parts.size() == 1 && phrase.m_parts[0].piece.empty() &&
+               phrase.m_choices.empty();
+    };
+    if (std::none_of(phrases.begin(), phrases.end(), is_anything)) {
+        m_choices.push_back(std::move(phrases));
+    }
 }
 
 bool Phrase::is_in(std::string_view text) const noexcept {
+    const auto is_here = [text](const Phrase& phrase) { return phrase.is_in(text); };
+    const auto has_one = [&](const auto& choice) {
+        return std::any_of(choice.begin(), choice.end(), is_here);
+    };
+    return contains_pieces(text) && std::all_of(m_choices.begin(), m_choices.end(), has_one);
+}
+
+bool Phrase::contains_pieces(std::string_view text) const noexcept {
     // Many texts contain the name of a JSON member, few the keyword, which is the last piece.
     const bool has_last = Occurrences(m_parts.back(), text).next(m_parts.back().least) != npos;
     if (!has_last || m_parts.size() == 1) {

@@ -40,10 +40,14 @@ private:
     };
 
     void add(const RegexTree& tree);
+    void add_choice(const std::vector<RegexTree>& branches);
+    [[nodiscard]] bool contains_pieces(std::string_view text) const noexcept;
 
     // The first run excludes nothing, and of two adjacent runs at most one excludes a byte: so the
     // piece between them may be sought anywhere.
     std::vector<Part> m_parts{Part{}};
+    // Of each, a text with a match contains one. They are asked if the pieces are there.
+    std::vector<std::vector<Phrase>> m_choices;
     bool m_is_exact = true;
 };
 
