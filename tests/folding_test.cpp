@@ -49,7 +49,7 @@ TEST_F(FoldingOfUnicode, LetsBothCasesFindEachOther) {
                 call.clear_bindings();
                 call.bind<std::string>(":key", pattern);
                 call.bind<std::string>(column, before + text + "z" + after);
-                answers += shown(connection->execute(call));
+                answers += all_rows(connection->execute(call));
             }
         }
         return answers;
@@ -170,7 +170,7 @@ TEST_F(SearchOfLetters, IgnoresDiacriticsIfAsked) {
     EXPECT_EQ(found("zoe"), "b"); // the function is that of this store again
     for (const bool ignores : {false, true, false}) {
         users->SetSearchIgnoresDiacritics(ignores);
-        EXPECT_EQ(shown(connection->execute(kept)), ignores ? "1" : "0");
+        EXPECT_EQ(all_rows(connection->execute(kept)), ignores ? "1" : "0");
     }
 }
 
