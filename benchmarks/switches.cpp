@@ -23,6 +23,61 @@ std::function<void()> work_on(table& one, const std::string& name) {
     std::abort();
 }
 
+/// A table in which one user of a hundred is a contact.
+void make_strangers(table& one) {
+    one.connection->execute("UPDATE users SET data_type = data_type & (rowid % 100 = 0) * 2");
+}
+
+std::function<void()> inserts_of(table& one, uint32_t data_type) {
+    return [&one, data_type] {
+        one.store.as_transaction([&] {
+            for (int i = 0; i < 1000; ++i) {
+                db::UserRow row = made_up_user(i);
+                row.data_type = data_type;
+                one.store.InsertOrReplace(row);
+            }
+        });
+    };
+}
+
+void say_contact_index() {
+    using enum db::UserDataType;
+    table plain(5 * users);
+    table indexed(5 * users);
+    make_strangers(plain);
+    make_strangers(indexed);
+    const auto size_before = static_cast<double>(indexed.connection->size());
+    indexed.store.CreateContactIndex();
+    const auto say_both = [&](const std::string& what, auto work) {
+        say("contact index: " + what, ratio([&] { work(indexed); }, [&] { work(plain); }));
+    };
+    say_both("search, keyword that few have",
+             [](table& one) { one.store.SearchUserRowsWithKeyWord("1700"); });
+    say_both("search, keyword that all have",
+             [](table& one) { one.store.SearchUserRowsWithKeyWord("a"); });
+    say_both("search, expression",
+             [](table& one) { one.store.SearchUserRowsWithKeyWord("1[78]0+"); });
+    say_both("list of contacts",
+             [](table& one) { one.store.GetUsersByDataType(USERDATA_CONTACT); });
+    say_both("list of contacts of a source",
+             [](table& one) { one.store.GetUsersByDataTypeAndSource(USERDATA_CONTACT, 1); });
+    say("contact index: the first 50 contacts, over the list with it",
+        ratio(
+            [&] {
+                int left = 50;
+                indexed.store.WalkUsersByDataType(USERDATA_CONTACT,
+                                                  [&left](auto&) { return --left > 0; });
+            },
+            [&] { indexed.store.GetUsersByDataType(USERDATA_CONTACT); }));
+    for (const uint32_t data_type : {2U, 0U}) {
+        say(std::string("contact index: `InsertOrReplace` of ") +
+                (data_type == 0 ? "no contact" : "a contact"),
+            ratio(inserts_of(indexed, data_type), inserts_of(plain, data_type)));
+    }
+    say("contact index: size of the database",
+        static_cast<double>(indexed.connection->size()) / size_before);
+}
+
 } // namespace
 
 int main() {
@@ -46,6 +101,7 @@ int main() {
         ratio(work_on(both, "`InsertOrReplace`"), work_on(keeping, "`InsertOrReplace`")));
     say("index: size of the database",
         static_cast<double>(indexed.connection->size()) / size_before);
+    say_contact_index();
     const auto first_50 = [&] {
         int left = 50;
         plain.store.WalkUserRowsWithKeyWord("a", [&left](db::UserRow&) { return --left > 0; });

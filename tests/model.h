@@ -9,7 +9,12 @@
 /// from outside, each from the whole range of 64 bits: random ones, or those of a recorded run.
 class Model {
 public:
-    explicit Model(std::function<uint64_t()> numbers) : m_numbers(std::move(numbers)) {}
+    explicit Model(std::function<uint64_t()> numbers, bool has_contact_index = false)
+        : m_numbers(std::move(numbers)) {
+        if (has_contact_index) {
+            m_users.CreateContactIndex();
+        }
+    }
 
     void step() {
         const Key key = random_key();

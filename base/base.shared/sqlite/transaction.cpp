@@ -84,19 +84,19 @@ int connection::pay_rollback() noexcept {
 
 } // namespace detail
 
-transaction::transaction(database& db)
+transaction::transaction(database& db, begin_mode mode)
     : m_lock(db), m_db(db), m_connection(*db.m_connection), m_outer(m_connection.innermost) {
     m_connection.require_intact();
     const bool is_nested = m_connection.has_transaction();
     if (is_nested) {
         m_level = m_outer != nullptr ? m_outer->m_level + 1 : 1;
     }
-    const bool may_write = sqlite3_db_readonly(db.db, "main") == 0;
-    m_busy_timeout = !is_nested && may_write ? busy_timeout(db.db) : 0;
+    // Older versions of SQLite refuse an immediate one for a read-only database.
+    const bool is_immediate =
+        mode == begin_mode::immediate && sqlite3_db_readonly(db.db, "main") == 0;
+    m_busy_timeout = !is_nested && is_immediate ? busy_timeout(db.db) : 0;
     const auto savepoint = savepoint_sql("SAVEPOINT", m_level);
-    const char* begin = is_nested   ? savepoint.data()
-                        : may_write ? "BEGIN IMMEDIATE"
-                                    : "BEGIN"; // older versions of SQLite refuse the other one
+    const char* begin = is_nested ? savepoint.data() : is_immediate ? "BEGIN IMMEDIATE" : "BEGIN";
     const int code = sqlite3_exec(db.db, begin, nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) {
         // It can have taken effect nevertheless. A savepoint without contents does no harm.

@@ -7,23 +7,33 @@
 
 namespace sqlite {
 
+/// When a transaction takes its locks.
+enum class begin_mode {
+    immediate, ///< the write lock at its start, for which it waits; unless the database is
+               ///< read-only
+    /// None at its start. What is read is of one moment, that of the first read. The first write
+    /// takes the write lock, and throws SQLITE_BUSY at once if another connection has written
+    /// since.
+    deferred,
+};
+
 /// A transaction that lives in a scope; inside an open transaction, a savepoint of it.
 ///
-/// Once it has the write lock it waits for nobody before its commit: the busy time-out is 0 inside.
-/// Otherwise, once it outgrows SQLite's page cache while another connection reads, each further
-/// page would wait it out; so the cache grows until the reader has ended. A time-out that is set
-/// inside stays. So does a busy handler that was set before through SQLite's own interface; one
-/// that is set inside is lost at the end, because SQLite does not tell it from the time-out 0.
-/// Under an authorizer that denies PRAGMA busy_timeout the time-out stays as it is.
+/// Once an immediate one has the write lock it waits for nobody before its commit: the busy
+/// time-out is 0 inside. Otherwise, once it outgrows SQLite's page cache while another connection
+/// reads, each further page would wait it out; so the cache grows until the reader has ended. A
+/// time-out that is set inside stays. So does a busy handler that was set before through SQLite's
+/// own interface; one that is set inside is lost at the end, because SQLite does not tell it from
+/// the time-out 0. Under an authorizer that denies PRAGMA busy_timeout the time-out stays as it is.
 ///
 /// Holds the connection's lock until it has ended, on the thread that made it. It ends by `commit`,
 /// `rollback` or its destructor. One that is rolled back takes those inside of it with it: they are
 /// over then.
 class transaction {
 public:
-    /// Begins, with the write lock unless the database is read-only. Throws `error` if it cannot,
-    /// and after SQLite's transaction around it has ended.
-    explicit transaction(database& db);
+    /// Throws `error` if it cannot begin, and after SQLite's transaction around it has ended.
+    /// Inside an open transaction the mode does not matter.
+    explicit transaction(database& db, begin_mode mode = begin_mode::immediate);
     transaction(const transaction&) = delete;
     transaction& operator=(const transaction&) = delete;
     /// Rolls back what was not committed.

@@ -1,6 +1,7 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include "base/base.shared/logging/logging.h"
+#include "base/base.shared/sqlite/transaction.h"
 #include "base/base.shared/utils/regex_container.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
@@ -16,6 +17,8 @@
 namespace db {
 
 namespace {
+
+constexpr const char* find_sql = "SELECT * from users WHERE local_user_id = :local_user_id ;";
 
 // SQLite keeps this text in the schema, blanks and tabs included, from the table's name on.
 // clang-format off
@@ -334,8 +337,7 @@ uint32_t DBUser::GetUserByUserIdAndSource(std::string user_id, uint32_t user_sou
                                           db::UserRow& user_row) {
     const std::string key =
         make_local_user_id(std::move(user_id), static_cast<int32_t>(user_source));
-    const char* sql = "SELECT * from users WHERE local_user_id = :local_user_id ;";
-    return fetch(m_db->execute(prepare(*m_db, sql, key)), user_row);
+    return fetch(m_db->execute(prepare(*m_db, find_sql, key)), user_row);
 }
 
 std::vector<db::UserRow>
@@ -395,6 +397,21 @@ void DBUser::WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t u
 
 void DBUser::WalkAll(const std::function<bool(db::UserRow&)>& visit) {
     walk(m_db->execute("SELECT * from users;"), visit);
+}
+
+void DBUser::WalkUsersByUserIds(const std::set<std::pair<std::string, int>>& userids,
+                                const std::function<bool(db::UserRow&)>& visit) {
+    sqlite::transaction snapshot(require_connection(m_db), sqlite::begin_mode::deferred);
+    sqlite::statement stmt = m_db->prepare_statement(find_sql);
+    db::UserRow user_row;
+    bool goes_on = true;
+    for (auto user = userids.begin(); goes_on && user != userids.end(); ++user) {
+        stmt.bind(1, make_local_user_id(user->first, user->second));
+        const bool is_stored = fetch(m_db->execute(stmt), user_row) == 1;
+        stmt.clear_bindings(); // ends its run, so that `visit` may do what it likes
+        goes_on = !is_stored || visit(user_row);
+    }
+    snapshot.commit();
 }
 
 std::vector<db::UserRow> DBUser::SearchUserRowsWithKeyWord(std::string key_word) {
@@ -473,6 +490,12 @@ void DBUser::SetSearchIgnoresDiacritics(bool ignores) {
 void DBUser::CreateUserIdIndex() {
     m_db->execute(
         "CREATE INDEX IF NOT EXISTS users_by_user_id_and_source ON users (user_id, user_source)");
+}
+
+void DBUser::CreateContactIndex() {
+    // SQLite uses it for each statement that binds exactly the bit of a contact.
+    m_db->execute("CREATE INDEX IF NOT EXISTS users_contacts"
+                  " ON users (user_source, user_name, remark, group_info) WHERE data_type & 2");
 }
 
 void DBUser::create_custom_function() {
