@@ -7,6 +7,7 @@
 #include <deque>
 #include <iomanip>
 #include <iostream>
+#include <sstream>
 
 namespace {
 
@@ -41,27 +42,57 @@ int main() {
         // them, or the first rows would pay for pages that the others find.
         tables.back().store.GetAll();
     }
-    std::cout << "| users | list by the store, per row | list by C code, per row | "
-                 "search, per row | memory of a list |\n|---|---|---|---|---|\n"
-              << std::fixed << std::setprecision(2);
+    std::vector<std::string> rows;
+    const auto add = [&rows](size_t i, double figure) {
+        std::ostringstream cell;
+        cell << " " << std::fixed << std::setprecision(2) << figure << " |";
+        rows[i] += cell.str();
+    };
+    const auto search = [](table& one) { one.store.SearchUserRowsWithKeyWord("Chen Castagna 18"); };
     for (size_t i = 0; i < tables.size(); ++i) {
         const auto per_row = [&](auto work) {
             return growth([&] { work(tables[i]); }, sizes[i] / sizes[0], [&] { work(tables[0]); });
         };
-        const double list = per_row([](table& one) { one.store.GetAll(); });
-        const double c_list = per_row([](table& one) { one.c.get_all(); });
-        const double search =
-            per_row([](table& one) { one.store.SearchUserRowsWithKeyWord("Chen Castagna 18"); });
-        std::cout << "| " << sizes[i] << " | " << list << " | " << c_list << " | " << search
-                  << " | " << memory_ratio(tables[i].store) << " |" << std::endl;
+        rows.push_back("| " + std::to_string(sizes[i]) + " |");
+        add(i, per_row([](table& one) { one.store.GetAll(); }));
+        add(i, per_row([](table& one) { one.c.get_all(); }));
+        add(i, per_row(search));
+        add(i, memory_ratio(tables[i].store));
     }
-    std::cout << "\n| users in a batch | batch lookup, per user |\n|---|---|\n";
+    table smallest(sizes[0]);
+    smallest.leave_few_contacts();
+    for (const bool has_index : {false, true}) {
+        for (size_t i = 0; i < tables.size(); ++i) {
+            if (has_index) {
+                tables[i].store.CreateContactIndex();
+            } else {
+                tables[i].leave_few_contacts();
+            }
+            add(i,
+                growth([&] { search(tables[i]); }, sizes[i] / sizes[0], [&] { search(smallest); }));
+        }
+    }
+    std::cout << "| users | list by the store, per row | list by C code, per row | "
+                 "search, per row | memory of a list | search for few contacts, per row | "
+                 "with an index, per row |\n|---|---|---|---|---|---|---|\n"
+              << std::fixed << std::setprecision(2);
+    for (const std::string& row : rows) {
+        std::cout << row << std::endl;
+    }
+    std::cout << "\n| users asked for | batch lookup, per user | walk by ids, per user |\n"
+                 "|---|---|---|\n";
     db::DBUser& store = tables.back().store;
+    const auto walk = [&store](const auto& users) {
+        store.WalkUsersByUserIds(users, [](auto&) { return true; });
+    };
     const auto small_batch = made_up_batch(batch_sizes[0]);
     for (const int size : batch_sizes) {
-        const double per_user =
-            growth([&, all = made_up_batch(size)] { store.GetUserRowsByUserIds(all); },
-                   size / batch_sizes[0], [&] { store.GetUserRowsByUserIds(small_batch); });
-        std::cout << "| " << size << " | " << per_user << " |" << std::endl;
+        const auto batch = made_up_batch(size);
+        const int times = size / batch_sizes[0];
+        std::cout << "| " << size << " | "
+                  << growth([&] { store.GetUserRowsByUserIds(batch); }, times,
+                            [&] { store.GetUserRowsByUserIds(small_batch); })
+                  << " | " << growth([&] { walk(batch); }, times, [&] { walk(small_batch); })
+                  << " |" << std::endl;
     }
 }

@@ -23,11 +23,6 @@ std::function<void()> work_on(table& one, const std::string& name) {
     std::abort();
 }
 
-/// A table in which one user of a hundred is a contact.
-void make_strangers(table& one) {
-    one.connection->execute("UPDATE users SET data_type = data_type & (rowid % 100 = 0) * 2");
-}
-
 std::function<void()> inserts_of(table& one, uint32_t data_type) {
     return [&one, data_type] {
         one.store.as_transaction([&] {
@@ -42,10 +37,10 @@ std::function<void()> inserts_of(table& one, uint32_t data_type) {
 
 void say_contact_index() {
     using enum db::UserDataType;
-    table plain(5 * users);
-    table indexed(5 * users);
-    make_strangers(plain);
-    make_strangers(indexed);
+    table plain(5 * users, true);
+    table indexed(5 * users, true);
+    plain.leave_few_contacts();
+    indexed.leave_few_contacts();
     const auto size_before = static_cast<double>(indexed.connection->size());
     indexed.store.CreateContactIndex();
     const auto say_both = [&](const std::string& what, auto work) {

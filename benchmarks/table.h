@@ -20,6 +20,9 @@ struct table {
     /// Of users read from lines of a name, a remark name and a nick name with tabs between.
     explicit table(std::istream& lines);
 
+    /// Makes every hundredth user a contact, and all others none.
+    void leave_few_contacts() const;
+
     std::shared_ptr<sqlite::database> connection;
     db::DBUser store;
     c_users c;

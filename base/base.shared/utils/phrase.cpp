@@ -151,7 +151,10 @@ void Phrase::add(const RegexTree& tree) {
 
 /// Adds none if one of the branches may be anything.
 void Phrase::add_choice(const std::vector<RegexTree>& branches) {
-    std::vector<Phrase> phrases(branches.begin(), branches.end());
+    std::vector<Phrase> phrases; // one by one: a range leaks in one C++ library if one throws
+    for (const RegexTree& branch : branches) {
+        phrases.emplace_back(branch);
+    }
     const auto is_anything = [](const Phrase& phrase) {
         return phrase.m_parts.size() == 1 && phrase.m_parts[0].piece.empty() &&
                phrase.m_choices.empty();
