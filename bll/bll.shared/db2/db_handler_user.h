@@ -131,7 +131,9 @@ public:
     /// makes the rest of the walk deliver other fields. A rollback can end the walk with
     /// SQLITE_ABORT_ROLLBACK. Whether users that are stored meanwhile are visited is open: a walk
     /// that calls `InsertOrReplace` for each user it visits can go on for ever, because a replaced
-    /// user stands behind all others again. `Update` and the updates of one field keep the place.
+    /// user stands behind all others again. `Update` and the updates of one field keep the
+    /// place, unless there is the index of contacts and they change a contact's name, remark or
+    /// group info.
     void WalkUsersByDataType(db::UserDataType data_type,
                              const std::function<bool(db::UserRow&)>& visit);
     void WalkUsersByDataTypeAndSource(db::UserDataType data_type, uint32_t user_source,
