@@ -101,6 +101,73 @@ TEST_F(AccessLayer, ReadsWhateverAColumnHolds) {
     }
 }
 
+TEST_F(AccessLayer, BlobsAndOtherNumbersComeBackAsTheyWereBound) {
+    using sqlite::value_type;
+    auto stmt = db.prepare_statement("SELECT :v AS v");
+    EXPECT_THAT(stmt.column_names(), testing::ElementsAre("v"));
+    const auto expect_back = [&](auto value, value_type type, const auto& bound) {
+        stmt.bind(":v", bound);
+        const auto res = db.execute(stmt);
+        const sqlite::field field = (*res.begin())[0];
+        EXPECT_EQ(field.as<decltype(value)>(), value);
+        EXPECT_EQ(field.type(), type);
+        EXPECT_EQ(field.as<std::optional<decltype(value)>>(), std::optional(value));
+    };
+    const auto same = [&](auto value, value_type type) { expect_back(value, type, value); };
+    const sqlite::blob bytes{std::byte{0}, std::byte{0xFF}, std::byte{0}};
+    same(bytes, value_type::blob);
+    same(sqlite::blob(), value_type::blob);
+    expect_back(bytes, value_type::blob, std::span<const std::byte>(bytes));
+    expect_back(sqlite::blob(), value_type::blob, std::span<const std::byte>());
+    expect_back(sqlite::blob{std::byte{'a'}}, value_type::text, "a"s);
+    same(2.5F, value_type::real);
+    same(short{-3}, value_type::integer);
+    same(9223372036854775807UL, value_type::integer);
+    expect_back(7ULL, value_type::integer, std::optional(7ULL));
+    expect_back("x"s, value_type::text, std::optional("x"s));
+    expect_back(std::string_view("a\0b", 3), value_type::text, "a\0b"s);
+    stmt.bind(":v", std::optional<int>());
+    EXPECT_EQ(all_rows(db.execute(stmt)), "NULL");
+    EXPECT_EQ((*db.execute(stmt).begin())[0].as<std::optional<sqlite::blob>>(), std::nullopt);
+    stmt.bind(":v", 1);
+    fails(SQLITE_RANGE, "bind ':v'", [&] { stmt.bind(":v", 9223372036854775808ULL); });
+    EXPECT_EQ(all_rows(db.execute(stmt)), "NULL") << "nothing is left of what was refused";
+}
+
+TEST_F(AccessLayer, ReadsATextWithoutACopyWhileItsRowIsThere) {
+    const auto res =
+        run("SELECT 'a text that is too long for a short string' UNION ALL SELECT 'b'");
+    auto row = res.begin();
+    const std::string_view text = (*row)[0].as<std::string_view>(); // the field is gone already
+    EXPECT_EQ(text, "a text that is too long for a short string");
+    EXPECT_EQ((*++row)[0].as<std::string_view>(), "b");
+}
+
+TEST_F(AccessLayer, BindsAllOrNothingAndResets) {
+    auto stmt = db.prepare_statement("SELECT ?1, ?2, ?3 UNION ALL SELECT 0, 0, 0");
+    EXPECT_EQ(db.prepare_statement("SELECT ?3").parameter_count(), 3U);
+    stmt.bind_all(1, "two", std::optional<int>());
+    fails(SQLITE_RANGE, "cannot bind 2 values to 3 parameters, in: SELECT",
+          [&] { stmt.bind_all(4, 5); });
+    const auto res = db.execute(stmt);
+    EXPECT_NE(sqlite3_next_stmt(db.native_handle(), nullptr), nullptr);
+    stmt.reset();
+    EXPECT_TRUE(res.begin() == res.end());
+    EXPECT_EQ(all_rows(db.execute(stmt)), "1|two|NULL;0|0|0") << "what is bound stays";
+    EXPECT_FALSE(db.in_transaction());
+    run("BEGIN");
+    EXPECT_TRUE(db.in_transaction());
+}
+
+TEST_F(AccessLayer, AnIndexMayUseADeterministicFunction) {
+    const auto answer = [](sqlite3_context* context, int, auto) { sqlite3_result_int(context, 1); };
+    run("CREATE TABLE t (i)");
+    db.add_custom_function({"f", 1, answer});
+    fails(SQLITE_ERROR, "non-deterministic", [&] { run("CREATE INDEX x ON t (f(i))"); });
+    db.add_custom_function({"f", 1, answer, true});
+    EXPECT_NO_THROW(run("CREATE INDEX x ON t (f(i))"));
+}
+
 TEST_F(AccessLayer, ReadsColumnsFoundByTheirNames) {
     const auto res = run("SELECT 1 AS a, 2 AS b, 3 AS c");
     const sqlite::row row = *res.begin();

@@ -122,6 +122,11 @@ uint32_t database::as_transaction(const std::function<void(database&)>& body) {
     return scope.changes();
 }
 
+bool database::in_transaction() const {
+    const auto held = detail::hold(db);
+    return m_connection->has_transaction();
+}
+
 int64_t database::last_insert_rowid() const {
     const auto held = detail::hold(db);
     return sqlite3_last_insert_rowid(db);
@@ -152,10 +157,11 @@ void database::add_custom_function(SqliteCustomFunction function) {
         throw error(SQLITE_MISUSE, "cannot " + tried + ": its name has a NUL byte in it");
     }
     auto body = std::make_unique<function_body>(std::move(function.call_back));
+    const int flags = SQLITE_UTF8 | (function.deterministic ? SQLITE_DETERMINISTIC : 0);
     // SQLite owns the body from here on, and destroys it if it refuses the function.
-    const int code = sqlite3_create_function_v2(db, function.name.c_str(), function.argc,
-                                                SQLITE_UTF8, body.release(), call_function, nullptr,
-                                                nullptr, destroy_function);
+    const int code =
+        sqlite3_create_function_v2(db, function.name.c_str(), function.argc, flags, body.release(),
+                                   call_function, nullptr, nullptr, destroy_function);
     if (code != SQLITE_OK) {
         detail::fail(db, code, tried, {});
     }

@@ -25,6 +25,9 @@ struct SqliteCustomFunction {
     /// Called with the function's context, the argument count and the arguments. It reads them with
     /// SQLite's value API. It sets its result through the context; otherwise that is SQL NULL.
     std::function<void(sqlite3_context*, int, sqlite3_value**)> call_back;
+    /// Whether it gives the same result for the same arguments each time, which an index or a
+    /// generated column asks of a function.
+    bool deterministic = false;
 };
 
 namespace sqlite::detail {
@@ -64,7 +67,8 @@ enum class special_t {
 class database {
 public:
     /// Opens a file, or a database in memory. Throws if that fails. Only the first statement finds
-    /// out that a file is no database.
+    /// out that a file is no database. A path that begins with "file:" is a URI where SQLite was
+    /// built to read those.
     explicit database(const std::string& path, const access_mode& mode = read_write_create,
                       const cache_type& cache = private_cache);
     explicit database(const special_t& special, const access_mode& mode = read_write_create,
@@ -102,6 +106,9 @@ public:
     /// outermost transaction ends, so a body that goes on leaves nothing behind. Once a COMMIT or
     /// ROLLBACK in an SQL text has ended the transaction, `execute` throws SQLITE_MISUSE.
     uint32_t as_transaction(const std::function<void(database&)>& body);
+
+    /// Whether SQLite has a transaction open on the connection, whoever began it.
+    [[nodiscard]] bool in_transaction() const;
 
     /// 0 if the connection has inserted no row yet.
     [[nodiscard]] int64_t last_insert_rowid() const;

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <vector>
 
 struct sqlite3_stmt;
 
@@ -13,12 +17,24 @@ namespace sqlite {
 template <typename T, typename... Types>
 concept one_of = (std::is_same_v<T, Types> || ...);
 
+template <typename T>
+concept number = one_of<T, bool, short, int, unsigned int, long, unsigned long, long long,
+                        unsigned long long, float, double>;
+
+/// Bytes that may be any.
+using blob = std::vector<std::byte>;
+
 /// What a value can be read as. A `std::optional` is empty if the value is SQL NULL.
 template <typename T>
-concept readable = one_of<T, std::string, int, unsigned int, long, long long, double, bool,
-                          std::optional<std::string>, std::optional<int>,
-                          std::optional<unsigned int>, std::optional<long>,
-                          std::optional<long long>, std::optional<double>, std::optional<bool>>;
+concept readable_value = number<T> || one_of<T, std::string, std::string_view, blob>;
+template <typename T>
+concept readable = readable_value<T> || requires {
+    requires std::same_as<T, std::optional<typename T::value_type>>;
+    requires readable_value<typename T::value_type>;
+};
+
+/// How SQLite stores a value. The values are SQLite's own.
+enum class value_type { integer = 1, real = 2, text = 3, blob = 4, null = 5 };
 
 /// One column of a result's current row.
 ///
@@ -33,6 +49,8 @@ public:
     [[nodiscard]] bool is_null() const;
     /// True unless the value is SQL NULL: also for an empty text and for 0.
     explicit operator bool() const;
+    /// How the value is stored, before any conversion by `as`.
+    [[nodiscard]] value_type type() const;
     /// The column's name in the result, which is its alias if the statement gives one.
     [[nodiscard]] std::string column_name() const;
 
@@ -40,9 +58,17 @@ public:
     /// - `std::string` is the text by its length, NUL bytes included. Numbers are written in
     ///   decimal. Blobs are taken as they are; in a database that is not UTF-8 they are converted
     ///   as texts are.
+    /// - `std::string_view` is the same without a copy. It is valid until the iterator advances,
+    /// the
+    ///   statement is bound, reset or executed again, the same column is read as something else
+    ///   than a text, or the last holder of the statement is gone; the field itself may go before.
+    /// - `blob` is the bytes of a blob or text. An empty one differs from SQL NULL by `is_null`,
+    /// and
+    ///   as a `std::optional`.
     /// - `long long` is the leading number of a text and the whole part of a real. Other integers
     ///   are the low bits of that, and `bool` is whether it is not 0.
-    /// - SQL NULL gives an empty text, and 0.
+    /// - SQL NULL gives an empty text, an empty blob, and 0.
+    /// Throws `error` with SQLITE_NOMEM if SQLite has no memory to convert the value.
     template <readable T>
     [[nodiscard]] T as() const {
         T value{};
@@ -64,10 +90,13 @@ private:
             if (!is_null_at(stmt, index)) {
                 read_into<typename T::value_type>(stmt, index, &target.emplace());
             }
-        } else if constexpr (std::is_same_v<T, std::string>) {
-            read_text(stmt, index, target);
-        } else if constexpr (std::is_same_v<T, double>) {
-            target = real_at(stmt, index);
+        } else if constexpr (one_of<T, std::string, std::string_view>) {
+            target = text_at(stmt, index);
+        } else if constexpr (std::is_same_v<T, blob>) {
+            const std::span<const std::byte> bytes = bytes_at(stmt, index);
+            target.assign(bytes.begin(), bytes.end());
+        } else if constexpr (std::floating_point<T>) {
+            target = static_cast<T>(real_at(stmt, index));
         } else {
             target = static_cast<T>(integer_at(stmt, index));
         }
@@ -75,7 +104,8 @@ private:
     [[nodiscard]] static bool is_null_at(sqlite3_stmt* stmt, size_t index);
     [[nodiscard]] static long long integer_at(sqlite3_stmt* stmt, size_t index);
     [[nodiscard]] static double real_at(sqlite3_stmt* stmt, size_t index);
-    static void read_text(sqlite3_stmt* stmt, size_t index, std::string& value);
+    [[nodiscard]] static std::string_view text_at(sqlite3_stmt* stmt, size_t index);
+    [[nodiscard]] static std::span<const std::byte> bytes_at(sqlite3_stmt* stmt, size_t index);
     void read(reader read_value, void* value) const;
 
     std::shared_ptr<sqlite3_stmt> stmt;

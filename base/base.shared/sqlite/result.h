@@ -43,8 +43,8 @@ public:
         const_iterator& operator++();
         void operator++(int);
 
-        /// The current row. The reference is valid as long as this iterator; copy the row to keep
-        /// it for longer.
+        /// The current row. The reference is valid as long as this iterator, so copy the row to
+        /// keep it for longer: `const row& first = *res.begin()` reads what is gone.
         const row& operator*() const;
         const row* operator->() const;
 

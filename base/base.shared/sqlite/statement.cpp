@@ -3,6 +3,7 @@
 #include "base/base.shared/sqlite/detail.h"
 #include "base/base.shared/sqlite/error.h"
 
+#include <limits>
 #include <sqlite3.h>
 
 namespace sqlite {
@@ -17,11 +18,23 @@ void statement::bind(const std::string& name, const char* value) {
     bind(position_of(name), value);
 }
 
+std::vector<std::string> statement::column_names() const {
+    std::vector<std::string> names(static_cast<size_t>(sqlite3_column_count(stmt.get())));
+    for (size_t index = 0; index < names.size(); ++index) {
+        names[index] = detail::column_name(stmt.get(), index);
+    }
+    return names;
+}
+
 void statement::clear_bindings() {
     if (stmt != nullptr) {
         detail::abandon_run(stmt.get());
         sqlite3_clear_bindings(stmt.get());
     }
+}
+
+void statement::reset() {
+    detail::abandon_run(stmt.get());
 }
 
 void statement::swap(statement& other) noexcept {
@@ -76,6 +89,29 @@ void statement::bind_value(size_t position, std::string_view value) {
     require_bound(sqlite3_bind_text64(stmt.get(), parameter_at(position), text, value.size(),
                                       SQLITE_TRANSIENT, SQLITE_UTF8),
                   position);
+}
+
+void statement::bind_value(size_t position, std::span<const std::byte> value) {
+    const void* bytes = value.empty() ? "" : static_cast<const void*>(value.data());
+    require_bound(sqlite3_bind_blob64(stmt.get(), parameter_at(position), bytes, value.size(),
+                                      SQLITE_TRANSIENT),
+                  position);
+}
+
+void statement::bind_unsigned(size_t position, unsigned long long value) {
+    bind_value(position, static_cast<long long>(value));
+    if (value > static_cast<unsigned long long>(std::numeric_limits<long long>::max())) {
+        bind_value(position, nullptr);
+        require_bound(SQLITE_RANGE, position);
+    }
+}
+
+void statement::require_parameters(size_t count) const {
+    if (count != parameter_count()) {
+        throw error(SQLITE_RANGE, "cannot bind " + std::to_string(count) + " values to " +
+                                      std::to_string(parameter_count()) +
+                                      " parameters, in: " + detail::shown(stmt.get()));
+    }
 }
 
 void statement::bind_value(size_t position, std::nullptr_t /*value*/) {

@@ -408,7 +408,7 @@ void DBUser::WalkUsersByUserIds(const std::set<std::pair<std::string, int>>& use
     for (auto user = userids.begin(); goes_on && user != userids.end(); ++user) {
         stmt.bind(1, make_local_user_id(user->first, user->second));
         const bool is_stored = fetch(m_db->execute(stmt), user_row) == 1;
-        stmt.clear_bindings(); // ends its run, so that `visit` may do what it likes
+        stmt.reset(); // so that `visit` may do what it likes
         goes_on = !is_stored || visit(user_row);
     }
     snapshot.commit();
