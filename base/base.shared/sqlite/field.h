@@ -17,16 +17,14 @@ namespace sqlite {
 template <typename T, typename... Types>
 concept one_of = (std::is_same_v<T, Types> || ...);
 
-template <typename T>
-concept number = one_of<T, bool, short, int, unsigned int, long, unsigned long, long long,
-                        unsigned long long, float, double>;
-
 /// Bytes that may be any.
 using blob = std::vector<std::byte>;
 
 /// What a value can be read as. A `std::optional` is empty if the value is SQL NULL.
 template <typename T>
-concept readable_value = number<T> || one_of<T, std::string, std::string_view, blob>;
+concept readable_value =
+    one_of<T, std::string, std::string_view, blob, bool, short, int, unsigned int, long,
+           unsigned long, long long, unsigned long long, float, double>;
 template <typename T>
 concept readable = readable_value<T> || requires {
     requires std::same_as<T, std::optional<typename T::value_type>>;
