@@ -152,6 +152,7 @@ void Phrase::add(const RegexTree& tree) {
 /// Adds none if one of the branches may be anything.
 void Phrase::add_choice(const std::vector<RegexTree>& branches) {
     std::vector<Phrase> phrases; // one by one: a range leaks in one C++ library if one throws
+    phrases.reserve(branches.size());
     for (const RegexTree& branch : branches) {
         phrases.emplace_back(branch);
     }
