@@ -1,3 +1,4 @@
+#include "base/base.shared/utils/regex_tree.h"
 #include "tests/search_model.h"
 
 #include <array>
@@ -241,6 +242,18 @@ TEST(RegexContainer, MatchesInLongTextsWhatItDoesInShortOnes) {
             EXPECT_TRUE(regex.exec((head + after).c_str())) << pattern << size;
             EXPECT_FALSE(regex.exec((head + miss).c_str())) << pattern << size;
         }
+    }
+}
+
+/// No engine of this machine reads such ranges in another way, so what is written is compared.
+TEST(RegexTree, WritesNoRangeFromASCIIToWhatIsBeyond) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"[~-\x81]", "[~-\x7f\x80-\x81]"},
+        {"[\x7f-\x80]", "[\x7f\x80]"},
+        {"[^\x7f-\xff]", "[^\x7f\x80-\xff]"},
+    };
+    for (const auto& [pattern, expected] : cases) {
+        EXPECT_EQ(base::written_for_engine(base::parse_regex(pattern).value(), "^", "$"), expected);
     }
 }
 

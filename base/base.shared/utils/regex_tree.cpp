@@ -136,8 +136,9 @@ std::string written(const ByteSet& set) {
     const std::string bracket = if_member(']');
     const std::string hyphen = if_member('-');
     const ByteSet others = members & ~members_of("--[[]]^^");
-    const ByteSet goes_on = others & (others >> 1); // with the next byte
-    const ByteSet is_inside = goes_on & (others << 1);
+    ByteSet goes_on = others & (others >> 1); // with the next byte
+    goes_on.reset(0x7f); // a range from ASCII to what is beyond it means something else to musl
+    const ByteSet is_inside = goes_on & (goes_on << 1);
     std::string ranges;
     for (size_t byte = 0; byte < members.size(); ++byte) {
         if (others[byte] && !is_inside[byte]) {
