@@ -342,6 +342,18 @@ TEST_F(AccessLayer, OpeningFailsClearlyAndModesHold) {
     fails(SQLITE_NOTADB, "not a database", [&] { database{file}.execute("SELECT * FROM t"); });
 }
 
+/// In a process of its own, since the setting is one of all connections.
+TEST(AccessLayerDeathTest, OpensNoConnectionThatHasNoMutex) {
+    const auto open_without_mutexes = [] {
+        sqlite3_shutdown();
+        sqlite3_config(SQLITE_CONFIG_SINGLETHREAD);
+        fails(SQLITE_MISUSE, "':memory:': SQLite is built or configured single-threaded",
+              in_memory);
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(open_without_mutexes(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(AccessLayer, EverythingOutlivesTheDatabase) {
     auto captured = std::make_shared<int>(7);
     std::optional<database> dying(std::in_place, sqlite::special_t::in_memory);

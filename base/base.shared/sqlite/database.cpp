@@ -13,6 +13,7 @@
 
 namespace sqlite {
 
+static_assert(SQLITE_VERSION_NUMBER >= 3024000, "userstore needs SQLite 3.24 or newer");
 static_assert(read_only == SQLITE_OPEN_READONLY);
 static_assert(read_write == SQLITE_OPEN_READWRITE);
 static_assert(read_write_create == (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE));
@@ -61,6 +62,10 @@ database::database(const std::string& path, const access_mode& mode, const cache
     if (code != SQLITE_OK) {
         const int extended_code = db != nullptr ? sqlite3_extended_errcode(db) : code;
         detail::fail(db, extended_code, "open the database '" + path + "'", {});
+    }
+    if (sqlite3_db_mutex(db) == nullptr) { // the one lock of all that the connection does
+        throw error(SQLITE_MISUSE, "cannot open the database '" + path +
+                                       "': SQLite is built or configured single-threaded");
     }
     sqlite3_extended_result_codes(db, 1);
     sqlite3_busy_timeout(db, busy_timeout_ms);

@@ -66,9 +66,9 @@ enum class special_t {
 /// with the last of them. All failures are thrown as `sqlite::error`.
 class database {
 public:
-    /// Opens a file, or a database in memory. Throws if that fails. Only the first statement finds
-    /// out that a file is no database. A path that begins with "file:" is a URI where SQLite was
-    /// built to read those.
+    /// Opens a file, or a database in memory. Throws if that fails, and SQLITE_MISUSE if SQLite is
+    /// built or configured single-threaded. Only the first statement finds out that a file is no
+    /// database. A path that begins with "file:" is a URI where SQLite was built to read those.
     explicit database(const std::string& path, const access_mode& mode = read_write_create,
                       const cache_type& cache = private_cache);
     explicit database(const special_t& special, const access_mode& mode = read_write_create,
