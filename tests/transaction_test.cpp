@@ -90,6 +90,7 @@ TEST_F(Transactions, TellWhatHasEndedThem) {
          }},
         {"COMMIT", SQLITE_MISUSE, "1", [&] { run("COMMIT"); }},
         {"ROLLBACK", SQLITE_MISUSE, "", [&] { run("ROLLBACK"); }},
+#if SQLITE_VERSION_NUMBER >= 3040000 // 3.24 lets such a COMMIT succeed
         {"cancelled behind its effect", SQLITE_MISUSE, "1",
          [&] {
              const auto is_ended = [](void* db) {
@@ -99,6 +100,7 @@ TEST_F(Transactions, TellWhatHasEndedThem) {
              fails(SQLITE_INTERRUPT, "COMMIT", [&] { run("COMMIT"); });
              sqlite3_progress_handler(handle, 0, nullptr, nullptr);
          }},
+#endif
         {"past the layer", SQLITE_MISUSE, "1",
          [&] { sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr); }},
     };
