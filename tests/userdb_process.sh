@@ -22,6 +22,18 @@ expect() {
 # A thousand users with this name, 4 MB in all: more than SQLite keeps in memory.
 users() { seq -f "{\"user_id\":\"%g\",\"user_name\":\"$1\",\"extra\":\"$extra\"}" 1000; }
 
+# Runs a command as a user who may not write here. Few may try that as somebody else.
+unprivileged() {
+    if [ "$(id -u)" = 0 ]; then
+        chmod 755 . && chmod 644 users.db*
+        setpriv --reuid=65534 --clear-groups "$@"
+    else
+        chmod a-w . users.db*
+        "$@" || true
+        chmod u+w . users.db*
+    fi
+}
+
 contents() { { userdb export 2>/dev/null || true; } | cksum; }
 
 # How the import ended that runs in the background, and what it said.
@@ -55,6 +67,14 @@ exec 3>&-
 end_import >ended
 expect "HUP, ignored" "status 0: stored 1000, ignored 0, read 1000" "$(cat ended)"
 
+# A process may inherit more files than select can look at.
+files() (
+    ulimit -n 2000
+    for ((file = 3; file < 1100; file++)); do eval "exec $file</dev/null"; done
+    userdb import old.jsonl 2>&1
+)
+expect "a process with many files" "stored 1000, ignored 0, read 1000" "$(files)"
+
 before=$(contents)
 # The last of the users takes for ever.
 for change in INSERT UPDATE; do
@@ -84,6 +104,20 @@ expect "what the reader gets at last" "$before" "$(cksum <&3)"
 exec 3<&-
 wait $!
 
+# What is done is told, even if a signal comes behind it: here while the answer waits for its reader.
+exec 3<>pipe
+dd if=/dev/zero bs=1 count=1000000 oflag=nonblock status=none >&3 2>/dev/null || true
+"$userdb" --db told.db import "$contacts" >pipe 3<&- &
+until [ "$(sqlite3 told.db "SELECT count(*) FROM users" 2>/dev/null)" = 21 ]; do sleep 0.01; done
+kill -TERM $!
+(exec 3<&-; exec tr -d '\0' <pipe >said) &
+exec 3<&-
+status=0
+wait %1 || status=$?
+wait
+expect "a signal behind the commit" "status 0: stored 21, ignored 0, read 21" \
+    "status $status: $(cat said)"
+
 # Killed by the system when a file reaches 3 MB: some users have left the memory by then.
 for file in new journal wal; do
     rm -f users.db*
@@ -93,14 +127,19 @@ for file in new journal wal; do
     (ulimit -c 0 -f 3000 && exec "$userdb" --db users.db import new.jsonl) >said 2>&1 &
     end_import >ended
     expect "the kill, $file" "status 153: " "$(cat ended)"
+    log=users.db-${file/new/journal}
+    expect "a log that is not empty, $file" yes "$([ ! -s $log ] || echo yes)"
+    rm -f new.db*
+    cp $log new.db-${file/new/journal}
+    expect "a new file beside the log of an old one, $file" "stored 21, ignored 0, read 21
+21
+ok" "$("$userdb" --db new.db import "$contacts" 2>&1; "$userdb" --db new.db count 2>&1
+        sqlite3 new.db "PRAGMA integrity_check" 2>&1)"
     if [ $file = journal ]; then
-        expect "what there is to undo" "userdb: users.db: a program that wrote to it was \
-interrupted; undo that by userdb delete or set, if its folder may not be written on a copy of it and \
-of the files beside it" "$(userdb list 2>&1)"
-    elif [ $file = wal ]; then
-        expect "a log that is not empty" yes "$([ ! -s users.db-wal ] || echo yes)"
+        expect "what nobody else may undo" "userdb: users.db: a program that wrote to it was \
+interrupted; to undo that, userdb must be allowed to write to it and to its folder, or to a copy of \
+it and of the files beside it" "$(unprivileged "$userdb" --db users.db list 2>&1)"
     fi
-    userdb delete nobody:0 2>/dev/null || true
     expect "the users after the kill, $file" "$before" "$(contents)"
     expect "the import again, $file" "stored 1000, ignored 0, read 1000" "$(userdb import new.jsonl)"
 done

@@ -1,5 +1,6 @@
 #include "apps/userdb/commands.h"
 
+#include "apps/userdb/database_file.h"
 #include "apps/userdb/interruption.h"
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/line_reader.h"
@@ -10,45 +11,22 @@
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <set>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace userdb {
 
 namespace {
 
-bool has_users(sqlite::database& connection) {
-    const sqlite::result found =
-        connection.execute("SELECT 1 FROM sqlite_master WHERE type IN ('table', 'view')"
-                           " AND name = 'users' COLLATE NOCASE");
-    return found.begin() != found.end();
-}
-
-/// The store in a file. Only an import creates the table. Other commands do not, since the database
-/// could be one of another program. The store needs no current account for what is done here.
-db::DBUser open_store(const arguments& given, sqlite::access_mode mode) {
-    if (given.database == ":memory:") {
-        throw bad_input("--db must name a file");
-    }
-    // SQLite may read a name that begins like this as a URI.
-    const bool looks_like_uri = given.database.starts_with("file:");
-    const auto connection =
-        std::make_shared<sqlite::database>((looks_like_uri ? "./" : "") + given.database, mode);
-    if (mode != sqlite::read_write_create && !has_users(*connection)) {
-        throw sqlite::error(SQLITE_ERROR, "it has no table users");
-    }
-    connection->set_statement_cache_capacity(16); // more statements than any command has
-    return {{}, connection};
+/// The store for reading. It needs no current account for what is done here.
+db::DBUser open_store(const arguments& given) {
+    return {{}, open_database(given.database, sqlite::read_only)};
 }
 
 /// Prints records, one after the other, as the arguments say.
@@ -112,13 +90,13 @@ status report_nothing_found() {
 using visitor = std::function<bool(db::UserRow&)>;
 
 void visit_contacts(const arguments& given, const visitor& visit) {
-    db::DBUser users = open_store(given, sqlite::read_only);
+    db::DBUser users = open_store(given);
     users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
     users.WalkUserRowsWithKeyWord(given.key_word, visit);
 }
 
 void visit_users(const arguments& given, const visitor& visit) {
-    db::DBUser users = open_store(given, sqlite::read_only);
+    db::DBUser users = open_store(given);
     const auto kinds = static_cast<db::UserDataType>(given.kinds);
     if (given.kinds != 0 && given.source) {
         users.WalkUsersByDataTypeAndSource(kinds, *given.source, visit);
@@ -156,62 +134,29 @@ size_t for_each_record(line_reader& lines, const char* doing,
             work(user_row);
         } catch (const bad_input& failure) {
             throw bad_input(lines.place() + ": " + failure.what());
+        } catch (const sqlite::error& failure) {
+            throw sqlite::error(failure.code(), lines.place() + ": " + message_of(failure));
         }
         reported.update(++count, lines.share_read());
     }
     return count;
 }
 
-/// A file that has another name until it is complete. If it never is, it is deleted.
-class unfinished_file {
-public:
-    explicit unfinished_file(const std::string& path)
-        : m_path(path), m_name(path + ".new-" + std::to_string(getpid())) {}
-    ~unfinished_file() { unlink(m_name.c_str()); }
-    unfinished_file(const unfinished_file&) = delete;
-    unfinished_file& operator=(const unfinished_file&) = delete;
-
-    [[nodiscard]] const std::string& name() const { return m_name; }
-    /// Gives the file its name. Throws if another file has got that name in the meantime.
-    void finish() const {
-        // Some file systems know no links.
-        if (link(m_name.c_str(), m_path.c_str()) != 0 &&
-            (errno != EPERM || std::rename(m_name.c_str(), m_path.c_str()) != 0)) {
-            throw sqlite::error(SQLITE_ERROR, std::strerror(errno));
-        }
-    }
-
-private:
-    std::string m_path;
-    std::string m_name;
-};
-
-/// Does `work` with the store in a file. A signal ends the statement that is running, and rolls
-/// back the transaction around it.
+/// Does `work` with the store in a file, all in one transaction. A signal ends the statement that
+/// is running, and rolls back. A new file is empty if that happens.
 void change_store(const arguments& given, sqlite::access_mode mode,
                   const std::function<void(db::DBUser&)>& work) {
-    db::DBUser users = open_store(given, mode);
-    const interruption until_rolled_back(users.GetDB()->native_handle());
+    const auto connection = open_database(given.database, mode);
+    const interruption while_open(connection->native_handle());
     try {
-        work(users);
+        connection->as_transaction([&](sqlite::database&) {
+            db::DBUser users({}, connection); // creates the table if it is missing
+            work(users);
+        });
     } catch (const sqlite::error&) {
         interruption::check();
         throw;
     }
-}
-
-/// Does the same, and creates the file if there is none. If that fails, no file is left behind.
-void change_or_create_store(const arguments& given, const std::function<void(db::DBUser&)>& work) {
-    struct stat about {};
-    if (lstat(given.database.c_str(), &about) == 0) {
-        change_store(given, sqlite::read_write_create, work);
-        return;
-    }
-    const unfinished_file file(given.database);
-    arguments unfinished = given;
-    unfinished.database = file.name();
-    change_store(unfinished, sqlite::read_write_create, work);
-    file.finish();
 }
 
 /// Checks all records of a file before the first is written. So a bad one needs no rollback, and
@@ -220,14 +165,6 @@ void check_records(line_reader& lines) {
     const interruption until_checked;
     for_each_record(lines, "checking", [](db::UserRow&) {});
     lines.rewind();
-}
-
-/// Does `work` with each record, all in one transaction, and returns their number.
-size_t change_by_records(db::DBUser& users, line_reader& lines,
-                         const std::function<void(db::UserRow&)>& work) {
-    size_t count = 0;
-    users.as_transaction([&] { count = for_each_record(lines, "writing", work); });
-    return count;
 }
 
 /// Prints what was done to the database.
@@ -296,9 +233,10 @@ status import_contacts(const arguments& given) {
     check_records(lines);
     size_t stored = 0;
     size_t read = 0;
-    change_or_create_store(given, [&](db::DBUser& users) {
-        read = change_by_records(
-            users, lines, [&](db::UserRow& row) { stored += insert(users, row, given.policy); });
+    change_store(given, sqlite::read_write_create, [&](db::DBUser& users) {
+        read = for_each_record(lines, "writing", [&](db::UserRow& row) {
+            stored += insert(users, row, given.policy);
+        });
     });
     return print_done("stored " + std::to_string(stored) + ", ignored " +
                       std::to_string(read - stored) + ", read " + std::to_string(read));
@@ -332,7 +270,7 @@ status count_users(const arguments& given) {
 
 status get_users(const arguments& given) {
     constexpr std::ptrdiff_t at_once = 500; // the cost of a batch grows faster than its size
-    db::DBUser users = open_store(given, sqlite::read_only);
+    db::DBUser users = open_store(given);
     record_output out(given);
     for (auto begin = given.users.begin(); begin != given.users.end();) {
         const auto end = begin + std::min(given.users.end() - begin, at_once);
@@ -362,7 +300,7 @@ status update_users(const arguments& given) {
     std::vector<std::string> missing;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        read = change_by_records(users, lines, [&](db::UserRow& row) {
+        read = for_each_record(lines, "writing", [&](db::UserRow& row) {
             if (users.Update(row) == 0) {
                 missing.push_back(lines.place() +
                                   ": not found: " + user_key{row.user_id, row.user_source}.text());
@@ -389,27 +327,6 @@ status delete_user(const arguments& given) {
     return change_user(given, "deleted", [&key = given.users.front()](db::DBUser& users) {
         return users.DelUserByUserIdAndSource(key.user_id, key.source);
     });
-}
-
-std::string explained(const sqlite::error& failure) {
-    switch (failure.code()) {
-    case SQLITE_CANTOPEN:
-        return "there is no such file, or it cannot be opened";
-    case SQLITE_NOTADB:
-        return "it is no SQLite database, or an encrypted one";
-    case SQLITE_BUSY:
-        return "another program has locked it";
-    case SQLITE_READONLY:
-        return "it may not be written";
-    case SQLITE_READONLY_DIRECTORY:
-        return "its folder may not be written; copy it elsewhere with the files beside it";
-    case SQLITE_READONLY_ROLLBACK:
-    case SQLITE_READONLY_RECOVERY:
-        return "a program that wrote to it was interrupted; undo that by userdb delete or set, if "
-               "its folder may not be written on a copy of it and of the files beside it";
-    default:
-        return failure.what();
-    }
 }
 
 } // namespace userdb

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "apps/userdb/failures.h"
-#include "base/base.shared/sqlite/error.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -60,8 +59,5 @@ status create_index(const arguments& given);
 /// remark and `kinds_from` for data-type.
 status set_field(const arguments& given);
 status delete_user(const arguments& given);
-
-/// What a failure of the database means to somebody at a command line.
-std::string explained(const sqlite::error& failure);
 
 } // namespace userdb

@@ -2,9 +2,11 @@
 
 #include "apps/userdb/failures.h"
 
+#include <array>
 #include <atomic>
+#include <csignal>
+#include <poll.h>
 #include <sqlite3.h>
-#include <sys/select.h>
 
 namespace userdb {
 
@@ -27,22 +29,20 @@ void note(int signal) {
 
 } // namespace
 
-interruption::interruption(sqlite3* connection) : m_before() {
+interruption::interruption(sqlite3* connection) {
     connection_in_use = connection;
     struct sigaction action {};
     action.sa_handler = note;
-    for (size_t i = 0; i < signals.size(); ++i) {
-        sigaction(signals[i], nullptr, &m_before[i]);
-        if (m_before[i].sa_handler != SIG_IGN) { // as under nohup
-            sigaction(signals[i], &action, nullptr);
+    for (const int signal : signals) {
+        struct sigaction before {};
+        sigaction(signal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) { // as under nohup
+            sigaction(signal, &action, nullptr);
         }
     }
 }
 
 interruption::~interruption() {
-    for (size_t i = 0; i < signals.size(); ++i) {
-        sigaction(signals[i], &m_before[i], nullptr);
-    }
     connection_in_use = nullptr;
 }
 
@@ -63,10 +63,10 @@ void interruption::wait_for_input(int file) {
     }
     pthread_sigmask(SIG_BLOCK, &ours, &before);
     if (noted == 0) {
-        fd_set files;
-        FD_ZERO(&files);
-        FD_SET(file, &files);
-        pselect(file + 1, &files, nullptr, nullptr, nullptr, &before);
+        struct pollfd input {
+            file, POLLIN, 0
+        };
+        ppoll(&input, 1, nullptr, &before);
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     check();

@@ -1,15 +1,13 @@
 #pragma once
 
-#include <array>
-#include <csignal>
-
 struct sqlite3;
 
 namespace userdb {
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP do not end the process. They are noted instead, and
-/// they end the statement that runs on a connection. A signal that was ignored before stays
-/// ignored. There is one such object at a time.
+/// From the first such object on, SIGINT, SIGTERM and SIGHUP no longer end the process. They are
+/// noted instead, and while such an object lives they end the statement that runs on its
+/// connection. So what is done is told, even if a signal comes behind it. A signal that was ignored
+/// before stays ignored. There is one such object at a time.
 class interruption {
 public:
     /// The connection, if any, must outlive this.
@@ -23,9 +21,6 @@ public:
     /// Waits until the file has bytes to read, ends or fails. Throws `interrupted` if a signal came
     /// before or while it waited.
     static void wait_for_input(int file);
-
-private:
-    std::array<struct sigaction, 3> m_before;
 };
 
 } // namespace userdb

@@ -1,4 +1,5 @@
 #include "apps/userdb/command_line.h"
+#include "apps/userdb/database_file.h"
 #include "apps/userdb/terminal.h"
 
 #include <csignal>
@@ -16,7 +17,8 @@ userdb::status run(int argc, char** argv) {
         return line.run(line.given);
     } catch (const sqlite::error& failure) {
         throw userdb::failure(userdb::status::database_failed,
-                              line.given.database + ": " + userdb::explained(failure));
+                              line.given.database + ": " +
+                                  userdb::explained(failure, line.given.database));
     }
 }
 
@@ -51,6 +53,7 @@ int main(int argc, char** argv) try {
     return static_cast<int>(outcome);
 } catch (const userdb::interrupted& interruption) {
     userdb::report(interruption.what());
+    std::signal(interruption.signal(), SIG_DFL);
     std::raise(interruption.signal()); // ends the process, and tells the shell why
 } catch (const userdb::failure& failure) {
     return fail(failure.exit_status(), failure.what());
