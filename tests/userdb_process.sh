@@ -104,6 +104,29 @@ expect "what the reader gets at last" "$before" "$(cksum <&3)"
 exec 3<&-
 wait $!
 
+# A reader costs a second in all, even if it never pauses for that long: this one needs a minute.
+userdb export >pipe &
+slowly() { while sleep 1 && head -c 65536 && [ ! -e changed ]; do :; done; cat; }
+slowly <pipe >exported &
+expect "a change beside a slow reader" "changed 1" "$(userdb set star 1:0 0)"
+touch changed
+wait
+expect "what the slow reader gets at last" "$(sed 1d exported)" "$(userdb export | sed 1d)"
+
+# Without room for a copy of what a reader leaves, the reader is waited for; an import says where.
+mkdir small
+# shellcheck disable=SC2016 # expanded in there
+in_little_room='mount -t tmpfs -o size=64k none small
+    TMPDIR=$PWD/small "$0" --db users.db export | (sleep 3 && cksum)
+    cat old.jsonl | TMPDIR=small "$0" --db users.db import -'
+if unshare --user --map-root-user --mount mount -t tmpfs none small 2>/dev/null; then
+    expect "little room" "$(contents)
+userdb: cannot keep standard input in a temporary file in small: No space left on device" \
+        "$(unshare --user --map-root-user --mount bash -c "$in_little_room" "$userdb" 2>&1)"
+else
+    echo "without a file system of our own, one that is full is not tested" >&2
+fi
+
 # What is done is told, even if a signal comes behind it: here while the answer waits for its reader.
 exec 3<>pipe
 dd if=/dev/zero bs=1 count=1000000 oflag=nonblock status=none >&3 2>/dev/null || true

@@ -14,15 +14,15 @@ namespace userdb {
 line_reader::line_reader(const std::string& file)
     : m_name(file == "-" ? "standard input" : file),
       m_file(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)),
-      m_copy(nullptr, std::fclose), m_source(m_file) {
+      m_source(m_file) {
     struct stat about {};
     require(m_file >= 0 && fstat(m_file, &about) == 0);
     if (S_ISREG(about.st_mode)) {
         m_start = lseek(m_file, 0, SEEK_CUR);
         m_size = static_cast<size_t>(about.st_size - m_start);
     } else {
-        m_copy.reset(std::tmpfile());
-        require_copy(m_copy != nullptr);
+        m_copy.emplace();
+        require_copy(m_copy->descriptor() >= 0);
     }
 }
 
@@ -46,9 +46,8 @@ double line_reader::share_read() const {
 }
 
 void line_reader::rewind() {
-    if (m_copy != nullptr) {
-        require_copy(std::fflush(m_copy.get()) == 0);
-        m_source = fileno(m_copy.get());
+    if (m_copy) {
+        m_source = m_copy->descriptor();
         m_size = m_read_bytes;
     }
     require(lseek(m_source, m_start, SEEK_SET) == m_start);
@@ -82,10 +81,7 @@ bool line_reader::read_more() {
         interruption::check();
         require(size >= 0);
         m_read.resize(static_cast<size_t>(size));
-        if (m_copy != nullptr && m_source == m_file) {
-            require_copy(std::fwrite(m_read.data(), 1, m_read.size(), m_copy.get()) ==
-                         m_read.size());
-        }
+        require_copy(!m_copy || m_source != m_file || m_copy->append(m_read) == m_read.size());
         m_read_bytes += m_read.size();
         m_ended = size == 0; // a terminal could be read again
     }
@@ -101,7 +97,8 @@ void line_reader::require(bool works) const {
 
 void line_reader::require_copy(bool works) const {
     if (!works) {
-        throw bad_input("cannot keep " + m_name + " in a temporary file: " + std::strerror(errno));
+        throw bad_input("cannot keep " + m_name + " in a temporary file in " +
+                        temporary_file::folder() + ": " + std::strerror(errno));
     }
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "apps/userdb/temporary_file.h"
+
 #include <cstddef>
-#include <cstdio>
-#include <memory>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -36,10 +37,10 @@ private:
 
     std::string m_name;
     int m_file;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_copy; // null for a regular file
-    int m_source;      // m_file, or the copy once it is complete
-    off_t m_start = 0; // where reading a regular file began
-    size_t m_size = 0; // in bytes, 0 while it is not known
+    std::optional<temporary_file> m_copy; // none for a regular file
+    int m_source;                         // m_file, or the copy once it is complete
+    off_t m_start = 0;                    // where reading a regular file began
+    size_t m_size = 0;                    // in bytes, 0 while it is not known
     size_t m_read_bytes = 0;
     std::string m_read; // the bytes that were read last
     size_t m_begin = 0; // of the next line in them

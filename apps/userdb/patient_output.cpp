@@ -8,44 +8,62 @@ namespace userdb {
 
 namespace {
 
-constexpr int patience_ms = 1000;
-constexpr int for_ever = -1;
-
-bool is_ready(int within_ms) {
-    struct pollfd output {
-        STDOUT_FILENO, POLLOUT, 0
-    };
-    return poll(&output, 1, within_ms) != 0;
-}
-
-bool write_all(const char* bytes, size_t size) {
-    while (size > 0) {
-        is_ready(for_ever); // since the output may be one that does not block
-        const ssize_t written = write(STDOUT_FILENO, bytes, size);
+/// Waits for the reader until it has taken all.
+bool write_all(std::string_view bytes) {
+    while (!bytes.empty()) {
+        struct pollfd output {
+            STDOUT_FILENO, POLLOUT, 0
+        };
+        poll(&output, 1, -1); // since the output may be one that does not block
+        const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
         if (written < 0 && errno != EAGAIN && errno != EINTR) {
             return false;
         }
-        bytes += written > 0 ? written : 0;
-        size -= written > 0 ? static_cast<size_t>(written) : 0;
+        bytes.remove_prefix(written > 0 ? static_cast<size_t>(written) : 0);
     }
     return true;
 }
 
 } // namespace
 
-bool patient_output::buffer::pass_on_waiting() {
-    if (m_waiting == nullptr) {
+bool patient_output::buffer::pass_on_kept() {
+    if (!m_kept || m_kept->descriptor() < 0) {
         return true;
     }
-    std::rewind(m_waiting.get());
+    const int file = m_kept->descriptor();
     std::array<char, 65536> bytes;
-    size_t size = 0;
-    while ((size = std::fread(bytes.data(), 1, bytes.size(), m_waiting.get())) > 0) {
-        if (!write_all(bytes.data(), size)) {
+    ssize_t size = 0;
+    for (off_t place = 0; (size = pread(file, bytes.data(), bytes.size(), place)) > 0;) {
+        if (!write_all({bytes.data(), static_cast<size_t>(size)})) {
             return false;
         }
+        place += size;
     }
-    return std::ferror(m_waiting.get()) == 0;
+    return size == 0 && ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) == 0;
+}
+
+/// Whether the reader takes something before there is no more patience.
+bool patient_output::buffer::is_ready() {
+    using clock = std::chrono::steady_clock;
+    struct pollfd output {
+        STDOUT_FILENO, POLLOUT, 0
+    };
+    const auto start = clock::now();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_patience);
+    const bool is_ready = poll(&output, 1, static_cast<int>(left.count())) != 0;
+    m_patience -= clock::now() - start;
+    return is_ready && m_patience.count() > 0;
+}
+
+bool patient_output::buffer::put(std::string_view bytes) {
+    if (!m_kept) {
+        if (is_ready()) {
+            return write_all(bytes);
+        }
+        m_kept.emplace();
+    }
+    bytes.remove_prefix(m_kept->append(bytes));
+    return bytes.empty() || (pass_on_kept() && write_all(bytes));
 }
 
 patient_output::buffer::int_type patient_output::buffer::overflow(int_type next) {
@@ -59,15 +77,9 @@ patient_output::buffer::int_type patient_output::buffer::overflow(int_type next)
 }
 
 int patient_output::buffer::sync() {
-    const auto size = static_cast<size_t>(pptr() - pbase());
-    if (m_waiting == nullptr && !is_ready(patience_ms)) {
-        m_waiting.reset(std::tmpfile());
-    }
-    const bool is_passed_on = m_waiting == nullptr
-                                  ? write_all(pbase(), size)
-                                  : std::fwrite(pbase(), 1, size, m_waiting.get()) == size;
+    const bool is_put = put({pbase(), static_cast<size_t>(pptr() - pbase())});
     setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
-    return is_passed_on ? 0 : -1;
+    return is_put ? 0 : -1;
 }
 
 } // namespace userdb
