@@ -15,6 +15,11 @@ in_view() { database=view.db userdb "$@"; }
 full() { userdb "$@" >/dev/full; }
 closed() { userdb "$@" >&-; }
 
+# On a terminal with $1 columns.
+on_screen() {
+    NO_COLOR=1 script -qec "stty cols $1; $program -d users.db ${*:2}" /dev/null | tr -d '\r'
+}
+
 # Prints the answer to a command. In a line of standard error a "!" takes the place of "userdb:". An
 # exit status other than 0 stands in brackets at the end.
 answer_to() {
@@ -234,18 +239,20 @@ END
 
 # A table has straight columns and no control characters.
 begin empty
-expect "stored 3, ignored 0, read 3" userdb import - <<'END'
+expect "stored 4, ignored 0, read 4" userdb import - <<'END'
 {"user_id":"a","user_source":7,"user_name":"小雨","data_type":3,"remark":{"remark_name":"x","phone":"y"},"group_info":[{"nick_name":"n"},"stray",{"nick_name":"m"}]}
 {"user_id":"b","user_name":"é\u001b[\u0000\u202e\u200b\ufeff\u009b","remark":"{broken"}
+{"user_id":"d","user_name":"\u0645\u06cc\u200c\u062e\u0648\u0627\u0647\u0645 \ud83d\udc69\u200d\ud83d\ude80 \u0d9a\u0dca\u200d\u0dc2"}
 {"user_id":"c","user_name":"c%%","remark":{"remark_name":"z"}}
 END
 LC_ALL=C sed -i $'s/c%%/c\xe5%/' users.db # no UTF-8, which no import stores
 session <<'END'
 $ userdb list
-USER ID  SOURCE  KIND           NAME      REMARK NAME  NICK NAMES
-a        7       contact, user  小雨      x            n, m
-b        0                      é�[�����
-c        0                      c�%       z
+USER ID  SOURCE  KIND           NAME             REMARK NAME  NICK NAMES
+a        7       contact, user  小雨             x            n, m
+b        0                      é�[��​﻿�
+d        0                      می‌خواهم 👩‍🚀 ක්‍ෂ
+c        0                      c�%              z
 $ userdb get b:0 c:0 --json | filled
 {"user_id":"b","user_name":"\u00e9\u001b[\u0000\u202e\u200b\ufeff\u009b","remark":"{broken","local_user_id":"b:0"}
 {"user_id":"c","user_name":"c�%","remark":"{\"remark_name\":\"z\"}","local_user_id":"c:0"}
@@ -332,9 +339,26 @@ long     0       contact        ŕ-小雨-a remark name that is far longer than 
 $ userdb search far --wide
 USER ID  SOURCE  KIND     NAME  REMARK NAME                                             NICK NAMES
 long     0       contact        ŕ-小雨-a remark name that is far longer than what fits
-$ env NO_COLOR=1 script -qec "stty cols 60; $program -d users.db search far" /dev/null | tr -d '\r'
+$ on_screen 60 search far
 USER ID  SOURCE  KIND     NAME  REMARK NAME       NICK NAMES
 long     0       contact        ŕ-小雨-a remark…
+END
+
+# An id is never cut, even if its line is then out of line. What the first hundred users leave of the
+# screen is shared out, since those behind them may have longer texts.
+begin empty
+{ seq -f '{"user_id":"u%.0f"}' 100
+  echo '{"user_id":"an id that is longer than forty columns are wide","user_source":4294967295,"user_name":"a longer name","remark":{"remark_name":"x"}}'
+} >many.jsonl
+session <<'END'
+$ userdb import many.jsonl
+stored 101, ignored 0, read 101
+$ userdb list | sed -n '1p;$p'
+USER ID  SOURCE  KIND  NAME  REMARK NAME  NICK NAMES
+an id that is longer than forty columns are wide  4294967295        a longer name  x
+$ on_screen 100 list | sed -n '1p;$p'
+USER ID            SOURCE  KIND            NAME            REMARK NAME           NICK NAMES
+an id that is longer than forty columns are wide  4294967295                  a longer name   x
 END
 
 # What can be read of a damaged file is printed.

@@ -104,9 +104,9 @@ expect "what the reader gets at last" "$before" "$(cksum <&3)"
 exec 3<&-
 wait $!
 
-# A reader costs a second in all, even if it never pauses for that long: this one needs a minute.
+# A reader costs a second in all, even if it never pauses for that long: this one needs 20.
 userdb export >pipe &
-slowly() { while sleep 1 && head -c 65536 && [ ! -e changed ]; do :; done; cat; }
+slowly() { while sleep 0.3 && head -c 65536 && [ ! -e changed ]; do :; done; cat; }
 slowly <pipe >exported &
 expect "a change beside a slow reader" "changed 1" "$(userdb set star 1:0 0)"
 touch changed

@@ -17,6 +17,7 @@ namespace userdb {
 namespace {
 
 constexpr size_t gap = 2;              // between two cells
+constexpr size_t key_columns = 2;      // are never cut: they say who the user is
 constexpr size_t narrowest = 8;        // no column is cut below this on a screen
 constexpr size_t most_off_screen = 40; // the width of a cell if there is no screen
 constexpr size_t most_bytes = 4096;    // of a text that is looked at; no screen shows so many
@@ -38,20 +39,11 @@ private:
     locale_t m_before;
 };
 
-/// Whether a character is invisible and can change how the text around it reads. Such characters
-/// turn the direction of writing, or are format characters without width.
-bool is_deceptive(wchar_t character) {
-    constexpr std::array<std::pair<wchar_t, wchar_t>, 8> ranges{{{0x061c, 0x061c},
-                                                                 {0x180e, 0x180e},
-                                                                 {0x200b, 0x200f},
-                                                                 {0x202a, 0x202e},
-                                                                 {0x2060, 0x206f},
-                                                                 {0xfeff, 0xfeff},
-                                                                 {0xfff9, 0xfffb},
-                                                                 {0xe0000, 0xe007f}}};
-    return std::any_of(ranges.begin(), ranges.end(), [character](const auto& range) {
-        return range.first <= character && character <= range.second;
-    });
+/// Whether a character turns the direction of writing, and so how the text around it reads.
+bool is_direction_mark(wchar_t character) {
+    constexpr std::wstring_view marks(L"\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e"
+                                      L"\u2066\u2067\u2068\u2069");
+    return marks.find(character) != std::wstring_view::npos;
 }
 
 /// Takes the first character off a text, and returns it as it is safe to print.
@@ -62,7 +54,7 @@ table_cell take_character(std::string_view& text) {
     const bool is_valid = size != 0 && size <= text.size();
     const std::string_view taken = text.substr(0, is_valid ? size : 1);
     text.remove_prefix(taken.size());
-    const int width = is_valid && !is_deceptive(character) ? wcwidth(character) : -1;
+    const int width = is_valid && !is_direction_mark(character) ? wcwidth(character) : -1;
     return width < 0 ? table_cell{"\uFFFD", 1}
                      : table_cell{std::string(taken), static_cast<size_t>(width)};
 }
@@ -117,18 +109,21 @@ void table_writer::add(const db::UserRow& user_row) {
     }
     m_first.push_back(std::move(cells));
     if (m_first.size() == held_back) {
-        finish();
+        write_first(true);
     }
 }
 
 void table_writer::finish() {
-    if (m_is_measured) {
-        return;
+    if (!m_is_measured) {
+        write_first(false);
     }
+}
+
+void table_writer::write_first(bool may_grow) {
     const utf8_locale utf8;
     const table_line head{printable("USER ID"), printable("SOURCE"),      printable("KIND"),
                           printable("NAME"),    printable("REMARK NAME"), printable("NICK NAMES")};
-    measure(head);
+    measure(head, may_grow);
     m_out << (m_layout.bold_head ? "\033[1m" : "") << text_of(head)
           << (m_layout.bold_head ? "\033[m" : "") << '\n';
     for (const table_line& cells : m_first) {
@@ -138,7 +133,8 @@ void table_writer::finish() {
     m_first.clear();
 }
 
-void table_writer::measure(const table_line& head) {
+void table_writer::measure(const table_line& head, bool may_grow) {
+    constexpr size_t no_limit = std::numeric_limits<size_t>::max();
     m_is_measured = true;
     for (size_t i = 0; i < columns; ++i) {
         m_widths[i] = head[i].width;
@@ -146,31 +142,32 @@ void table_writer::measure(const table_line& head) {
             m_widths[i] = std::max(m_widths[i], cells[i].width);
         }
     }
-    if (m_layout.is_wide) {
-        m_limits.fill(std::numeric_limits<size_t>::max());
-    } else if (m_layout.screen == 0) {
-        m_limits.fill(most_off_screen);
-    } else {
-        fit_screen();
+    m_limits.fill(m_layout.is_wide ? no_limit : most_off_screen);
+    if (!m_layout.is_wide && m_layout.screen > 0) {
+        fit_screen(may_grow);
+        m_limits = m_widths;
     }
+    std::fill_n(m_limits.begin(), key_columns, no_limit);
     for (size_t i = 0; i < columns; ++i) {
         m_widths[i] = std::min(m_widths[i], m_limits[i]);
     }
 }
 
-void table_writer::fit_screen() {
+void table_writer::fit_screen(bool may_grow) {
     const auto used = [this] {
         return std::accumulate(m_widths.begin(), m_widths.end(), gap * (columns - 1));
     };
-    const auto widest = [this]() -> size_t& {
-        return *std::max_element(m_widths.begin(), m_widths.end());
+    const auto first_text = m_widths.begin() + key_columns;
+    const auto shrink_widest = [](auto begin, auto end) {
+        const auto widest = std::max_element(begin, end);
+        return *widest > narrowest && (--*widest, true);
     };
-    while (used() > m_layout.screen && widest() > narrowest) {
-        --widest();
+    while (used() > m_layout.screen && (shrink_widest(first_text, m_widths.end()) ||
+                                        shrink_widest(m_widths.begin(), first_text))) {
     }
-    m_limits = m_widths;
-    // Nothing stands behind the last column, so it may use the rest of the screen.
-    m_limits.back() += m_layout.screen - std::min(m_layout.screen, used());
+    for (size_t i = 0; may_grow && used() < m_layout.screen; ++i) {
+        m_widths[i % columns] += i % columns == 1 ? 0 : 1; // a source needs no more
+    }
 }
 
 std::string table_writer::text_of(const table_line& cells) const {

@@ -10,8 +10,8 @@
 
 namespace userdb {
 
-/// The text as it is safe to print. U+FFFD takes the place of control characters, of characters
-/// that turn the direction of writing or have no width, and of bytes that are no UTF-8.
+/// The text as it is safe to print. U+FFFD takes the place of control characters, of marks that
+/// turn the direction of writing, and of what is no character.
 std::string printable_text(const std::string& text);
 
 /// A text that is safe to print, and the columns that it takes.
@@ -21,6 +21,7 @@ struct table_cell {
 };
 
 /// Writes records as a table with aligned columns, for people. A wide character takes two columns.
+/// User ids and sources are never cut: a long one shifts the rest of its line.
 /// All texts are written as `printable_text` returns them, so that no text of a database reaches
 /// the terminal as a command.
 class table_writer {
@@ -44,8 +45,10 @@ private:
     using table_line = std::array<table_cell, columns>;
     using sizes = std::array<size_t, columns>;
 
-    void measure(const table_line& head);
-    void fit_screen();
+    /// Wider cells may follow if `may_grow`. Then the columns take the whole screen.
+    void write_first(bool may_grow);
+    void measure(const table_line& head, bool may_grow);
+    void fit_screen(bool may_grow);
     [[nodiscard]] std::string text_of(const table_line& cells) const;
 
     std::ostream& m_out;
