@@ -168,6 +168,16 @@ TEST_F(AccessLayer, AnIndexMayUseADeterministicFunction) {
     EXPECT_NO_THROW(run("CREATE INDEX x ON t (f(i))"));
 }
 
+TEST_F(AccessLayer, FindsColumnsInEitherCase) {
+    const auto res = run("SELECT 1 AS Name, 2 AS A, 3 AS a");
+    const sqlite::row row = *res.begin();
+    std::vector<size_t> positions;
+    row.find_columns({"nAME", "a"}, positions);
+    EXPECT_EQ(positions, (std::vector<size_t>{0, 2})) << "an exact name comes first";
+    EXPECT_EQ(row["name"].as<int>() + row["A"].as<int>(), 3);
+    fails(SQLITE_RANGE, "no column 'nam' in the result", [&] { (void)row["nam"]; });
+}
+
 TEST_F(AccessLayer, ReadsColumnsFoundByTheirNames) {
     const auto res = run("SELECT 1 AS a, 2 AS b, 3 AS c");
     const sqlite::row row = *res.begin();

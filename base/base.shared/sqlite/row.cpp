@@ -49,10 +49,19 @@ bool row::is_valid_index(const size_t& index) const {
 
 size_t row::position_of(std::string_view column_name) const {
     const size_t count = column_count();
+    size_t found = count;
     for (size_t position = 0; position < count; ++position) {
-        if (column_name == detail::column_name(stmt.get(), position)) {
+        const std::string_view name = detail::column_name(stmt.get(), position);
+        if (name == column_name) {
             return position;
         }
+        const bool is_alike =
+            name.size() == column_name.size() &&
+            sqlite3_strnicmp(name.data(), column_name.data(), static_cast<int>(name.size())) == 0;
+        found = is_alike && found == count ? position : found;
+    }
+    if (found < count) {
+        return found;
     }
     throw error(SQLITE_RANGE, "no column '" + std::string(column_name) +
                                   "' in the result of: " + detail::shown(stmt.get()));

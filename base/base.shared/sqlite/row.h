@@ -24,9 +24,10 @@ public:
 
     [[nodiscard]] size_t column_count() const;
 
-    /// The field of the first column with exactly this name. Throws `error`, which names the
-    /// column, if there is none. The cost is linear in the number of columns: where many rows are
-    /// read, look up the positions once.
+    /// The field of the first column with exactly this name, or else of the first that differs
+    /// from it in the case of ASCII letters only, as SQLite compares names. Throws `error`, which
+    /// names the column, if there is none. The cost is linear in the number of columns: where many
+    /// rows are read, look up the positions once.
     field operator[](const std::string& column_name) const;
     /// The field at a position, counted from 0. Throws `error` if there is no such column.
     field operator[](const size_t& index) const;
