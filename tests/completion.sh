@@ -11,7 +11,7 @@ export HOME=$work # the shells write there
 offered_by_bash() (
     # shellcheck disable=SC1091 # found from here
     . apps/userdb/completion.bash
-    read -ra COMP_WORDS <<<"$1"
+    read -ra COMP_WORDS <<<"${1//=/ = }" # as bash breaks words
     [[ $1 != *' ' ]] || COMP_WORDS+=('')
     COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
     COMPREPLY=()
@@ -29,7 +29,7 @@ offered_by_zsh() {
 offered_by_fish() {
     # shellcheck disable=SC2016 # fish expands it
     fish --no-config -c 'source apps/userdb/completion.fish; complete --do-complete $argv[1]' "$1" |
-        sed 's/\t.*//; s|/$||'
+        sed 's/\t.*//; s|/$||; s/^--db=//'
 }
 
 # zsh completes on a terminal only. There this takes the place of what somebody types, and notes each
@@ -76,6 +76,9 @@ while IFS=: read -r line words; do expect "$line" "$words"; done <<'END'
 userdb --db x s:search set
 userdb --db list l:list
 userdb --db READ:README.md
+userdb --db=x l:list
+userdb --db=READ:README.md
+userdb backup example:examples
 userdb -d list l:list
 userdb -d READ:README.md
 userdb import example:examples

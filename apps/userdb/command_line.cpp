@@ -5,7 +5,9 @@
 #include "apps/userdb/text.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
+#include <memory>
 #include <sstream>
 
 namespace userdb {
@@ -68,13 +70,16 @@ void require_one_of(const texts& choices, CLI::Option* option) {
 }
 
 void add_contacts(CLI::App& to, arguments& given) {
-    to.add_option("CONTACTS.jsonl", given.contacts,
-                  "A file with one JSON object in each line, or - for standard input. The keys are "
-                  "named as the fields of a record. Only user_id must be there; other missing keys "
-                  "get their defaults. remark and group_info may be JSON objects or arrays instead "
-                  "of texts, up to 100 levels deep. local_user_id is formed from user_id and "
-                  "user_source")
+    to.add_option("CONTACTS.jsonl", given.file,
+                  "A file with one JSON object in each line, or - for standard input. The manual "
+                  "page lists the keys. Only user_id must be there; other missing keys get their "
+                  "defaults. remark and group_info may be JSON objects or arrays instead of texts, "
+                  "up to 100 levels deep, and data_type names of kinds. local_user_id is ignored")
         ->required();
+}
+
+void add_copy(CLI::App& to, arguments& given) {
+    to.add_option("FILE", given.file, "The copy, which must not exist yet")->required();
 }
 
 void add_policy(CLI::App& to, arguments& given) {
@@ -90,6 +95,7 @@ void add_key_word(CLI::App& to, arguments& given) {
     to.add_option("KEYWORD", given.key_word, "A POSIX extended regular expression")->required();
     to.add_flag("--ignore-diacritics", given.ignores_diacritics,
                 "Let zoe find Zoë, and lukasz Łukasz, in Latin, Greek and Cyrillic letters");
+    to.add_flag("--literal", given.is_literal, "The keyword is a text, not an expression");
 }
 
 void add_words(CLI::App& to, const char* rest, int least, int most,
@@ -108,10 +114,6 @@ void add_users(CLI::App& to, arguments& given) {
               [&given](const texts& words) { given.users = users_of(words); });
 }
 
-void add_user(CLI::App& to, arguments& given) {
-    add_words(to, "", 1, 2, [&given](const texts& words) { given.users = one_user_of(words); });
-}
-
 void add_field_and_value(CLI::App& to, arguments& given) {
     CLI::Option* field = to.add_option("FIELD", given.field, "The field to change")->required();
     require_one_of({"star", "attention", "remark", "data-type"}, field);
@@ -121,13 +123,21 @@ void add_field_and_value(CLI::App& to, arguments& given) {
     });
 }
 
-void add_type(CLI::App& to, arguments& given) {
+void add_kinds(CLI::App& to, arguments& given, const std::string& what) {
     const std::function<void(const texts&)> take = [&given](const texts& names) {
         given.kinds = kinds_from(joined(names, ","));
     };
-    CLI::Option* type = to.add_option_function(
-        "--type", take, "Only users of this kind, or of any of several if it is repeated");
+    CLI::Option* type =
+        to.add_option_function("--type", take, what + ", or of several if it is repeated");
     require_one_of(kind_names(), type->allow_extra_args(false));
+}
+
+void add_type(CLI::App& to, arguments& given) {
+    add_kinds(to, given, "Only users of this kind");
+}
+
+void add_default_type(CLI::App& to, arguments& given) {
+    add_kinds(to, given, "Users whose lines have no data_type are of this kind");
 }
 
 void add_source(CLI::App& to, arguments& given) {
@@ -153,6 +163,15 @@ void add_style(CLI::App& to, arguments& given) {
         "if there is none");
 }
 
+/// The kinds with their bits: "contact (2)".
+std::string kinds_and_bits() {
+    texts kinds = kind_names();
+    for (std::string& kind : kinds) {
+        kind += " (" + std::to_string(kinds_from(kind)) + ')';
+    }
+    return joined(kinds, ", ");
+}
+
 struct description {
     const char* name;
     std::string what;
@@ -164,7 +183,7 @@ const std::vector<description> all_commands{
     {"import",
      "Store the users in a file. If a line is bad, none is stored",
      import_contacts,
-     {add_contacts, add_policy}},
+     {add_contacts, add_policy, add_default_type}},
     {"export", "Print every user as one line of JSON, as import reads it", export_users, {}},
     {"search",
      "Find contacts by name, remark name or group nick name",
@@ -189,16 +208,41 @@ const std::vector<description> all_commands{
      {}},
     {"set",
      "Change one field of one user, and add 1 to its user_version. VALUE is 0 or 1 for star and "
-     "attention. For data-type it is a number, or kinds joined by commas: " +
-         joined(kind_names(), ",") +
+     "attention. For data-type it is a number, the sum of kinds, or kinds joined by commas: " +
+         kinds_and_bits() +
          ". For remark it is the whole remark: a JSON object, the remark name for a new one, or an "
          "empty text for none",
      set_field,
      {add_field_and_value}},
-    {"delete", "Delete one user", delete_user, {add_user}},
+    {"backup",
+     "Copy the database, which may be in use. If that fails, the copy is deleted",
+     back_up,
+     {add_copy}},
+    {"delete", "Delete users, and say which of them are not stored", delete_users, {add_users}},
+};
+
+/// Writes a usage that names the database, and the users as words.
+class help_writer : public CLI::Formatter {
+public:
+    std::string make_usage(const CLI::App* app, std::string name) const override {
+        if (app->get_parent() == nullptr) {
+            return "Usage: " + name + " [--db FILE] COMMAND [ARGUMENT]...\n";
+        }
+        std::string usage = "Usage: userdb [--db FILE] " + app->get_name() + " [OPTION]...";
+        for (const CLI::Option* option : app->get_options()) {
+            const std::string rest = make_option_opts(option);
+            if (option->get_positional()) {
+                usage +=
+                    ' ' + option->get_name() + (rest.find('|') == std::string::npos ? rest : "");
+                usage.erase(usage.find_last_not_of(' ') + 1);
+            }
+        }
+        return usage + '\n';
+    }
 };
 
 void describe_program(CLI::App& app, arguments& given) {
+    app.formatter(std::make_shared<help_writer>());
     app.set_help_flag("");
     app.add_flag_callback(
         "-h,--help", [] { throw CLI::CallForAllHelp(); }, "Print this help and exit");
@@ -220,7 +264,9 @@ void describe_program(CLI::App& app, arguments& given) {
                "  1  Nothing found\n"
                "  2  Bad usage or bad input; nothing is changed\n"
                "  3  The database cannot be opened or used, or there is no memory\n"
-               "  4  Done, but standard output cannot be written");
+               "  4  Done, but not all could be printed: standard output cannot be written, or "
+               "JSON cannot hold "
+               "a record as it is");
 }
 
 /// Lets parsing fill in the command line.
@@ -240,6 +286,12 @@ void describe(CLI::App& app, command_line& line) {
 
 /// What is wrong with a command line.
 std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
+    const texts all = app.remaining(true);
+    const auto option = std::find_if(all.begin(), all.end(),
+                                     [](const auto& word) { return word.starts_with('-'); });
+    if (dynamic_cast<const CLI::ExtrasError*>(&failure) != nullptr && option != all.end()) {
+        return "unknown option " + *option + "; userdb --help tells more";
+    }
     const texts rest = app.remaining();
     if (!app.get_subcommands().empty() || rest.empty() || rest[0].starts_with('-')) {
         return without_guard(failure.what()) + "; userdb --help tells more";
@@ -272,7 +324,8 @@ command_line parse(int argc, const char* const* argv) {
         }
         std::ostringstream help;
         app.exit(outcome, help);
-        line.run = [text = wrapped(help.str(), terminal_columns())](const arguments&) {
+        const size_t columns = terminal_columns();
+        line.run = [text = wrapped(help.str(), columns > 0 ? columns : 80)](const arguments&) {
             std::cout << text;
             return status::done;
         };

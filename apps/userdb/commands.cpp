@@ -7,26 +7,39 @@
 #include "apps/userdb/patient_output.h"
 #include "apps/userdb/record_json.h"
 #include "apps/userdb/table.h"
+#include "apps/userdb/table_reader.h"
 #include "apps/userdb/terminal.h"
+#include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <set>
 #include <sqlite3.h>
+#include <string_view>
 #include <unistd.h>
 
 namespace userdb {
 
 namespace {
 
-/// The store for reading. It needs no current account for what is done here.
+std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
+    return open_database(given.database, sqlite::read_only);
+}
+
+/// The store for reading whole records. It needs no current account for what is done here.
 db::DBUser open_store(const arguments& given) {
-    return {{}, open_database(given.database, sqlite::read_only)};
+    auto connection = open_to_read(given);
+    require_all_columns(*connection);
+    return {{}, std::move(connection)};
+}
+
+/// Whether a text is USER_ID:SOURCE, the key by which the store finds a user.
+bool is_key(std::string_view text, std::string_view user_id, int32_t source) {
+    return text.starts_with(user_id) && text.substr(user_id.size()) == ":" + std::to_string(source);
 }
 
 /// Prints records, one after the other, as the arguments say.
@@ -36,10 +49,10 @@ public:
     explicit record_output(const arguments& given)
         : m_given(given), m_table(m_out, {terminal_columns(), given.wide, has_colors()}) {}
 
-    /// Returns false if this is the last record to print.
-    bool print(const db::UserRow& user_row) {
+    /// Returns false if this is the last record to print. `unfit` is as for a `visitor`.
+    bool print(const db::UserRow& user_row, const std::string& unfit = {}) {
         if (m_given.json) {
-            print_json(user_row);
+            print_json(user_row, unfit);
         } else {
             m_table.add(user_row);
         }
@@ -53,68 +66,63 @@ public:
         }
         return m_out.finish();
     }
-    /// Prints what is held back, and returns whether there was any record.
-    bool finish() {
+    /// Prints what is held back, and returns how the command has ended.
+    status finish() {
         if (!print_rest()) {
             throw output_failed("done");
         }
-        return m_count > 0;
+        const status found = m_count > 0 ? status::done : status::nothing_found;
+        return m_is_whole ? found : status::not_all_told;
     }
 
 private:
     static bool has_colors() {
         const char* no_color = std::getenv("NO_COLOR");
-        return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
+        return obeys_escapes(STDOUT_FILENO) && (no_color == nullptr || *no_color == '\0');
     }
-    void print_json(const db::UserRow& user_row) {
+    void print_json(const db::UserRow& user_row, const std::string& unfit) {
         bool is_utf8 = true;
         m_out << to_json(user_row, is_utf8) << '\n';
-        if (!is_utf8) {
-            report("has bytes that are no UTF-8, written as U+FFFD: " +
-                   user_key{user_row.user_id, user_row.user_source}.text());
+        const auto source = static_cast<int32_t>(user_row.user_source);
+        const bool has_key = is_key(user_row.local_user_id, user_row.user_id, source);
+        if (is_utf8 && unfit.empty() && has_key && !user_row.user_id.empty()) {
+            return;
         }
+        m_is_whole = false;
+        const auto tell = [&](bool is_so, const std::string& what) {
+            if (is_so) {
+                report(what + ": " + user_key{user_row.user_id, user_row.user_source}.text());
+            }
+        };
+        tell(!is_utf8, "has bytes that are no UTF-8, written as U+FFFD");
+        tell(!unfit.empty(), "has other values, which do not fit, in" + unfit);
+        tell(user_row.user_id.empty(), "has no user_id, so that no import takes it");
+        tell(!has_key,
+             "has the key '" + user_row.local_user_id + "', and an import gives it another");
     }
 
     const arguments& m_given;
     size_t m_count = 0;
+    bool m_is_whole = true; // nothing of the records is lost
     patient_output m_out;
     table_writer m_table;
 };
 
-status report_nothing_found() {
-    report("nothing found");
-    return status::nothing_found;
-}
-
-/// Is called with one user after the other until it returns false.
-using visitor = std::function<bool(db::UserRow&)>;
-
-void visit_contacts(const arguments& given, const visitor& visit) {
-    db::DBUser users = open_store(given);
-    users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
-    users.WalkUserRowsWithKeyWord(given.key_word, visit);
-}
-
-void visit_users(const arguments& given, const visitor& visit) {
-    db::DBUser users = open_store(given);
-    const auto kinds = static_cast<db::UserDataType>(given.kinds);
-    if (given.kinds != 0 && given.source) {
-        users.WalkUsersByDataTypeAndSource(kinds, *given.source, visit);
-    } else if (given.kinds != 0) {
-        users.WalkUsersByDataType(kinds, visit);
-    } else {
-        users.WalkAll([&](db::UserRow& user_row) {
-            const bool is_wanted = !given.source || user_row.user_source == *given.source;
-            return !is_wanted || visit(user_row);
-        });
+status reported(status outcome) {
+    if (outcome == status::nothing_found) {
+        report("nothing found");
     }
+    return outcome;
 }
 
-/// Prints the users that one of these functions visits. Returns whether there was any.
-bool print_visited(const arguments& given, void (*visit_each)(const arguments&, const visitor&)) {
+/// Prints the users that `visit_each` visits.
+status print_visited(const arguments& given,
+                     const std::function<void(const visitor& visit)>& visit_each) {
     record_output out(given);
     try {
-        visit_each(given, [&out](const db::UserRow& user_row) { return out.print(user_row); });
+        visit_each([&out](const db::UserRow& user_row, const std::string& unfit) {
+            return out.print(user_row, unfit);
+        });
     } catch (const sqlite::error&) {
         out.print_rest(); // what can be read of a damaged file
         throw;
@@ -122,15 +130,33 @@ bool print_visited(const arguments& given, void (*visit_each)(const arguments&, 
     return out.finish();
 }
 
-/// Calls `work` with each record of the lines, and returns their number. If it throws `bad_input`,
-/// the failure names the line.
-size_t for_each_record(line_reader& lines, const char* doing,
+/// The condition of SQL for the users that are asked for. Empty for all.
+std::string condition(const arguments& given) {
+    std::vector<std::string> conditions;
+    if (given.kinds != 0) {
+        conditions.push_back("data_type & " + std::to_string(given.kinds));
+    }
+    if (given.source) {
+        conditions.push_back("user_source = " + std::to_string(*given.source));
+    }
+    return joined(conditions, " AND ");
+}
+
+status print_users(const arguments& given) {
+    return print_visited(given, [&](const visitor& visit) {
+        visit_users(*open_to_read(given), condition(given), visit);
+    });
+}
+
+/// Calls `work` with each record of the lines, and returns their number. Those without a kind get
+/// these. A failure names the line.
+size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
                        const std::function<void(db::UserRow&)>& work) {
     progress reported(doing);
     size_t count = 0;
     for (std::string line; lines.next(line);) {
         try {
-            db::UserRow user_row = from_json(line);
+            db::UserRow user_row = from_json(line, kinds);
             work(user_row);
         } catch (const bad_input& failure) {
             throw bad_input(lines.place() + ": " + failure.what());
@@ -161,27 +187,33 @@ void change_store(const arguments& given, sqlite::access_mode mode,
 
 /// Checks all records of a file before the first is written. So a bad one needs no rollback, and
 /// other programs can write while we wait for a pipe.
-void check_records(line_reader& lines) {
+void check_records(line_reader& lines, uint32_t kinds) {
     const interruption until_checked;
-    for_each_record(lines, "checking", [](db::UserRow&) {});
+    for_each_record(lines, "checking line", kinds, [](db::UserRow&) {});
     lines.rewind();
 }
 
-/// Prints what was done to the database.
-status print_done(const std::string& what) {
-    if (!(std::cout << what << std::endl)) {
-        throw output_failed(what);
-    }
-    return status::done;
+/// Prints how many rows were changed, or reports that there are none.
+status told_change(const std::string& done, uint32_t rows) {
+    return rows > 0 ? print_done(done + ' ' + std::to_string(rows))
+                    : reported(status::nothing_found);
 }
 
-/// Does `update` with the store. Prints the number of rows that it returns, or reports that there
-/// are none.
-status change_user(const arguments& given, const std::string& done,
-                   const std::function<uint32_t(db::DBUser&)>& update) {
-    uint32_t rows = 0;
-    change_store(given, sqlite::read_write, [&](db::DBUser& users) { rows = update(users); });
-    return rows > 0 ? print_done(done + ' ' + std::to_string(rows)) : report_nothing_found();
+void report_if(int64_t count, const std::string& what) {
+    if (count > 0) {
+        report(std::to_string(count) + (count == 1 ? " user is " : " users are ") + what);
+    }
+}
+
+/// The number of rows of a user whose version is NULL. No update of one field raises that.
+int64_t number_without_version(sqlite::database& connection, const user_key& key) {
+    sqlite::statement query = connection.prepare_statement(
+        "SELECT count(*) FROM users WHERE user_version IS NULL AND user_id = :user_id"
+        " AND user_source = :user_source");
+    query.bind(":user_id", key.user_id);
+    query.bind(":user_source", key.source);
+    const sqlite::result answer = connection.execute(query);
+    return (*answer.begin())[0].as<long long>();
 }
 
 /// Checks the value for a field, and returns the function that gives it to a user. That one returns
@@ -228,89 +260,119 @@ uint32_t insert(db::DBUser& users, db::UserRow& user_row, const std::string& pol
 
 } // namespace
 
+status print_done(const std::string& what) {
+    if (!(std::cout << what << std::endl)) {
+        throw output_failed(what);
+    }
+    return status::done;
+}
+
 status import_contacts(const arguments& given) {
-    line_reader lines(given.contacts);
-    check_records(lines);
-    size_t stored = 0;
+    line_reader lines(given.file);
+    check_records(lines, given.kinds);
+    int64_t stored = 0;
+    int64_t replaced = 0;
+    int64_t without_kind = 0;
+    int64_t unreadable = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write_create, [&](db::DBUser& users) {
-        read = for_each_record(lines, "writing", [&](db::UserRow& row) {
-            stored += insert(users, row, given.policy);
+        sqlite::database& connection = *users.GetDB();
+        require_all_columns(connection);
+        const std::string row = row_number(connection);
+        const int64_t before = number(connection, "SELECT max(" + row + ") FROM users");
+        read = for_each_record(lines, "writing line", given.kinds, [&](db::UserRow& user_row) {
+            const uint32_t rows = insert(users, user_row, given.policy);
+            stored += rows;
+            without_kind += kind_names(user_row.data_type).empty() ? rows : 0;
+            unreadable += is_readable(user_row.remark) ? 0 : rows;
         });
+        if (row != "0") { // a row that is replaced gets a new number
+            replaced = stored - number(connection, "SELECT count(*) FROM users WHERE " + row +
+                                                       " > " + std::to_string(before));
+        }
     });
-    return print_done("stored " + std::to_string(stored) + ", ignored " +
-                      std::to_string(read - stored) + ", read " + std::to_string(read));
+    report_if(replaced, "replaced by a later line of the file for the same user");
+    report_if(without_kind, "of no kind: search does not look at them");
+    report_if(unreadable, R"(not found by a remark that is no JSON such as {"remark_name":"..."})");
+    return print_done("stored " + std::to_string(stored - replaced) + ", ignored " +
+                      std::to_string(static_cast<int64_t>(read) - stored) + ", read " +
+                      std::to_string(read));
 }
 
 status export_users(const arguments& given) {
     arguments as_json = given;
     as_json.json = true;
-    print_visited(as_json, visit_users);
-    return status::done;
+    const status outcome = print_users(as_json);
+    return outcome == status::nothing_found ? status::done : outcome;
 }
 
 status search_contacts(const arguments& given) {
-    if (!db::is_searchable(given.key_word)) {
+    const std::string key_word =
+        given.is_literal ? db::escape_key_word(given.key_word) : given.key_word;
+    if (!db::is_searchable(key_word)) {
         throw bad_input("the keyword '" + given.key_word +
                         "' is no valid regular expression, or its cost has no bound");
     }
-    return print_visited(given, visit_contacts) ? status::done : report_nothing_found();
+    return reported(print_visited(given, [&](const visitor& visit) {
+        db::DBUser users = open_store(given);
+        users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
+        users.WalkUserRowsWithKeyWord(
+            key_word, [&](db::UserRow& user_row) { return visit(user_row, {}); });
+    }));
 }
 
 status list_users(const arguments& given) {
-    return print_visited(given, visit_users) ? status::done : report_nothing_found();
+    return reported(print_users(given));
 }
 
 status count_users(const arguments& given) {
-    size_t count = 0;
-    visit_users(given, [&count](db::UserRow&) { return ++count > 0; });
-    std::cout << count << '\n';
+    const std::string where = condition(given);
+    std::cout << number(*open_to_read(given),
+                        "SELECT count(*) FROM users" + (where.empty() ? "" : " WHERE " + where))
+              << '\n';
     return status::done;
 }
 
 status get_users(const arguments& given) {
-    constexpr std::ptrdiff_t at_once = 500; // the cost of a batch grows faster than its size
     db::DBUser users = open_store(given);
     record_output out(given);
-    for (auto begin = given.users.begin(); begin != given.users.end();) {
-        const auto end = begin + std::min(given.users.end() - begin, at_once);
-        std::set<std::pair<std::string, int>> asked;
-        std::map<std::string, user_key> missing;
-        for (; begin != end; ++begin) {
-            const auto source = static_cast<int>(begin->source);
-            asked.emplace(begin->user_id, source);
-            missing.emplace(users.make_local_user_id(begin->user_id, source), *begin);
+    std::set<std::string> asked;
+    db::UserRow user_row;
+    for (const user_key& key : given.users) {
+        if (!asked.insert(key.text()).second) {
+            continue;
         }
-        for (const db::UserRow& user_row : users.GetUserRowsByUserIds(asked)) {
-            if (is_of_kind(user_row, given.kinds)) {
-                missing.erase(user_row.local_user_id);
-                out.print(user_row);
-            }
-        }
-        for (const auto& [local_user_id, key] : missing) {
+        if (users.GetUserByUserIdAndSource(key.user_id, key.source, user_row) != 0 &&
+            is_of_kind(user_row, given.kinds)) {
+            out.print(user_row);
+        } else {
             report("not found: " + key.text());
         }
     }
-    return out.finish() ? status::done : report_nothing_found();
+    return reported(out.finish());
 }
 
 status update_users(const arguments& given) {
-    line_reader lines(given.contacts);
-    check_records(lines);
+    line_reader lines(given.file);
+    check_records(lines, 0);
+    constexpr size_t most_named = 100;
     std::vector<std::string> missing;
+    size_t updated = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        read = for_each_record(lines, "writing", [&](db::UserRow& row) {
-            if (users.Update(row) == 0) {
+        require_all_columns(*users.GetDB());
+        read = for_each_record(lines, "writing line", 0, [&](db::UserRow& row) {
+            const bool is_stored = users.Update(row) > 0;
+            updated += is_stored ? 1 : 0;
+            if (!is_stored && missing.size() < most_named) {
                 missing.push_back(lines.place() +
                                   ": not found: " + user_key{row.user_id, row.user_source}.text());
             }
         });
     });
     std::for_each(missing.begin(), missing.end(), report);
-    const size_t updated = read - missing.size();
     print_done("updated " + std::to_string(updated) + ", not found " +
-               std::to_string(missing.size()) + ", read " + std::to_string(read));
+               std::to_string(read - updated) + ", read " + std::to_string(read));
     return updated > 0 ? status::done : status::nothing_found;
 }
 
@@ -320,13 +382,31 @@ status create_index(const arguments& given) {
 }
 
 status set_field(const arguments& given) {
-    return change_user(given, "changed", update_of(given));
+    const auto update = update_of(given);
+    uint32_t rows = 0;
+    int64_t without_version = 0;
+    change_store(given, sqlite::read_write, [&](db::DBUser& users) {
+        rows = update(users);
+        without_version = number_without_version(*users.GetDB(), given.users.front());
+    });
+    if (rows > 0 && without_version > 0) {
+        report("its user_version is NULL, and stays so");
+    }
+    return told_change("changed", rows);
 }
 
-status delete_user(const arguments& given) {
-    return change_user(given, "deleted", [&key = given.users.front()](db::DBUser& users) {
-        return users.DelUserByUserIdAndSource(key.user_id, key.source);
+status delete_users(const arguments& given) {
+    uint32_t rows = 0;
+    change_store(given, sqlite::read_write, [&](db::DBUser& users) {
+        for (const user_key& key : given.users) {
+            const uint32_t deleted = users.DelUserByUserIdAndSource(key.user_id, key.source);
+            rows += deleted;
+            if (deleted == 0) {
+                report("not found: " + key.text());
+            }
+        }
     });
+    return told_change("deleted", rows);
 }
 
 } // namespace userdb

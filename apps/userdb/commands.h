@@ -22,14 +22,16 @@ struct user_key {
 /// What a command line can say. Each command uses what it needs.
 struct arguments {
     std::string database;          ///< the file
-    std::string contacts;          ///< a file of JSON lines, "-" for standard input
+    std::string file;              ///< of JSON lines, "-" for standard input; or for a copy
     std::string policy{"replace"}; ///< or "ignore" or "fail", for users stored already
     std::string key_word;
     bool ignores_diacritics = false; ///< of the search for the keyword
-    std::vector<user_key> users;     ///< a single one for `set_field` and `delete_user`
+    bool is_literal = false;         ///< the keyword is no expression
+    std::vector<user_key> users;     ///< a single one for `set_field`
     std::string field;               ///< "star", "attention", "remark" or "data-type"
     std::string value;               ///< for the field
-    uint32_t kinds = 0;              ///< prints only users of these: a mask, 0 for any kind
+    uint32_t kinds = 0;              ///< prints only users of these: a mask, 0 for any kind; an
+                                     ///< import gives them to users whose lines have none
     std::optional<uint32_t> source;  ///< prints only users of this one
     size_t limit = std::numeric_limits<size_t>::max(); ///< of users printed, at least 1
     bool json = false;                                 ///< prints JSON lines, not a table
@@ -58,6 +60,13 @@ status create_index(const arguments& given);
 /// Changes one field of a user. The value is 0 or 1 for star and attention. See `remark_of` for
 /// remark and `kinds_from` for data-type.
 status set_field(const arguments& given);
-status delete_user(const arguments& given);
+/// Copies the database, which may be in use, into a file that must not exist. If that fails, the
+/// file is deleted.
+status back_up(const arguments& given);
+/// Deletes all of several users that are stored, and reports the others.
+status delete_users(const arguments& given);
+
+/// Prints what was done to the database.
+status print_done(const std::string& what);
 
 } // namespace userdb

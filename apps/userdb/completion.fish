@@ -2,7 +2,7 @@
 
 # True if the command of the line is one of the arguments, or with none, if there is no command yet.
 function __userdb_in
-    set -l commands import export search list get count update index set delete
+    set -l commands import export search list get count update index set backup delete
     set -l before ''
     for word in (commandline --tokenize --current-process --cut-at-cursor)
         if contains -- $word $commands; and not contains -- $before -d --db
@@ -34,14 +34,16 @@ complete -c userdb -n __userdb_in -a count -d 'Count users'
 complete -c userdb -n __userdb_in -a update -d 'Rewrite the stored records of users'
 complete -c userdb -n __userdb_in -a index -d 'Make the index that update and set use'
 complete -c userdb -n __userdb_in -a set -d 'Change one field of a user'
-complete -c userdb -n __userdb_in -a delete -d 'Delete a user'
+complete -c userdb -n __userdb_in -a backup -d 'Copy the database'
+complete -c userdb -n __userdb_in -a delete -d 'Delete users'
 
-complete -c userdb -n '__userdb_in import update' -F
+complete -c userdb -n '__userdb_in import update backup' -F
 complete -c userdb -n '__userdb_in import' -l on-conflict -x -a 'replace ignore fail' \
     -d 'What to do about a stored user'
-complete -c userdb -n '__userdb_in list get count' -l type -x -a 'user contact public-account' \
-    -d 'Only users of this kind'
+complete -c userdb -n '__userdb_in import list get count' -l type -x -a 'user contact public-account' \
+    -d 'Users of this kind'
 complete -c userdb -n '__userdb_in list count' -l source -x -d 'Only users of this source'
+complete -c userdb -n '__userdb_in search' -l literal -d 'The keyword is a text'
 complete -c userdb -n '__userdb_in search list' -l limit -x -d 'At most so many users'
 complete -c userdb -n '__userdb_in search list get' -l json -d 'Print JSON, not a table'
 complete -c userdb -n '__userdb_in search' -l ignore-diacritics -d 'Let zoe find Zoë'

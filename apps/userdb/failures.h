@@ -11,7 +11,7 @@ enum class status {
     nothing_found = 1,
     bad_input = 2,       ///< or bad usage; nothing is changed
     database_failed = 3, ///< or there is no memory
-    output_failed = 4,   ///< all is done, but standard output cannot be written
+    not_all_told = 4,    ///< all is done, but not all of it could be printed
 };
 
 /// Ends the program with this exit status. The text tells people why.
@@ -35,7 +35,7 @@ public:
 class output_failed : public failure {
 public:
     explicit output_failed(const std::string& done)
-        : failure(status::output_failed, done + ", but standard output cannot be written") {}
+        : failure(status::not_all_told, done + ", but standard output cannot be written") {}
 };
 
 /// A signal stopped the work. It also ends the process, instead of an exit status.

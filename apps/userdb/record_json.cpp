@@ -1,6 +1,7 @@
 #include "apps/userdb/record_json.h"
 
 #include "apps/userdb/failures.h"
+#include "apps/userdb/kinds.h"
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
@@ -125,6 +126,27 @@ private:
     std::string m_text;
 };
 
+/// The text without blanks and escapes that it need not have, if it is a JSON object or array.
+/// Otherwise the text as it is.
+std::string compacted(std::string text) {
+    const size_t first = text.find_first_not_of(" \t\r\n");
+    const bool may_be = first != std::string::npos && (text[first] == '{' || text[first] == '[') &&
+                        text.find('\0') == std::string::npos; // the parser would stop there
+    compact_writer writer;
+    try {
+        return may_be && json::sax_parse(text, &writer) ? writer.take() : text;
+    } catch (const bad_input&) {
+        return text;
+    }
+}
+
+/// The mask for names of kinds: a text that joins them by commas, or the text of a JSON array.
+uint32_t kinds_of(const std::string& names) {
+    return kinds_from(names.starts_with('[')
+                          ? joined(json::parse(names).get<std::vector<std::string>>(), ",")
+                          : names);
+}
+
 /// The position of a name in `db::user_column_names`, or their number if it is not there.
 constexpr size_t column_of(std::string_view name) {
     return static_cast<size_t>(
@@ -135,7 +157,8 @@ constexpr size_t column_of(std::string_view name) {
 /// Fills a record.
 class record_reader : public json_events {
 public:
-    explicit record_reader(db::UserRow& user_row) : m_row(user_row) {}
+    /// The size is that of the JSON text.
+    record_reader(db::UserRow& user_row, size_t size) : m_row(user_row), m_size(size) {}
 
     bool value(std::string token, bool is_text) override {
         if (m_depth > 1) {
@@ -164,6 +187,9 @@ public:
                      const json::exception& failure) override {
         if (m_depth > 0 && dynamic_cast<const json::out_of_range*>(&failure) != nullptr) {
             refuse(key_name(), "a number too large");
+        }
+        if (position > m_size) {
+            refuse_whole();
         }
         return json_events::parse_error(position, token, failure);
     }
@@ -196,10 +222,13 @@ public:
     [[nodiscard]] bool has_user_id() const { return m_given[column_of("user_id")]; }
 
 private:
-    [[noreturn]] static void refuse_whole() { throw bad_input("no JSON object"); }
+    [[noreturn]] static void refuse_whole() {
+        throw bad_input("not one whole JSON object: is the file pretty-printed?");
+    }
     [[nodiscard]] std::string key_name() const { return db::user_column_names[m_column]; }
+    [[nodiscard]] bool is_kind() const { return m_column == column_of("data_type"); }
     [[nodiscard]] bool may_be_structured() const {
-        return m_column == column_of("remark") || m_column == column_of("group_info");
+        return m_column == column_of("remark") || m_column == column_of("group_info") || is_kind();
     }
     /// Puts a value into the field of the present key, which takes either texts or numbers.
     void assign(std::string value, bool is_text) {
@@ -218,18 +247,33 @@ private:
             refuse(key_name(), may_be_structured() ? "must be a text, an object or an array"
                                                    : "must be a text");
         }
-        field = std::move(value);
+        field = may_be_structured() ? compacted(std::move(value)) : std::move(value);
     }
     template <std::integral Integer>
     void put(Integer& field, const std::string& value, bool is_text) const {
         const std::optional<Integer> number = whole_number<Integer>(value);
+        if (is_text && is_kind()) {
+            field = static_cast<Integer>(kinds(value));
+            return;
+        }
         if (is_text || !number) {
             refuse(key_name(), must_be_whole_number<Integer>());
         }
         field = *number;
     }
 
+    [[nodiscard]] uint32_t kinds(const std::string& names) const {
+        try {
+            return kinds_of(names);
+        } catch (const bad_input& failure) {
+            refuse(key_name(), failure.what());
+        } catch (const json::exception&) {
+            refuse(key_name(), "an array of it must have names of kinds");
+        }
+    }
+
     db::UserRow& m_row;
+    size_t m_size;
     size_t m_depth = 0;
     size_t m_column = 0; // the one that the last key of the record names
     std::array<bool, db::user_column_names.size()> m_given{};
@@ -288,15 +332,23 @@ std::string to_json(const db::UserRow& user_row, bool& is_utf8) {
     return object + '}';
 }
 
-db::UserRow from_json(const std::string& json_text) {
+bool is_readable(const std::string& remark) {
+    return remark.size() <= 2 || ((remark[0] == '{' || remark[0] == '[') && json::accept(remark));
+}
+
+db::UserRow from_json(const std::string& json_text, uint32_t kinds) {
     if (json_text.find('\0') != std::string::npos) {
         throw bad_input("there is a NUL byte in the line"); // the parser would stop there
     }
     db::UserRow user_row;
-    record_reader reader(user_row);
+    user_row.data_type = kinds;
+    record_reader reader(user_row, json_text.size());
     json::sax_parse(json_text, &reader);
     if (!reader.has_user_id()) {
         refuse("user_id", "missing");
+    }
+    if (user_row.user_id.empty()) {
+        refuse("user_id", "empty");
     }
     return user_row;
 }

@@ -12,11 +12,15 @@ namespace userdb {
 /// obey them. Bytes that are no UTF-8 become U+FFFD; `is_utf8` tells that there are none.
 std::string to_json(const db::UserRow& user_row, bool& is_utf8);
 
-/// The record that a JSON object holds. Fields without a key keep their defaults. `remark` and
-/// `group_info` may be objects or arrays. They become compact JSON texts, in which fractions and
-/// numbers beyond 64 bits stay as they are written. Throws `bad_input`, which names the key unless
-/// the text is no JSON.
-db::UserRow from_json(const std::string& json_text);
+/// The record that a JSON object holds. Fields without a key keep their defaults, or these kinds.
+/// Objects and arrays in `remark` and `group_info`, and texts of such, become compact JSON texts,
+/// in which fractions and numbers beyond 64 bits stay as they are written. Any other text stays as
+/// it is. `data_type` may also be names of kinds: a text, or an array. Throws `bad_input`, which
+/// names the key unless the text is no JSON.
+db::UserRow from_json(const std::string& json_text, uint32_t kinds = 0);
+
+/// Whether a remark is empty, or JSON that may have names in it.
+bool is_readable(const std::string& remark);
 
 /// A remark from what somebody typed. A JSON object becomes compact. Another text becomes the
 /// remark name of a new object, and an empty text an empty remark. Throws `bad_input` if the text

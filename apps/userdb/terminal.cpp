@@ -2,7 +2,9 @@
 
 #include "apps/userdb/table.h"
 
+#include <cstdlib>
 #include <iostream>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -11,6 +13,11 @@ namespace userdb {
 size_t terminal_columns() {
     struct winsize size {};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+bool obeys_escapes(int file) {
+    const char* terminal = std::getenv("TERM");
+    return isatty(file) != 0 && (terminal == nullptr || std::string_view(terminal) != "dumb");
 }
 
 void report(const std::string& what) {
@@ -23,12 +30,12 @@ progress::~progress() {
     }
 }
 
-void progress::update(size_t lines, double share) {
+void progress::update(size_t count, double share) {
     const auto now = clock::now();
-    if (now - m_last < std::chrono::milliseconds(100) || isatty(STDERR_FILENO) == 0) {
+    if (now - m_last < std::chrono::milliseconds(100) || !obeys_escapes(STDERR_FILENO)) {
         return;
     }
-    std::cerr << '\r' << m_doing << ' ' << lines << " lines";
+    std::cerr << '\r' << m_doing << ' ' << count;
     if (share > 0) {
         const double seconds = std::chrono::duration<double>(now - m_start).count();
         std::cerr << ", " << static_cast<int>(100 * share) << " %, "

@@ -1,0 +1,72 @@
+#include "apps/userdb/commands.h"
+#include "apps/userdb/database_file.h"
+#include "apps/userdb/interruption.h"
+#include "apps/userdb/terminal.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <sqlite3.h>
+#include <unistd.h>
+
+namespace userdb {
+
+namespace {
+
+/// Copies all pages, some at a time, so that others can write in between. Returns their number.
+int copy_pages(const sqlite::database& from, const sqlite::database& to) {
+    const std::unique_ptr<sqlite3_backup, int (*)(sqlite3_backup*)> backup(
+        sqlite3_backup_init(to.native_handle(), "main", from.native_handle(), "main"),
+        sqlite3_backup_finish);
+    if (backup == nullptr) {
+        throw sqlite::error(sqlite3_extended_errcode(to.native_handle()), "the copy cannot begin");
+    }
+    progress reported("copying page");
+    int at_once = 1000;
+    int left = std::numeric_limits<int>::max();
+    int code = SQLITE_OK;
+    while ((code = sqlite3_backup_step(backup.get(), at_once)) == SQLITE_OK) {
+        interruption::check();
+        if (sqlite3_backup_remaining(backup.get()) > left) {
+            at_once = -1; // somebody wrote, and SQLite began anew: now nobody may until the end
+        }
+        left = sqlite3_backup_remaining(backup.get());
+        const int pages = sqlite3_backup_pagecount(backup.get());
+        reported.update(static_cast<size_t>(pages - left), 1 - static_cast<double>(left) / pages);
+    }
+    if (code != SQLITE_DONE) {
+        throw sqlite::error(code, sqlite3_errstr(code));
+    }
+    return sqlite3_backup_pagecount(backup.get());
+}
+
+} // namespace
+
+status back_up(const arguments& given) {
+    const auto from = open_database(given.database, sqlite::read_only);
+    const int created = open(given.file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (created < 0) {
+        throw bad_input("cannot create " + given.file + ": " + std::strerror(errno));
+    }
+    close(created);
+    int pages = 0;
+    const interruption until_copied;
+    try {
+        const auto to = open_database(given.file, sqlite::read_write_create);
+        pages = copy_pages(*from, *to);
+    } catch (const sqlite::error& failure) {
+        unlink(given.file.c_str());
+        throw userdb::failure(status::database_failed, "cannot copy " + given.database + " to " +
+                                                           given.file + ": " +
+                                                           explained(failure, given.file));
+    } catch (...) {
+        unlink(given.file.c_str());
+        throw;
+    }
+    return print_done("copied " + std::to_string(pages) + " pages");
+}
+
+} // namespace userdb

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "base/base.shared/sqlite/database.h"
+#include "bll/bll.shared/db2/db_handler_user.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace userdb {
+
+/// Throws if the table `users` lacks a column of a record, and names it.
+void require_all_columns(sqlite::database& connection);
+
+/// The number that a query without parameters answers.
+int64_t number(sqlite::database& connection, const std::string& sql);
+
+/// The name of a number that each row has, later rows a higher one. "0" for a view, and for a table
+/// that has no such number.
+std::string row_number(sqlite::database& connection);
+
+/// Is called with one user after the other until it returns false. `unfit` names the columns whose
+/// values the record cannot hold, so that it has others.
+using visitor = std::function<bool(db::UserRow& user_row, const std::string& unfit)>;
+
+/// Visits all users for whom a condition of SQL holds, or all if it is empty. What we did not write
+/// ourselves may hold values of any kind, and the file may be damaged: then this reports the rows
+/// that cannot be read, goes on behind them, and throws at the end.
+void visit_users(sqlite::database& connection, const std::string& condition, const visitor& visit);
+
+} // namespace userdb
