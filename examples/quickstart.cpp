@@ -3,7 +3,7 @@
 #include <iostream>
 
 int main() {
-    // One connection for all handlers of the account's database; a path opens a file instead.
+    // The account is user "me" of source 1. Its handlers share a connection; a path opens a file.
     auto connection = std::make_shared<sqlite::database>(sqlite::special_t::in_memory);
     db::DBUser users({"me", 1}, connection);
 
