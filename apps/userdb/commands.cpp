@@ -39,7 +39,8 @@ db::DBUser open_store(const arguments& given) {
 
 /// Whether a text is USER_ID:SOURCE, the key by which the store finds a user.
 bool is_key(std::string_view text, std::string_view user_id, int32_t source) {
-    return text.starts_with(user_id) && text.substr(user_id.size()) == ":" + std::to_string(source);
+    return text.starts_with(user_id) &&
+           text.substr(user_id.size()) == std::string(":").append(std::to_string(source));
 }
 
 /// Prints records, one after the other, as the arguments say.
@@ -291,12 +292,13 @@ status import_contacts(const arguments& given) {
                                                        " > " + std::to_string(before));
         }
     });
+    const status outcome = print_done("stored " + std::to_string(stored - replaced) + ", ignored " +
+                                      std::to_string(static_cast<int64_t>(read) - stored) +
+                                      ", read " + std::to_string(read));
     report_if(replaced, "replaced by a later line of the file for the same user");
     report_if(without_kind, "of no kind: search does not look at them");
     report_if(unreadable, R"(not found by a remark that is no JSON such as {"remark_name":"..."})");
-    return print_done("stored " + std::to_string(stored - replaced) + ", ignored " +
-                      std::to_string(static_cast<int64_t>(read) - stored) + ", read " +
-                      std::to_string(read));
+    return outcome;
 }
 
 status export_users(const arguments& given) {
