@@ -280,41 +280,6 @@ private:
     compact_writer m_structure; // the object or array that is the value of that key
 };
 
-/// Collects the texts of members.
-class member_collector : public json_events {
-public:
-    explicit member_collector(std::string name) : m_name(std::move(name)) {}
-
-    bool value(std::string token, bool is_text) override {
-        if (m_is_next && is_text) {
-            m_texts.push_back(std::move(token));
-        }
-        return other();
-    }
-    bool key(std::string& name) override {
-        m_is_next = name == m_name;
-        return true;
-    }
-    bool parse_error(size_t /*position*/, const std::string& /*token*/,
-                     const json::exception& /*failure*/) override {
-        m_texts.clear();
-        return false;
-    }
-    bool open(char /*bracket*/) override { return other(); }
-    bool close(char /*bracket*/) override { return other(); }
-    std::vector<std::string> take() { return std::move(m_texts); }
-
-private:
-    bool other() {
-        m_is_next = false;
-        return true;
-    }
-
-    std::string m_name;
-    bool m_is_next = false; // whether the next value belongs to such a member
-    std::vector<std::string> m_texts;
-};
-
 } // namespace
 
 std::string to_json(const db::UserRow& user_row, bool& is_utf8) {
@@ -371,9 +336,21 @@ std::string remark_of(const std::string& text) {
 }
 
 std::vector<std::string> member_texts(const std::string& json_text, const std::string& name) {
-    member_collector collector(name);
-    json::sax_parse(json_text, &collector);
-    return collector.take();
+    std::vector<std::string> texts;
+    bool is_next = false; // whether the next value belongs to such a member
+    const auto collect = [&](int /*depth*/, json::parse_event_t event, json& part) {
+        if (event == json::parse_event_t::value && is_next && part.is_string()) {
+            texts.push_back(std::move(part.get_ref<std::string&>()));
+        }
+        is_next = event == json::parse_event_t::key && part == name;
+        // Only the insides of what is kept are looked at. No value is kept, so there is no tree.
+        return event == json::parse_event_t::object_start ||
+               event == json::parse_event_t::array_start;
+    };
+    if (json::parse(json_text, collect, false).is_discarded()) {
+        texts.clear();
+    }
+    return texts;
 }
 
 } // namespace userdb
