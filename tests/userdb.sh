@@ -155,7 +155,7 @@ index                           => indexed
 index                           => indexed
 update - <<<'{"user_id":"me","user_source":1,"is_attention":1}' => updated 1, not found 0, read 1 "user_name":"" "name_spell":"" "user_version":0 "gender":0 "data_type":0
 END
-expect 2 sqlite3 users.db "SELECT count(*) FROM pragma_index_list('users')" # one is the primary key's
+expect 3 sqlite3 users.db "SELECT count(*) FROM pragma_index_list('users')" # one is the primary key's
 answers userdb <<'END'
 set star nobody 1 1             => ! nothing found [1]
 set remark me:1 '{x'            => ! no JSON from byte 2 on [2]

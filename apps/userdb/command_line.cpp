@@ -202,8 +202,8 @@ const std::vector<description> all_commands{
      update_users,
      {add_contacts}},
     {"index",
-     "Make an index by which update and set find a user at once. It makes import slower, and the "
-     "file larger",
+     "Make the indexes by which update and set find a user at once, and search reads the contacts "
+     "alone. They make import slower, and the file larger",
      create_index,
      {}},
     {"set",

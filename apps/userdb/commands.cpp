@@ -16,11 +16,13 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <set>
 #include <sqlite3.h>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace userdb {
 
@@ -318,8 +320,8 @@ status search_contacts(const arguments& given) {
     return reported(print_visited(given, [&](const visitor& visit) {
         db::DBUser users = open_store(given);
         users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
-        users.WalkUserRowsWithKeyWord(
-            key_word, [&](db::UserRow& user_row) { return visit(user_row, {}); });
+        users.WalkUserRowsWithKeyWord(key_word,
+                                      [&](db::UserRow& user_row) { return visit(user_row, {}); });
     }));
 }
 
@@ -337,21 +339,23 @@ status count_users(const arguments& given) {
 
 status get_users(const arguments& given) {
     db::DBUser users = open_store(given);
-    record_output out(given);
-    std::set<std::string> asked;
-    db::UserRow user_row;
+    std::set<std::pair<std::string, int>> asked;
+    std::map<std::string, user_key> missing; // by the key in the table
     for (const user_key& key : given.users) {
-        if (!asked.insert(key.text()).second) {
-            continue;
-        }
-        if (users.GetUserByUserIdAndSource(key.user_id, key.source, user_row) != 0 &&
-            is_of_kind(user_row, given.kinds)) {
-            out.print(user_row);
-        } else {
-            report("not found: " + key.text());
-        }
+        const auto source = static_cast<int>(key.source);
+        asked.emplace(key.user_id, source);
+        missing.emplace(users.make_local_user_id(key.user_id, source), key);
     }
-    return reported(out.finish());
+    const status outcome = print_visited(given, [&](const visitor& visit) {
+        users.WalkUsersByUserIds(asked, [&](db::UserRow& user_row) {
+            const bool is_wanted = given.kinds == 0 || (user_row.data_type & given.kinds) != 0;
+            return !is_wanted || (missing.erase(user_row.local_user_id), visit(user_row, {}));
+        });
+    });
+    for (const auto& [local_user_id, key] : missing) {
+        report("not found: " + key.text());
+    }
+    return reported(outcome);
 }
 
 status update_users(const arguments& given) {
@@ -379,7 +383,10 @@ status update_users(const arguments& given) {
 }
 
 status create_index(const arguments& given) {
-    change_store(given, sqlite::read_write, [](db::DBUser& users) { users.CreateUserIdIndex(); });
+    change_store(given, sqlite::read_write, [](db::DBUser& users) {
+        users.CreateUserIdIndex();
+        users.CreateContactIndex();
+    });
     return print_done("indexed");
 }
 

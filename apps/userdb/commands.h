@@ -55,7 +55,7 @@ status get_users(const arguments& given);
 /// Rewrites the stored records of the users in a file, all of them or none. Reports the users that
 /// are not stored.
 status update_users(const arguments& given);
-/// Makes the index that `update_users` and `set_field` find users by.
+/// Makes the indexes of the store.
 status create_index(const arguments& given);
 /// Changes one field of a user. The value is 0 or 1 for star and attention. See `remark_of` for
 /// remark and `kinds_from` for data-type.

@@ -52,8 +52,4 @@ uint32_t kinds_from(const std::string& text) {
     return mask;
 }
 
-bool is_of_kind(const db::UserRow& user_row, uint32_t mask) {
-    return mask == 0 || (user_row.data_type & mask) != 0;
-}
-
 } // namespace userdb

@@ -15,7 +15,4 @@ std::vector<std::string> kind_names(uint32_t mask = UINT32_MAX);
 /// `bad_input` for anything else.
 uint32_t kinds_from(const std::string& text);
 
-/// Whether a user is of one of the kinds in a mask. Mask 0 stands for any kind.
-bool is_of_kind(const db::UserRow& user_row, uint32_t mask);
-
 } // namespace userdb
