@@ -548,8 +548,8 @@ database=:memory: expect "! --db must name a file [2]" userdb list
 begin empty
 answers userdb <<'END'
 => ! A subcommand is required; userdb --help tells more [2]
-serach x => ! 'serach' is no command; did you mean 'search'? [2]
-'[x]' => ! '[x]' is no command; userdb --help lists them [2]
+serach x => ! 'serach' is no command; userdb --help tells more [2]
+'[x]' => ! '[x]' is no command; userdb --help tells more [2]
 get => ! USER is required; userdb --help tells more [2]
 get a 1 b:1 c => ! the user 'a' must be USER_ID:SOURCE [2]
 get a 4294967296 => ! the source '4294967296' must be a whole number from 0 to 4294967295 [2]

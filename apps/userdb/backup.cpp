@@ -52,21 +52,18 @@ status back_up(const arguments& given) {
         throw bad_input("cannot create " + given.file + ": " + std::strerror(errno));
     }
     close(created);
-    int pages = 0;
     const interruption until_copied;
     try {
         const auto to = open_database(given.file, sqlite::read_write_create);
-        pages = copy_pages(*from, *to);
+        return print_done("copied " + std::to_string(copy_pages(*from, *to)) + " pages");
     } catch (const sqlite::error& failure) {
         unlink(given.file.c_str());
-        throw userdb::failure(status::database_failed, "cannot copy " + given.database + " to " +
-                                                           given.file + ": " +
+        throw userdb::failure(status::database_failed, "cannot copy to " + given.file + ": " +
                                                            explained(failure, given.file));
-    } catch (...) {
+    } catch (const interrupted&) {
         unlink(given.file.c_str());
         throw;
     }
-    return print_done("copied " + std::to_string(pages) + " pages");
 }
 
 } // namespace userdb

@@ -124,11 +124,9 @@ void add_field_and_value(CLI::App& to, arguments& given) {
 }
 
 void add_kinds(CLI::App& to, arguments& given, const std::string& what) {
-    const std::function<void(const texts&)> take = [&given](const texts& names) {
-        given.kinds = kinds_from(joined(names, ","));
-    };
-    CLI::Option* type =
-        to.add_option_function("--type", take, what + ", or of several if it is repeated");
+    CLI::Option* type = to.add_option_function<texts>(
+        "--type", [&given](const texts& names) { given.kinds = kinds_from(joined(names, ",")); },
+        what + ", or of several if it is repeated");
     require_one_of(kind_names(), type->allow_extra_args(false));
 }
 
@@ -141,17 +139,18 @@ void add_default_type(CLI::App& to, arguments& given) {
 }
 
 void add_source(CLI::App& to, arguments& given) {
-    const std::function<void(const std::string&)> take = [&given](const std::string& text) {
-        given.source = source_of(text);
-    };
-    to.add_option_function("--source", take, "Only users of this source")->option_text("SOURCE");
+    to.add_option_function<std::string>(
+          "--source", [&given](const std::string& text) { given.source = source_of(text); },
+          "Only users of this source")
+        ->option_text("SOURCE");
 }
 
 void add_limit(CLI::App& to, arguments& given) {
-    const std::function<void(const std::string&)> take = [&given](const std::string& text) {
-        given.limit = number_of("limit", text, 1);
-    };
-    to.add_option_function("--limit", take, "Only the first N users")->option_text("N");
+    to.add_option_function<std::string>(
+          "--limit",
+          [&given](const std::string& text) { given.limit = number_of("limit", text, 1); },
+          "Only the first N users")
+        ->option_text("N");
 }
 
 void add_style(CLI::App& to, arguments& given) {
@@ -161,15 +160,6 @@ void add_style(CLI::App& to, arguments& given) {
         "--wide", given.wide,
         "Print long texts whole. Otherwise they are cut to fit the terminal, or at 40 columns "
         "if there is none");
-}
-
-/// The kinds with their bits: "contact (2)".
-std::string kinds_and_bits() {
-    texts kinds = kind_names();
-    for (std::string& kind : kinds) {
-        kind += " (" + std::to_string(kinds_from(kind)) + ')';
-    }
-    return joined(kinds, ", ");
 }
 
 struct description {
@@ -208,10 +198,11 @@ const std::vector<description> all_commands{
      {}},
     {"set",
      "Change one field of one user, and add 1 to its user_version. VALUE is 0 or 1 for star and "
-     "attention. For data-type it is a number, the sum of kinds, or kinds joined by commas: " +
-         kinds_and_bits() +
-         ". For remark it is the whole remark: a JSON object, the remark name for a new one, or an "
-         "empty text for none",
+     "attention. For data-type it is a number, the sum of kinds, or kinds joined by commas: "
+     "contact "
+     "(2), public-account (4), user (1). For remark it is the whole remark: a JSON object, the "
+     "remark name for a new one, or an "
+     "empty text for none",
      set_field,
      {add_field_and_value}},
     {"backup",
@@ -286,24 +277,16 @@ void describe(CLI::App& app, command_line& line) {
 
 /// What is wrong with a command line.
 std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
-    const texts all = app.remaining(true);
-    const auto option = std::find_if(all.begin(), all.end(),
+    const texts rest = app.remaining(true);
+    const auto option = std::find_if(rest.begin(), rest.end(),
                                      [](const auto& word) { return word.starts_with('-'); });
-    if (dynamic_cast<const CLI::ExtrasError*>(&failure) != nullptr && option != all.end()) {
-        return "unknown option " + *option + "; userdb --help tells more";
+    std::string what = without_guard(failure.what());
+    if (dynamic_cast<const CLI::ExtrasError*>(&failure) != nullptr && option != rest.end()) {
+        what = "unknown option " + *option;
+    } else if (app.get_subcommands().empty() && !rest.empty()) {
+        what = "'" + without_guard(rest[0]) + "' is no command";
     }
-    const texts rest = app.remaining();
-    if (!app.get_subcommands().empty() || rest.empty() || rest[0].starts_with('-')) {
-        return without_guard(failure.what()) + "; userdb --help tells more";
-    }
-    texts names;
-    for (const description& each : all_commands) {
-        names.emplace_back(each.name);
-    }
-    const std::string word = without_guard(rest[0]);
-    const std::string meant = closest_word(word, names);
-    return "'" + word + "' is no command; " +
-           (meant.empty() ? "userdb --help lists them" : "did you mean '" + meant + "'?");
+    return what + "; userdb --help tells more";
 }
 
 } // namespace

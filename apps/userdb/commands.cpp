@@ -39,12 +39,6 @@ db::DBUser open_store(const arguments& given) {
     return {{}, std::move(connection)};
 }
 
-/// Whether a text is USER_ID:SOURCE, the key by which the store finds a user.
-bool is_key(std::string_view text, std::string_view user_id, int32_t source) {
-    return text.starts_with(user_id) &&
-           text.substr(user_id.size()) == std::string(":").append(std::to_string(source));
-}
-
 /// Prints records, one after the other, as the arguments say.
 class record_output {
 public:
@@ -59,19 +53,16 @@ public:
         } else {
             m_table.add(user_row);
         }
-        return ++m_count < m_given.limit && m_out;
+        return ++m_count < m_given.limit && m_out.works();
     }
-    /// Prints what is held back, which may take long, so no statement may be running. Returns false
-    /// if it cannot be printed.
-    bool print_rest() {
+    /// Prints what is held back, which may take long, so no statement may be running. Returns how
+    /// the command has ended.
+    status finish() {
         if (!m_given.json && m_count > 0) {
             m_table.finish();
         }
-        return m_out.finish();
-    }
-    /// Prints what is held back, and returns how the command has ended.
-    status finish() {
-        if (!print_rest()) {
+        m_out.finish();
+        if (!m_out.works()) {
             throw output_failed("done");
         }
         const status found = m_count > 0 ? status::done : status::nothing_found;
@@ -85,23 +76,25 @@ private:
     }
     void print_json(const db::UserRow& user_row, const std::string& unfit) {
         bool is_utf8 = true;
-        m_out << to_json(user_row, is_utf8) << '\n';
-        const auto source = static_cast<int32_t>(user_row.user_source);
-        const bool has_key = is_key(user_row.local_user_id, user_row.user_id, source);
-        if (is_utf8 && unfit.empty() && has_key && !user_row.user_id.empty()) {
-            return;
-        }
-        m_is_whole = false;
-        const auto tell = [&](bool is_so, const std::string& what) {
-            if (is_so) {
-                report(what + ": " + user_key{user_row.user_id, user_row.user_source}.text());
-            }
+        m_out.write(to_json(user_row, is_utf8) + '\n');
+        const user_key key{user_row.user_id, user_row.user_source};
+        const auto complain = [&](const std::string& what) {
+            report(what + ": " + key.text());
+            m_is_whole = false;
         };
-        tell(!is_utf8, "has bytes that are no UTF-8, written as U+FFFD");
-        tell(!unfit.empty(), "has other values, which do not fit, in" + unfit);
-        tell(user_row.user_id.empty(), "has no user_id, so that no import takes it");
-        tell(!has_key,
-             "has the key '" + user_row.local_user_id + "', and an import gives it another");
+        if (!is_utf8) {
+            complain("has bytes that are no UTF-8, written as U+FFFD");
+        }
+        if (!unfit.empty()) {
+            complain("has other values, which do not fit, in" + unfit);
+        }
+        if (key.user_id.empty()) {
+            complain("has no user_id, so that no import takes it");
+        }
+        if (user_row.local_user_id != key.stored_key()) {
+            complain("has the key '" + user_row.local_user_id +
+                     "', and an import gives it another");
+        }
     }
 
     const arguments& m_given;
@@ -127,7 +120,7 @@ status print_visited(const arguments& given,
             return out.print(user_row, unfit);
         });
     } catch (const sqlite::error&) {
-        out.print_rest(); // what can be read of a damaged file
+        out.finish(); // what can be read of a damaged file
         throw;
     }
     return out.finish();
@@ -164,6 +157,9 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
         } catch (const bad_input& failure) {
             throw bad_input(lines.place() + ": " + failure.what());
         } catch (const sqlite::error& failure) {
+            if (failure.code() == SQLITE_CONSTRAINT_PRIMARYKEY) {
+                throw bad_input(lines.place() + ": key 'user_id': this user is stored already");
+            }
             throw sqlite::error(failure.code(), lines.place() + ": " + message_of(failure));
         }
         reported.update(++count, lines.share_read());
@@ -208,57 +204,33 @@ void report_if(int64_t count, const std::string& what) {
     }
 }
 
-/// The number of rows of a user whose version is NULL. No update of one field raises that.
-int64_t number_without_version(sqlite::database& connection, const user_key& key) {
-    sqlite::statement query = connection.prepare_statement(
-        "SELECT count(*) FROM users WHERE user_version IS NULL AND user_id = :user_id"
-        " AND user_source = :user_source");
-    query.bind(":user_id", key.user_id);
-    query.bind(":user_source", key.source);
-    const sqlite::result answer = connection.execute(query);
-    return (*answer.begin())[0].as<long long>();
-}
-
 /// Checks the value for a field, and returns the function that gives it to a user. That one returns
 /// the number of rows changed.
 std::function<uint32_t(db::DBUser&)> update_of(const arguments& given) {
-    const user_key& key = given.users.front();
-    if (given.field == "remark") {
-        return [&key, remark = remark_of(given.value)](db::DBUser& users) {
-            return db::DBUser::UpdateRemarkByIdAndSource(remark, key.user_id, key.source, users);
+    const auto with = [&key = given.users.front()](auto update, auto value) {
+        return [&key, update, value](db::DBUser& users) {
+            return update(value, key.user_id, key.source, users);
         };
+    };
+    if (given.field == "remark") {
+        return with(db::DBUser::UpdateRemarkByIdAndSource, remark_of(given.value));
     }
     if (given.field == "data-type") {
-        return [&key, kinds = kinds_from(given.value)](db::DBUser& users) {
-            return db::DBUser::UpdateDataTypeByIdAndSource(kinds, key.user_id, key.source, users);
-        };
+        return with(db::DBUser::UpdateDataTypeByIdAndSource, kinds_from(given.value));
     }
     if (given.value != "0" && given.value != "1") {
         throw bad_input("the value of " + given.field + " must be 0 or 1");
     }
-    const auto update = given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
-                                              : db::DBUser::UpdateIsAttentionByIdAndSource;
-    return [&key, update, is_set = given.value == "1"](db::DBUser& users) {
-        return update(is_set, key.user_id, key.source, users);
-    };
+    return with(given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
+                                      : db::DBUser::UpdateIsAttentionByIdAndSource,
+                given.value == "1");
 }
 
-/// Stores a record. Returns the number of rows stored, 0 or 1.
-uint32_t insert(db::DBUser& users, db::UserRow& user_row, const std::string& policy) {
-    if (policy == "replace") {
-        return users.InsertOrReplace(user_row);
-    }
-    if (policy == "ignore") {
-        return users.InsertOrIgnore(user_row);
-    }
-    try {
-        return users.Insert(user_row);
-    } catch (const sqlite::error& failure) {
-        if (failure.code() == SQLITE_CONSTRAINT_PRIMARYKEY) {
-            throw bad_input("key 'user_id': this user is stored already");
-        }
-        throw;
-    }
+/// The way to store a record if its user may be stored already.
+auto insert_by(const std::string& policy) {
+    return policy == "replace"  ? &db::DBUser::InsertOrReplace
+           : policy == "ignore" ? &db::DBUser::InsertOrIgnore
+                                : &db::DBUser::Insert;
 }
 
 } // namespace
@@ -271,6 +243,7 @@ status print_done(const std::string& what) {
 }
 
 status import_contacts(const arguments& given) {
+    const auto insert = insert_by(given.policy);
     line_reader lines(given.file);
     check_records(lines, given.kinds);
     int64_t stored = 0;
@@ -284,7 +257,7 @@ status import_contacts(const arguments& given) {
         const std::string row = row_number(connection);
         const int64_t before = number(connection, "SELECT max(" + row + ") FROM users");
         read = for_each_record(lines, "writing line", given.kinds, [&](db::UserRow& user_row) {
-            const uint32_t rows = insert(users, user_row, given.policy);
+            const uint32_t rows = (users.*insert)(user_row);
             stored += rows;
             without_kind += kind_names(user_row.data_type).empty() ? rows : 0;
             unreadable += is_readable(user_row.remark) ? 0 : rows;
@@ -340,11 +313,10 @@ status count_users(const arguments& given) {
 status get_users(const arguments& given) {
     db::DBUser users = open_store(given);
     std::set<std::pair<std::string, int>> asked;
-    std::map<std::string, user_key> missing; // by the key in the table
+    std::map<std::string, user_key> missing;
     for (const user_key& key : given.users) {
-        const auto source = static_cast<int>(key.source);
-        asked.emplace(key.user_id, source);
-        missing.emplace(users.make_local_user_id(key.user_id, source), key);
+        asked.emplace(key.user_id, static_cast<int>(key.source));
+        missing.emplace(key.stored_key(), key);
     }
     const status outcome = print_visited(given, [&](const visitor& visit) {
         users.WalkUsersByUserIds(asked, [&](db::UserRow& user_row) {
@@ -359,27 +331,23 @@ status get_users(const arguments& given) {
 }
 
 status update_users(const arguments& given) {
+    constexpr size_t most_named = 100;
     line_reader lines(given.file);
     check_records(lines, 0);
-    constexpr size_t most_named = 100;
-    std::vector<std::string> missing;
-    size_t updated = 0;
+    size_t missing = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
         require_all_columns(*users.GetDB());
         read = for_each_record(lines, "writing line", 0, [&](db::UserRow& row) {
-            const bool is_stored = users.Update(row) > 0;
-            updated += is_stored ? 1 : 0;
-            if (!is_stored && missing.size() < most_named) {
-                missing.push_back(lines.place() +
-                                  ": not found: " + user_key{row.user_id, row.user_source}.text());
+            if (users.Update(row) == 0 && ++missing <= most_named) {
+                report(lines.place() +
+                       ": not found: " + user_key{row.user_id, row.user_source}.text());
             }
         });
     });
-    std::for_each(missing.begin(), missing.end(), report);
-    print_done("updated " + std::to_string(updated) + ", not found " +
-               std::to_string(read - updated) + ", read " + std::to_string(read));
-    return updated > 0 ? status::done : status::nothing_found;
+    print_done("updated " + std::to_string(read - missing) + ", not found " +
+               std::to_string(missing) + ", read " + std::to_string(read));
+    return missing < read ? status::done : status::nothing_found;
 }
 
 status create_index(const arguments& given) {
@@ -392,11 +360,16 @@ status create_index(const arguments& given) {
 
 status set_field(const arguments& given) {
     const auto update = update_of(given);
+    const user_key& key = given.users.front();
     uint32_t rows = 0;
-    int64_t without_version = 0;
+    int64_t without_version = 0; // no update raises a version that is NULL
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
         rows = update(users);
-        without_version = number_without_version(*users.GetDB(), given.users.front());
+        without_version =
+            number(*users.GetDB(), "SELECT count(*) FROM users WHERE user_id = '" +
+                                       users.convert_quotation_mark(key.user_id) +
+                                       "' AND user_version IS NULL AND user_source = " +
+                                       std::to_string(key.source));
     });
     if (rows > 0 && without_version > 0) {
         report("its user_version is NULL, and stays so");

@@ -17,6 +17,10 @@ struct user_key {
     uint32_t source = 0;
 
     [[nodiscard]] std::string text() const { return user_id + ":" + std::to_string(source); }
+    /// The key by which the store finds the user.
+    [[nodiscard]] std::string stored_key() const {
+        return user_id + ":" + std::to_string(static_cast<int32_t>(source));
+    }
 };
 
 /// What a command line can say. Each command uses what it needs.

@@ -2,10 +2,10 @@
 
 #include "apps/userdb/failures.h"
 
-#include <cerrno>
+#include <filesystem>
+#include <map>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <system_error>
 
 namespace userdb {
 
@@ -18,27 +18,31 @@ bool has_users(sqlite::database& connection) {
     return found.begin() != found.end();
 }
 
-/// Whether a program was interrupted while it wrote, and a reader may not undo that.
-bool is_half_written(int code) {
-    return code == SQLITE_READONLY_ROLLBACK || code == SQLITE_READONLY_RECOVERY;
-}
+constexpr const char* half_written =
+    "a program that wrote to it was interrupted; to undo that, userdb must be allowed to write to "
+    "it and to its folder, or to a copy of it and of the files beside it";
 
-bool is_there(const std::string& path, struct stat& about) {
-    return stat(path.c_str(), &about) == 0;
-}
+/// What codes of SQLite mean. An extended code goes before its primary one.
+const std::map<int, const char*> meanings{
+    {SQLITE_READONLY_ROLLBACK, half_written},
+    {SQLITE_READONLY_RECOVERY, half_written},
+    {SQLITE_READONLY_DIRECTORY,
+     "its folder may not be written; copy it elsewhere with the files beside it"},
+    {SQLITE_READONLY, "it may not be written"},
+    {SQLITE_NOTADB, "it is no SQLite database, or an encrypted one"},
+    {SQLITE_CORRUPT, "it is damaged; .recover of the sqlite3 shell may read more of it"},
+    {SQLITE_BUSY, "another program has locked it"},
+    {SQLITE_FULL, "the disk is full"},
+};
 
-/// Why a file cannot be opened, or not be read as one.
-std::string why_not_opened(const std::string& file) {
-    struct stat about {};
-    if (is_there(file, about)) {
-        return S_ISDIR(about.st_mode) ? "it is a directory" : "it may not be opened";
-    }
-    if (errno != ENOENT && errno != ENOTDIR) {
+/// Why a file cannot be opened, which is no directory.
+std::string why_not_opened(const std::filesystem::path& file) {
+    std::error_code failure;
+    if (std::filesystem::status(file, failure).type() != std::filesystem::file_type::not_found) {
         return "it may not be opened";
     }
-    const size_t name = file.rfind('/') + 1; // 0 without a slash
-    return name > 0 && !is_there(file.substr(0, name), about) ? "its folder is missing"
-                                                              : "there is no such file";
+    const bool has_folder = exists(absolute(file, failure).parent_path(), failure);
+    return has_folder ? "there is no such file" : "its folder is missing";
 }
 
 } // namespace
@@ -47,15 +51,17 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
     if (file == ":memory:") {
         throw bad_input("--db must name a file");
     }
-    // SQLite may read a name that begins like this as a URI.
-    const bool looks_like_uri = file.starts_with("file:");
-    auto connection = std::make_shared<sqlite::database>((looks_like_uri ? "./" : "") + file, mode);
+    // SQLite may read a name that begins with "file:" as a URI.
+    const std::string path = file.starts_with("file:") ? "./" + file : file;
+    auto connection = std::make_shared<sqlite::database>(path, mode);
     try {
         if (mode != sqlite::read_write_create && !has_users(*connection)) {
             throw sqlite::error(SQLITE_ERROR, "it has no table users");
         }
     } catch (const sqlite::error& failure) {
-        if (mode == sqlite::read_only && is_half_written(failure.code())) {
+        const int code = failure.code();
+        if (mode == sqlite::read_only &&
+            (code == SQLITE_READONLY_ROLLBACK || code == SQLITE_READONLY_RECOVERY)) {
             return open_database(file, sqlite::read_write);
         }
         throw;
@@ -71,34 +77,17 @@ std::string message_of(const sqlite::error& failure) {
 }
 
 std::string explained(const sqlite::error& failure, const std::string& file) {
-    if (is_half_written(failure.code())) {
-        return "a program that wrote to it was interrupted; to undo that, userdb must be allowed "
-               "to "
-               "write to it and to its folder, or to a copy of it and of the files beside it";
+    std::error_code unknown;
+    for (const int code : {failure.code(), failure.code() & 0xff}) {
+        if (const auto meaning = meanings.find(code); meaning != meanings.end()) {
+            return meaning->second;
+        }
     }
-    if (failure.code() == SQLITE_READONLY_DIRECTORY) {
-        return "its folder may not be written; copy it elsewhere with the files beside it";
+    if (std::filesystem::is_directory(file, unknown)) {
+        return "it is a directory";
     }
-    struct stat about {};
-    switch (failure.code() & 0xff) { // the primary code
-    case SQLITE_CANTOPEN:
-        return why_not_opened(file);
-    case SQLITE_IOERR:
-        return is_there(file, about) && S_ISDIR(about.st_mode) ? "it is a directory"
-                                                               : message_of(failure);
-    case SQLITE_NOTADB:
-        return "it is no SQLite database, or an encrypted one";
-    case SQLITE_CORRUPT:
-        return "it is damaged; .recover of the sqlite3 shell may read more of it";
-    case SQLITE_BUSY:
-        return "another program has locked it";
-    case SQLITE_READONLY:
-        return "it may not be written";
-    case SQLITE_FULL:
-        return "the disk is full";
-    default:
-        return message_of(failure);
-    }
+    const bool is_opened = (failure.code() & 0xff) != SQLITE_CANTOPEN;
+    return is_opened ? message_of(failure) : why_not_opened(file);
 }
 
 } // namespace userdb

@@ -53,22 +53,13 @@ void interruption::check() {
 }
 
 void interruption::wait_for_input(int file) {
-    // The signals are blocked, except during the wait itself. So none can come unseen between the
-    // look at `noted` and the wait.
-    sigset_t ours;
-    sigset_t before;
-    sigemptyset(&ours);
-    for (const int signal : signals) {
-        sigaddset(&ours, signal);
-    }
-    pthread_sigmask(SIG_BLOCK, &ours, &before);
-    if (noted == 0) {
-        struct pollfd input {
-            file, POLLIN, 0
-        };
-        ppoll(&input, 1, nullptr, &before);
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    constexpr int milliseconds = 100; // a signal between the check and the wait is seen after these
+    struct pollfd input {
+        file, POLLIN, 0
+    };
+    do {
+        check();
+    } while (poll(&input, 1, milliseconds) == 0);
     check();
 }
 

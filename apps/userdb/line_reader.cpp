@@ -2,103 +2,92 @@
 
 #include "apps/userdb/failures.h"
 #include "apps/userdb/interruption.h"
+#include "apps/userdb/temporary_file.h"
 
+#include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace userdb {
 
+namespace {
+
+/// Copies what is left of a file. Returns its size, or -1 if it cannot be read.
+off_t copy(int from, const std::string& name, const temporary_file& to) {
+    const interruption until_copied;
+    std::array<char, 65536> bytes;
+    off_t copied = 0;
+    ssize_t size = 0;
+    do {
+        interruption::wait_for_input(from);
+        size = read(from, bytes.data(), bytes.size());
+        const auto taken = static_cast<size_t>(size > 0 ? size : 0);
+        if (to.descriptor() < 0 || to.append({bytes.data(), taken}) != taken) {
+            throw bad_input("cannot keep " + name + " in a temporary file in " +
+                            temporary_file::folder() + ": " + std::strerror(errno));
+        }
+        copied += size;
+    } while (size > 0);
+    return size == 0 ? copied : -1;
+}
+
+} // namespace
+
 line_reader::line_reader(const std::string& file)
     : m_name(file == "-" ? "standard input" : file),
-      m_file(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)),
-      m_source(m_file) {
+      m_file(file == "-" ? fdopen(dup(STDIN_FILENO), "r") : std::fopen(file.c_str(), "re"),
+             std::fclose) {
     struct stat about {};
-    require(m_file >= 0 && fstat(m_file, &about) == 0);
+    require(m_file != nullptr && fstat(fileno(m_file.get()), &about) == 0);
     if (S_ISREG(about.st_mode)) {
-        m_start = lseek(m_file, 0, SEEK_CUR);
-        m_size = static_cast<size_t>(about.st_size - m_start);
+        m_begin = ftello(m_file.get());
+        m_end = about.st_size;
     } else {
-        m_copy.emplace();
-        require_copy(m_copy->descriptor() >= 0);
+        const temporary_file kept;
+        m_end = copy(fileno(m_file.get()), m_name, kept);
+        require(m_end >= 0);
+        m_file.reset(fdopen(dup(kept.descriptor()), "r"));
     }
+    rewind();
 }
 
 line_reader::~line_reader() {
-    if (m_file > STDIN_FILENO) {
-        close(m_file);
-    }
+    std::free(m_line);
 }
 
 bool line_reader::next(std::string& line) {
-    while (next_or_blank(line)) {
-        if (line.find_first_not_of(" \t\r") != std::string::npos) {
-            return true;
+    do {
+        interruption::check();
+        ++m_number;
+        const ssize_t size = getline(&m_line, &m_capacity, m_file.get());
+        require(size >= 0 || std::ferror(m_file.get()) == 0);
+        if (size < 0) {
+            return false;
         }
-    }
-    return false;
+        m_place += size;
+        line.assign(m_line, static_cast<size_t>(size));
+    } while (line.find_first_not_of(" \t\r\n") == std::string::npos);
+    return true;
 }
 
 double line_reader::share_read() const {
-    return m_size == 0 ? 0 : static_cast<double>(m_read_bytes) / static_cast<double>(m_size);
+    return static_cast<double>(m_place - m_begin) / static_cast<double>(m_end - m_begin);
 }
 
 void line_reader::rewind() {
-    if (m_copy) {
-        m_source = m_copy->descriptor();
-        m_size = m_read_bytes;
-    }
-    require(lseek(m_source, m_start, SEEK_SET) == m_start);
-    m_read_bytes = 0;
+    require(fseeko(m_file.get(), m_begin, SEEK_SET) == 0);
+    m_place = m_begin;
     m_number = 0;
-    m_ended = false;
-}
-
-bool line_reader::next_or_blank(std::string& line) {
-    ++m_number;
-    line.clear();
-    do {
-        const size_t end = m_read.find('\n', m_begin);
-        line.append(m_read, m_begin, end - m_begin);
-        if (end != std::string::npos) {
-            m_begin = end + 1;
-            interruption::check();
-            return true;
-        }
-    } while (read_more());
-    return !line.empty();
-}
-
-bool line_reader::read_more() {
-    constexpr size_t at_once = 65536;
-    m_begin = 0;
-    m_read.resize(m_ended ? 0 : at_once);
-    if (!m_ended) {
-        interruption::wait_for_input(m_source);
-        const ssize_t size = read(m_source, m_read.data(), m_read.size());
-        interruption::check();
-        require(size >= 0);
-        m_read.resize(static_cast<size_t>(size));
-        require_copy(!m_copy || m_source != m_file || m_copy->append(m_read) == m_read.size());
-        m_read_bytes += m_read.size();
-        m_ended = size == 0; // a terminal could be read again
-    }
-    return !m_ended;
 }
 
 void line_reader::require(bool works) const {
     if (!works) {
-        const char* why = errno == EBADF ? "it is not open" : std::strerror(errno);
+        const char* why =
+            errno == EBADF || errno == EINVAL ? "it is not open" : std::strerror(errno);
         throw bad_input("cannot read " + m_name + ": " + why);
-    }
-}
-
-void line_reader::require_copy(bool works) const {
-    if (!works) {
-        throw bad_input("cannot keep " + m_name + " in a temporary file in " +
-                        temporary_file::folder() + ": " + std::strerror(errno));
     }
 }
 

@@ -2,6 +2,7 @@
 #include "apps/userdb/database_file.h"
 #include "apps/userdb/terminal.h"
 
+#include <clocale>
 #include <csignal>
 #include <fcntl.h>
 #include <iostream>
@@ -45,6 +46,7 @@ void occupy_standard_streams() {
 int main(int argc, char** argv) try {
     std::signal(SIGPIPE, SIG_DFL); // a reader that has enough ends the program quietly
     std::ios::sync_with_stdio(false);
+    std::setlocale(LC_CTYPE, "C.UTF-8"); // texts are UTF-8, whatever the locale of the user is
     occupy_standard_streams();
     const userdb::status outcome = run(argc, argv);
     if (!std::cout.flush()) {

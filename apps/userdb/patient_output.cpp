@@ -1,6 +1,8 @@
 #include "apps/userdb/patient_output.h"
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <poll.h>
 #include <unistd.h>
 
@@ -8,13 +10,17 @@ namespace userdb {
 
 namespace {
 
+bool takes_something(int within_ms) {
+    struct pollfd output {
+        STDOUT_FILENO, POLLOUT, 0
+    };
+    return poll(&output, 1, within_ms) != 0;
+}
+
 /// Waits for the reader until it has taken all.
 bool write_all(std::string_view bytes) {
     while (!bytes.empty()) {
-        struct pollfd output {
-            STDOUT_FILENO, POLLOUT, 0
-        };
-        poll(&output, 1, -1); // since the output may be one that does not block
+        takes_something(-1); // since the output may be one that does not block
         const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
         if (written < 0 && errno != EAGAIN && errno != EINTR) {
             return false;
@@ -26,7 +32,7 @@ bool write_all(std::string_view bytes) {
 
 } // namespace
 
-bool patient_output::buffer::pass_on_kept() {
+bool patient_output::pass_on_kept() {
     if (!m_kept || m_kept->descriptor() < 0) {
         return true;
     }
@@ -43,19 +49,16 @@ bool patient_output::buffer::pass_on_kept() {
 }
 
 /// Whether the reader takes something before there is no more patience.
-bool patient_output::buffer::is_ready() {
+bool patient_output::is_ready() {
     using clock = std::chrono::steady_clock;
-    struct pollfd output {
-        STDOUT_FILENO, POLLOUT, 0
-    };
     const auto start = clock::now();
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_patience);
-    const bool is_ready = poll(&output, 1, static_cast<int>(left.count())) != 0;
+    const bool is_ready = takes_something(static_cast<int>(left.count()));
     m_patience -= clock::now() - start;
     return is_ready && m_patience.count() > 0;
 }
 
-bool patient_output::buffer::put(std::string_view bytes) {
+bool patient_output::put(std::string_view bytes) {
     if (!m_kept) {
         if (is_ready()) {
             return write_all(bytes);
@@ -66,20 +69,24 @@ bool patient_output::buffer::put(std::string_view bytes) {
     return bytes.empty() || (pass_on_kept() && write_all(bytes));
 }
 
-patient_output::buffer::int_type patient_output::buffer::overflow(int_type next) {
-    if (sync() != 0) {
-        return traits_type::eof();
+void patient_output::write(std::string_view text) {
+    constexpr size_t at_once = PIPE_BUF; // a pipe takes so many, or none
+    m_bytes += text;
+    std::string_view rest = m_bytes;
+    for (; rest.size() >= at_once; rest.remove_prefix(at_once)) {
+        m_works = m_works && put(rest.substr(0, at_once));
     }
-    if (!traits_type::eq_int_type(next, traits_type::eof())) {
-        sputc(traits_type::to_char_type(next));
-    }
-    return traits_type::not_eof(next);
+    m_bytes.erase(0, m_bytes.size() - rest.size());
 }
 
-int patient_output::buffer::sync() {
-    const bool is_put = put({pbase(), static_cast<size_t>(pptr() - pbase())});
-    setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
-    return is_put ? 0 : -1;
+void patient_output::flush() {
+    m_works = m_works && put(m_bytes);
+    m_bytes.clear();
+}
+
+void patient_output::finish() {
+    flush();
+    m_works = m_works && pass_on_kept();
 }
 
 } // namespace userdb

@@ -6,8 +6,9 @@
 #include "bll/bll.shared/db2/user_columns.h"
 
 #include <algorithm>
-#include <array>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string_view>
 
 namespace userdb {
@@ -57,228 +58,175 @@ bool append_string(std::string& out, const std::string& text, bool for_terminal 
     }
 }
 
-/// Receives the parts of a JSON text in their order. A tree of them would cost time that grows with
-/// the square of the members of an object, since it looks for each new one among the earlier ones.
-class json_events : public nlohmann::json_sax<json> {
-public:
-    bool null() final { return value("null", false); }
-    bool boolean(bool is_true) final { return value(is_true ? "true" : "false", false); }
-    bool number_integer(int64_t number) final { return value(std::to_string(number), false); }
-    bool number_unsigned(uint64_t number) final { return value(std::to_string(number), false); }
-    bool number_float(double /*number*/, const std::string& digits) final {
-        return value(digits, false);
-    }
-    bool string(std::string& text) final { return value(std::move(text), true); }
-    bool binary(json::binary_t& /*bytes*/) final { return false; } // no text holds any
-    bool start_object(size_t /*size*/) final { return open('{'); }
-    bool end_object() final { return close('}'); }
-    bool start_array(size_t /*size*/) final { return open('['); }
-    bool end_array() final { return close(']'); }
+/// A member of a JSON object. Its value is a text, or JSON without blanks.
+struct member {
+    std::string key;
+    std::string value = {};
+    char kind = '\0'; // '"' for a text, '{' or '[' for JSON of that kind, '0' for all else
+};
 
+/// Reads the members of a JSON object from the parts of a text in their order. A tree of them would
+/// cost time that grows with the square of the members of an inner object, since it looks for each
+/// new one among the earlier ones.
+class member_reader {
+public:
+    /// For a whole object of this size.
+    explicit member_reader(size_t size) : m_size(size) {}
+    /// For the value alone of a member with this key.
+    explicit member_reader(const char* key) : m_depth(1), m_members{{key}} {}
+
+    bool null() { return value("null", '0'); }
+    bool boolean(bool is_true) { return value(is_true ? "true" : "false", '0'); }
+    bool number_integer(int64_t number) { return value(std::to_string(number), '0'); }
+    bool number_unsigned(uint64_t number) { return value(std::to_string(number), '0'); }
+    bool number_float(double /*number*/, const std::string& digits) { return value(digits, '0'); }
+    bool string(const std::string& text) { return value(text, '"'); }
+    bool binary(const json::binary_t& /*bytes*/) { return false; } // no text holds any
+    bool start_object(size_t /*size*/) { return open('{'); }
+    bool end_object() { return close('}'); }
+    bool start_array(size_t /*size*/) { return open('['); }
+    bool end_array() { return close(']'); }
+
+    bool key(const std::string& name) {
+        if (m_depth == 1) {
+            m_members.push_back({name});
+            return true;
+        }
+        value(name, '"');
+        m_members.back().value += ':';
+        return true;
+    }
     bool parse_error(size_t position, const std::string& /*token*/,
-                     const json::exception& /*failure*/) override {
+                     const json::exception& failure) const {
+        if (!m_members.empty() && dynamic_cast<const json::out_of_range*>(&failure) != nullptr) {
+            refuse(m_members.back().key, "a number too large");
+        }
+        require_whole(position <= m_size);
         throw bad_input("no JSON from byte " + std::to_string(position) + " on");
     }
-
-    /// A text, or a number, true, false or null as it is written.
-    virtual bool value(std::string token, bool is_text) = 0;
-    virtual bool open(char bracket) = 0;
-    virtual bool close(char bracket) = 0;
-};
-
-/// Writes the parts of a JSON text again, without blanks.
-class compact_writer : public json_events {
-public:
-    bool value(std::string token, bool is_text) override {
-        separate();
-        if (is_text) {
-            append_string(m_text, token);
-        } else {
-            m_text += token;
-        }
-        return true;
-    }
-    bool open(char bracket) override {
-        separate();
-        m_text += bracket;
-        return true;
-    }
-    bool close(char bracket) override {
-        m_text += bracket;
-        return true;
-    }
-    bool key(std::string& name) override {
-        value(name, true);
-        m_text += ':';
-        return true;
-    }
-    /// Returns what is written, and begins the next text.
-    std::string take() { return std::exchange(m_text, {}); }
+    std::vector<member> take() { return std::move(m_members); }
 
 private:
-    void separate() {
-        if (!m_text.empty() &&
-            std::string_view("{[:").find(m_text.back()) == std::string_view::npos) {
-            m_text += ',';
+    static void require_whole(bool is_whole) {
+        if (!is_whole) {
+            throw bad_input("not one whole JSON object: is the file pretty-printed?");
+        }
+    }
+    bool value(const std::string& token, char kind) {
+        require_whole(m_depth > 0);
+        begin(kind);
+        std::string& text = m_members.back().value;
+        if (kind == '"' && m_depth > 1) {
+            append_string(text, token);
+        } else {
+            text += token;
+        }
+        return true;
+    }
+    bool open(char bracket) {
+        require_whole(m_depth > 0 || bracket == '{');
+        if (m_depth == max_depth) {
+            refuse(m_members.back().key,
+                   "nested more than " + std::to_string(max_depth) + " levels deep");
+        }
+        if (m_depth > 0) {
+            begin(bracket);
+            m_members.back().value += bracket;
+        }
+        ++m_depth;
+        return true;
+    }
+    bool close(char bracket) {
+        --m_depth;
+        if (m_depth > 0) {
+            m_members.back().value += bracket;
+        }
+        return true;
+    }
+    void begin(char kind) {
+        member& last = m_members.back();
+        if (m_depth == 1) {
+            last.kind = kind;
+        } else if (std::string_view("{[:").find(last.value.back()) == std::string_view::npos) {
+            last.value += ',';
         }
     }
 
-    std::string m_text;
+    size_t m_size = std::numeric_limits<size_t>::max();
+    size_t m_depth = 0;
+    std::vector<member> m_members;
 };
 
-/// The text without blanks and escapes that it need not have, if it is a JSON object or array.
-/// Otherwise the text as it is.
-std::string compacted(std::string text) {
+/// JSON without blanks and escapes that it need not have. Throws `bad_input` if it is none.
+std::string compact(const std::string& text) {
+    member_reader reader("remark");
+    json::sax_parse(text, &reader);
+    return reader.take().front().value;
+}
+
+/// Whether the first character that is not blank is one of these.
+bool begins_with(const std::string& text, const char* characters) {
     const size_t first = text.find_first_not_of(" \t\r\n");
-    const bool may_be = first != std::string::npos && (text[first] == '{' || text[first] == '[') &&
-                        text.find('\0') == std::string::npos; // the parser would stop there
-    compact_writer writer;
+    return first != std::string::npos &&
+           std::string_view(characters).find(text[first]) != std::string_view::npos;
+}
+
+/// The same for a JSON object or array. Returns other texts as they are.
+std::string compact_if_json(const std::string& text) {
     try {
-        return may_be && json::sax_parse(text, &writer) ? writer.take() : text;
+        const bool may_be = begins_with(text, "{[") && text.find('\0') == std::string::npos;
+        return may_be ? compact(text) : text;
     } catch (const bad_input&) {
         return text;
     }
 }
 
 /// The mask for names of kinds: a text that joins them by commas, or the text of a JSON array.
-uint32_t kinds_of(const std::string& names) {
-    return kinds_from(names.starts_with('[')
-                          ? joined(json::parse(names).get<std::vector<std::string>>(), ",")
-                          : names);
+uint32_t kinds_of(const member& given) try {
+    return kinds_from(given.kind == '['
+                          ? joined(json::parse(given.value).get<std::vector<std::string>>(), ",")
+                          : given.value);
+} catch (const bad_input& failure) {
+    refuse(given.key, failure.what());
+} catch (const json::exception&) {
+    refuse(given.key, "an array of it must have names of kinds");
 }
 
-/// The position of a name in `db::user_column_names`, or their number if it is not there.
-constexpr size_t column_of(std::string_view name) {
-    return static_cast<size_t>(
-        std::find(db::user_column_names.begin(), db::user_column_names.end(), name) -
-        db::user_column_names.begin());
+void put(std::string& field, const member& given) {
+    const bool is_text = given.kind == '"';
+    const bool may_be_structured = given.key == "remark" || given.key == "group_info";
+    if (!is_text && (!may_be_structured || given.kind == '0')) {
+        refuse(given.key,
+               may_be_structured ? "must be a text, an object or an array" : "must be a text");
+    }
+    field = is_text && may_be_structured ? compact_if_json(given.value) : given.value;
 }
 
-/// Fills a record.
-class record_reader : public json_events {
-public:
-    /// The size is that of the JSON text.
-    record_reader(db::UserRow& user_row, size_t size) : m_row(user_row), m_size(size) {}
+template <std::integral Integer>
+void put(Integer& field, const member& given) {
+    if (given.key == "data_type" && given.kind != '0') {
+        field = static_cast<Integer>(kinds_of(given));
+        return;
+    }
+    const std::optional<Integer> number = whole_number<Integer>(given.value);
+    if (given.kind != '0' || !number) {
+        refuse(given.key, must_be_whole_number<Integer>());
+    }
+    field = *number;
+}
 
-    bool value(std::string token, bool is_text) override {
-        if (m_depth > 1) {
-            m_structure.value(std::move(token), is_text);
-        } else {
-            assign(std::move(token), is_text);
+void put(db::UserRow& user_row, const member& given) {
+    bool is_known = false;
+    db::for_each_user_column([&](const auto& column) {
+        if (!is_known && given.key == column.name) {
+            is_known = true;
+            put(user_row.*column.field, given);
         }
-        return true;
+    });
+    if (!is_known) {
+        refuse(given.key, "unknown");
     }
-    bool key(std::string& name) override {
-        if (m_depth > 1) {
-            m_structure.key(name);
-            return true;
-        }
-        const size_t column = column_of(name);
-        if (column == db::user_column_names.size()) {
-            refuse(name, "unknown");
-        }
-        m_column = column;
-        if (std::exchange(m_given[m_column], true)) {
-            refuse(name, "given twice");
-        }
-        return true;
-    }
-    bool parse_error(size_t position, const std::string& token,
-                     const json::exception& failure) override {
-        if (m_depth > 0 && dynamic_cast<const json::out_of_range*>(&failure) != nullptr) {
-            refuse(key_name(), "a number too large");
-        }
-        if (position > m_size) {
-            refuse_whole();
-        }
-        return json_events::parse_error(position, token, failure);
-    }
-    bool open(char bracket) override {
-        if (m_depth == 0 && bracket != '{') {
-            refuse_whole();
-        }
-        if (m_depth == max_depth) {
-            refuse(key_name(), "nested more than " + std::to_string(max_depth) + " levels deep");
-        }
-        if (m_depth == 1 && !may_be_structured()) {
-            assign({}, false);
-        }
-        if (m_depth > 0) {
-            m_structure.open(bracket);
-        }
-        ++m_depth;
-        return true;
-    }
-    bool close(char bracket) override {
-        --m_depth;
-        if (m_depth > 0) {
-            m_structure.close(bracket);
-        }
-        if (m_depth == 1) {
-            assign(m_structure.take(), true);
-        }
-        return true;
-    }
-    [[nodiscard]] bool has_user_id() const { return m_given[column_of("user_id")]; }
-
-private:
-    [[noreturn]] static void refuse_whole() {
-        throw bad_input("not one whole JSON object: is the file pretty-printed?");
-    }
-    [[nodiscard]] std::string key_name() const { return db::user_column_names[m_column]; }
-    [[nodiscard]] bool is_kind() const { return m_column == column_of("data_type"); }
-    [[nodiscard]] bool may_be_structured() const {
-        return m_column == column_of("remark") || m_column == column_of("group_info") || is_kind();
-    }
-    /// Puts a value into the field of the present key, which takes either texts or numbers.
-    void assign(std::string value, bool is_text) {
-        if (m_depth == 0) {
-            refuse_whole();
-        }
-        size_t column_number = 0;
-        db::for_each_user_column([&](const auto& column) {
-            if (column_number++ == m_column) {
-                put(m_row.*column.field, std::move(value), is_text);
-            }
-        });
-    }
-    void put(std::string& field, std::string value, bool is_text) const {
-        if (!is_text) {
-            refuse(key_name(), may_be_structured() ? "must be a text, an object or an array"
-                                                   : "must be a text");
-        }
-        field = may_be_structured() ? compacted(std::move(value)) : std::move(value);
-    }
-    template <std::integral Integer>
-    void put(Integer& field, const std::string& value, bool is_text) const {
-        const std::optional<Integer> number = whole_number<Integer>(value);
-        if (is_text && is_kind()) {
-            field = static_cast<Integer>(kinds(value));
-            return;
-        }
-        if (is_text || !number) {
-            refuse(key_name(), must_be_whole_number<Integer>());
-        }
-        field = *number;
-    }
-
-    [[nodiscard]] uint32_t kinds(const std::string& names) const {
-        try {
-            return kinds_of(names);
-        } catch (const bad_input& failure) {
-            refuse(key_name(), failure.what());
-        } catch (const json::exception&) {
-            refuse(key_name(), "an array of it must have names of kinds");
-        }
-    }
-
-    db::UserRow& m_row;
-    size_t m_size;
-    size_t m_depth = 0;
-    size_t m_column = 0; // the one that the last key of the record names
-    std::array<bool, db::user_column_names.size()> m_given{};
-    compact_writer m_structure; // the object or array that is the value of that key
-};
+}
 
 } // namespace
 
@@ -305,28 +253,26 @@ db::UserRow from_json(const std::string& json_text, uint32_t kinds) {
     if (json_text.find('\0') != std::string::npos) {
         throw bad_input("there is a NUL byte in the line"); // the parser would stop there
     }
+    member_reader reader(json_text.size());
+    json::sax_parse(json_text, &reader);
     db::UserRow user_row;
     user_row.data_type = kinds;
-    record_reader reader(user_row, json_text.size());
-    json::sax_parse(json_text, &reader);
-    if (!reader.has_user_id()) {
-        refuse("user_id", "missing");
+    std::set<std::string> keys;
+    for (const member& each : reader.take()) {
+        if (!keys.insert(each.key).second) {
+            refuse(each.key, "given twice");
+        }
+        put(user_row, each);
     }
     if (user_row.user_id.empty()) {
-        refuse("user_id", "empty");
+        refuse("user_id", keys.contains("user_id") ? "empty" : "missing");
     }
     return user_row;
 }
 
 std::string remark_of(const std::string& text) {
-    if (text.empty()) {
-        return {};
-    }
-    const size_t first = text.find_first_not_of(" \t\r\n");
-    if (first != std::string::npos && text[first] == '{') {
-        compact_writer writer;
-        json::sax_parse(text, static_cast<json_events*>(&writer));
-        return writer.take();
+    if (text.empty() || begins_with(text, "{")) {
+        return text.empty() ? text : compact(text);
     }
     std::string remark = R"({"remark_name":)";
     if (!append_string(remark, text)) {

@@ -5,7 +5,6 @@
 #include "apps/userdb/text.h"
 
 #include <algorithm>
-#include <clocale>
 #include <cwchar>
 #include <limits>
 #include <numeric>
@@ -21,23 +20,6 @@ constexpr size_t key_columns = 2;      // are never cut: they say who the user i
 constexpr size_t narrowest = 8;        // no column is cut below this on a screen
 constexpr size_t most_off_screen = 40; // the width of a cell if there is no screen
 constexpr size_t most_bytes = 4096;    // of a text that is looked at; no screen shows so many
-
-/// While it lives, this thread reads texts as UTF-8, whatever the user's locale is.
-class utf8_locale {
-public:
-    utf8_locale() : m_before(uselocale(utf8())) {}
-    ~utf8_locale() { uselocale(m_before); }
-    utf8_locale(const utf8_locale&) = delete;
-    utf8_locale& operator=(const utf8_locale&) = delete;
-
-private:
-    static locale_t utf8() {
-        static locale_t once = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-        return once;
-    }
-
-    locale_t m_before;
-};
 
 /// Whether a character turns the direction of writing, and so how the text around it reads.
 bool is_direction_mark(wchar_t character) {
@@ -87,13 +69,11 @@ std::string cut(std::string_view text, size_t width) {
 } // namespace
 
 std::string printable_text(const std::string& text) {
-    const utf8_locale utf8;
     return printable(text).text;
 }
 
 void table_writer::add(const db::UserRow& user_row) {
     constexpr size_t held_back = 100;
-    const utf8_locale utf8;
     const auto cell = [this](std::string_view text) {
         return printable(m_layout.is_wide ? text : text.substr(0, most_bytes));
     };
@@ -104,7 +84,7 @@ void table_writer::add(const db::UserRow& user_row) {
                      cell(joined(member_texts(user_row.remark, "remark_name"), ", ")),
                      cell(joined(member_texts(user_row.group_info, "nick_name"), ", "))};
     if (m_is_measured) {
-        m_out << text_of(cells) << '\n';
+        m_out.write(text_of(cells) + '\n');
         return;
     }
     m_first.push_back(std::move(cells));
@@ -120,16 +100,16 @@ void table_writer::finish() {
 }
 
 void table_writer::write_first(bool may_grow) {
-    const utf8_locale utf8;
     const table_line head{printable("USER ID"), printable("SOURCE"),      printable("KIND"),
                           printable("NAME"),    printable("REMARK NAME"), printable("NICK NAMES")};
     measure(head, may_grow);
-    m_out << (m_layout.bold_head ? "\033[1m" : "") << text_of(head)
-          << (m_layout.bold_head ? "\033[m" : "") << '\n';
+    const auto [begin_bold, end_bold] =
+        m_layout.bold_head ? std::pair("\033[1m", "\033[m") : std::pair("", "");
+    m_out.write(begin_bold + text_of(head) + end_bold + '\n');
     for (const table_line& cells : m_first) {
-        m_out << text_of(cells) << '\n';
+        m_out.write(text_of(cells) + '\n');
     }
-    m_out << std::flush;
+    m_out.flush();
     m_first.clear();
 }
 

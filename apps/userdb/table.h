@@ -1,10 +1,10 @@
 #pragma once
 
+#include "apps/userdb/patient_output.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <array>
 #include <cstddef>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -32,8 +32,8 @@ public:
         bool bold_head = false;
     };
 
-    /// The stream must outlive this.
-    table_writer(std::ostream& out, const layout& layout) : m_out(out), m_layout(layout) {}
+    /// The output must outlive this.
+    table_writer(patient_output& out, const layout& layout) : m_out(out), m_layout(layout) {}
 
     /// Holds back the first hundred records, since they decide how wide the columns are.
     void add(const db::UserRow& user_row);
@@ -51,7 +51,7 @@ private:
     void fit_screen(bool may_grow);
     [[nodiscard]] std::string text_of(const table_line& cells) const;
 
-    std::ostream& m_out;
+    patient_output& m_out;
     layout m_layout;
     std::vector<table_line> m_first;
     bool m_is_measured = false;

@@ -18,26 +18,21 @@ constexpr int64_t highest = std::numeric_limits<int64_t>::max();
 /// An SQL expression that names the columns whose values do not fit, or is empty. Most rows need
 /// only the first test, which looks at all columns at once; it also fails for some that do fit.
 std::string unfit_columns() {
-    std::vector<std::string> unsigned_columns;
-    std::string names;
+    std::vector<std::string> columns;
+    std::string unfit;
     db::for_each_user_column([&](const auto& column) {
         using value = std::remove_cvref_t<decltype(std::declval<db::UserRow>().*column.field)>;
         if constexpr (std::is_integral_v<value>) {
-            const std::string name = column.name;
-            const std::string number = "CAST(" + name + " AS INTEGER)";
-            std::string fault = number + " IS NOT " + name;
-            if constexpr (std::is_unsigned_v<value>) {
-                unsigned_columns.push_back(name);
-                fault += " OR " + number + " NOT BETWEEN 0 AND 4294967295";
-            }
-            names.append(names.empty() ? "" : " || ")
-                .append("CASE WHEN " + fault + " THEN ' " + name + "' ELSE '' END");
+            const std::string name = columns.emplace_back(column.name);
+            unfit += " || CASE WHEN typeof(" + name + ") NOT IN ('integer', 'null') OR " + name +
+                     " NOT BETWEEN " + std::to_string(std::numeric_limits<value>::min()) + " AND " +
+                     std::to_string(std::numeric_limits<value>::max()) + " THEN ' " + name +
+                     "' ELSE '' END";
         }
     });
-    const std::string all = joined(unsigned_columns, ",");
+    const std::string all = joined(columns, ",");
     return "CASE WHEN min(" + all + ") >= 0 AND max(" + all + ") <= 4294967295 AND typeof(" +
-           joined(unsigned_columns, "+") + ") = 'integer' AND typeof(user_version) = 'integer'" +
-           " THEN '' ELSE " + names + " END";
+           joined(columns, "+") + ") = 'integer' THEN '' ELSE ''" + unfit + " END";
 }
 
 /// Reads the rows from a number on.
@@ -48,26 +43,24 @@ public:
           m_statement(connection.prepare_uncached_statement(
               "SELECT *, " + row_number(connection) + " AS userdb_row, " + unfit_columns() +
               " AS userdb_unfit FROM users WHERE userdb_row >= :first" +
-              (condition.empty() ? "" : " AND " + condition))) {}
+              (condition.empty() ? "" : " AND " + condition) + " ORDER BY userdb_row")) {}
 
     /// Goes to the end. Reports what cannot be read, and throws at last if there is something.
     void go() {
         std::optional<sqlite::error> damage;
-        while (true) {
+        for (bool goes_on = true; goes_on;) {
             try {
                 read();
-                break;
+                goes_on = false;
             } catch (const sqlite::error& failure) {
                 if ((failure.code() & 0xff) != SQLITE_CORRUPT) {
                     throw;
                 }
                 damage = failure;
-            }
-            if (!skip()) {
-                break;
+                goes_on = skip();
             }
         }
-        report_gap(true);
+        report_gap("the end");
         if (damage) {
             throw sqlite::error(*damage);
         }
@@ -86,7 +79,7 @@ private:
         for (const sqlite::row& row : found) {
             if (positions.empty()) {
                 row.find_columns(names, positions);
-                report_gap(false);
+                report_gap(std::to_string(m_next - 1));
             }
             std::apply(
                 [&](const auto&... column) {
@@ -111,10 +104,9 @@ private:
         m_next += goes_on ? step : 0;
         return goes_on;
     }
-    void report_gap(bool is_open) {
+    void report_gap(const std::string& last) {
         if (m_gap) {
-            report("cannot read the users in rows " + std::to_string(*m_gap) + " to " +
-                   (is_open ? "the end" : std::to_string(m_next - 1)));
+            report("cannot read the users in rows " + std::to_string(*m_gap) + " to " + last);
             m_gap.reset();
         }
     }
@@ -129,14 +121,11 @@ private:
 } // namespace
 
 void require_all_columns(sqlite::database& connection) {
-    sqlite::statement column = connection.prepare_statement(
-        "SELECT 1 FROM pragma_table_info('users') WHERE name = :name COLLATE NOCASE");
     std::vector<std::string> missing;
-    for (const char* name : db::user_column_names) {
-        column.bind(":name", name);
-        const sqlite::result found = connection.execute(column);
-        if (found.begin() == found.end()) {
-            missing.emplace_back(name);
+    for (const std::string name : db::user_column_names) {
+        if (number(connection, "SELECT count(*) FROM pragma_table_info('users') WHERE name = '" +
+                                   name + "' COLLATE NOCASE") == 0) {
+            missing.push_back(name);
         }
     }
     if (!missing.empty()) {
@@ -151,11 +140,10 @@ int64_t number(sqlite::database& connection, const std::string& sql) {
 
 std::string row_number(sqlite::database& connection) {
     try {
-        const bool is_table =
-            number(connection, "SELECT count(*) FROM sqlite_master WHERE "
-                               "type = 'table' AND name = 'users' COLLATE NOCASE") > 0;
+        const auto tables = number(connection, "SELECT count(*) FROM sqlite_master WHERE "
+                                               "type = 'table' AND name = 'users' COLLATE NOCASE");
         connection.execute("SELECT _rowid_ FROM users LIMIT 0");
-        return is_table ? "_rowid_" : "0";
+        return tables > 0 ? "_rowid_" : "0";
     } catch (const sqlite::error&) {
         return "0";
     }

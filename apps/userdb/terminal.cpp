@@ -37,9 +37,7 @@ void progress::update(size_t count, double share) {
     }
     std::cerr << '\r' << m_doing << ' ' << count;
     if (share > 0) {
-        const double seconds = std::chrono::duration<double>(now - m_start).count();
-        std::cerr << ", " << static_cast<int>(100 * share) << " %, "
-                  << static_cast<int>(seconds * (1 - share) / share) + 1 << " s left";
+        std::cerr << ", " << static_cast<int>(100 * share) << " %";
     }
     std::cerr << "\033[K" << std::flush;
     m_last = now;

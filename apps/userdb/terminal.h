@@ -25,8 +25,7 @@ public:
     progress(const progress&) = delete;
     progress& operator=(const progress&) = delete;
 
-    /// The share of the work that is done is from 0 to 1, and gives the time left. It is 0 if
-    /// nobody knows it.
+    /// The share of the work that is done is from 0 to 1, or 0 if nobody knows it.
     void update(size_t count, double share);
 
 private:
@@ -34,8 +33,7 @@ private:
 
     std::string m_doing;
     bool m_is_visible = false;
-    clock::time_point m_start = clock::now();
-    clock::time_point m_last = m_start;
+    clock::time_point m_last = clock::now();
 };
 
 } // namespace userdb

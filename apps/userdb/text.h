@@ -17,9 +17,6 @@ std::string joined(const std::vector<std::string>& texts, const char* separator)
 /// line goes on below the last column of what it lists. 0 columns leave the text as it is.
 std::string wrapped(const std::string& text, size_t columns);
 
-/// The word that is most like a misspelt one; empty if none is like it.
-std::string closest_word(const std::string& misspelt, const std::vector<std::string>& words);
-
 /// The whole number that a text is in decimal. None if it is no such number, or one that `Number`
 /// cannot hold.
 template <std::integral Number>
