@@ -135,11 +135,11 @@ dd if=/dev/zero bs=1 count=1000000 oflag=nonblock status=none >&3 2>/dev/null ||
 told=$!
 until [ "$(sqlite3 told.db "SELECT count(*) FROM users" 2>/dev/null)" = 21 ]; do sleep 0.01; done
 kill -TERM $told
-(exec 3<&-; exec tr -d '\0' <pipe >said) &
-exec 3<&-
+exec 4<pipe 3<&- # there is a reader all the time
+tr -d '\0' <&4 >said
+exec 4<&-
 status=0
 wait $told || status=$?
-wait
 expect "a signal behind the commit" "status 0: stored 21, ignored 0, read 21" \
     "status $status: $(cat said)"
 
@@ -153,9 +153,9 @@ for file in new journal wal; do
     end_import >ended
     expect "the kill, $file" "status 153: " "$(cat ended)"
     log=users.db-${file/new/journal}
-    expect "a log that is not empty, $file" yes "$([ ! -s $log ] || echo yes)"
+    expect "a log that is not empty, $file" yes "$([ ! -s "$log" ] || echo yes)"
     rm -f new.db*
-    cp $log new.db-${file/new/journal}
+    cp "$log" new.db-${file/new/journal}
     expect "a new file beside the log of an old one, $file" "stored 21, ignored 0, read 21
 21
 ok" "$("$userdb" --db new.db import "$contacts" 2>&1 | grep -v 'of no kind'; "$userdb" --db new.db count 2>&1

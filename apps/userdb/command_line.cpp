@@ -123,19 +123,14 @@ void add_field_and_value(CLI::App& to, arguments& given) {
     });
 }
 
-void add_kinds(CLI::App& to, arguments& given, const std::string& what) {
+void add_type(CLI::App& to, arguments& given) {
+    const char* what = to.get_name() == "import"
+                           ? "Users whose lines have no data_type are of this kind"
+                           : "Only users of this kind";
     CLI::Option* type = to.add_option_function<texts>(
         "--type", [&given](const texts& names) { given.kinds = kinds_from(joined(names, ",")); },
-        what + ", or of several if it is repeated");
+        what + std::string(", or of several if it is repeated"));
     require_one_of(kind_names(), type->allow_extra_args(false));
-}
-
-void add_type(CLI::App& to, arguments& given) {
-    add_kinds(to, given, "Only users of this kind");
-}
-
-void add_default_type(CLI::App& to, arguments& given) {
-    add_kinds(to, given, "Users whose lines have no data_type are of this kind");
 }
 
 void add_source(CLI::App& to, arguments& given) {
@@ -173,7 +168,7 @@ const std::vector<description> all_commands{
     {"import",
      "Store the users in a file. If a line is bad, none is stored",
      import_contacts,
-     {add_contacts, add_policy, add_default_type}},
+     {add_contacts, add_policy, add_type}},
     {"export", "Print every user as one line of JSON, as import reads it", export_users, {}},
     {"search",
      "Find contacts by name, remark name or group nick name",

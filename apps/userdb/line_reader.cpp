@@ -2,7 +2,6 @@
 
 #include "apps/userdb/failures.h"
 #include "apps/userdb/interruption.h"
-#include "apps/userdb/temporary_file.h"
 
 #include <array>
 #include <cerrno>
@@ -16,7 +15,7 @@ namespace userdb {
 namespace {
 
 /// Copies what is left of a file. Returns its size, or -1 if it cannot be read.
-off_t copy(int from, const std::string& name, const temporary_file& to) {
+off_t copy(int from, const std::string& name, std::FILE* to) {
     const interruption until_copied;
     std::array<char, 65536> bytes;
     off_t copied = 0;
@@ -24,10 +23,12 @@ off_t copy(int from, const std::string& name, const temporary_file& to) {
     do {
         interruption::wait_for_input(from);
         size = read(from, bytes.data(), bytes.size());
+        interruption::check();
         const auto taken = static_cast<size_t>(size > 0 ? size : 0);
-        if (to.descriptor() < 0 || to.append({bytes.data(), taken}) != taken) {
+        if (to == nullptr || std::fwrite(bytes.data(), 1, taken, to) != taken ||
+            std::fflush(to) != 0) {
             throw bad_input("cannot keep " + name + " in a temporary file in " +
-                            temporary_file::folder() + ": " + std::strerror(errno));
+                            temporary_folder() + ": " + std::strerror(errno));
         }
         copied += size;
     } while (size > 0);
@@ -38,18 +39,17 @@ off_t copy(int from, const std::string& name, const temporary_file& to) {
 
 line_reader::line_reader(const std::string& file)
     : m_name(file == "-" ? "standard input" : file),
-      m_file(file == "-" ? fdopen(dup(STDIN_FILENO), "r") : std::fopen(file.c_str(), "re"),
-             std::fclose) {
+      m_file(file == "-" ? fdopen(dup(STDIN_FILENO), "r") : std::fopen(file.c_str(), "re")) {
     struct stat about {};
     require(m_file != nullptr && fstat(fileno(m_file.get()), &about) == 0);
     if (S_ISREG(about.st_mode)) {
         m_begin = ftello(m_file.get());
         m_end = about.st_size;
     } else {
-        const temporary_file kept;
-        m_end = copy(fileno(m_file.get()), m_name, kept);
+        file_pointer kept = temporary_file();
+        m_end = copy(fileno(m_file.get()), m_name, kept.get());
         require(m_end >= 0);
-        m_file.reset(fdopen(dup(kept.descriptor()), "r"));
+        m_file = std::move(kept);
     }
     rewind();
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "apps/userdb/temporary_file.h"
+
 #include <cstddef>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <sys/types.h>
 
@@ -33,8 +33,8 @@ private:
     void require(bool works) const; // or throws that the file cannot be read
 
     std::string m_name;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_file; // the copy, if one is kept
-    off_t m_begin = 0;                                      // where reading began
+    file_pointer m_file; // the copy, if one is kept
+    off_t m_begin = 0;   // where reading began
     off_t m_end = 0;
     off_t m_place = 0;      // of the next line
     char* m_line = nullptr; // the one that was read last, allocated by the C library

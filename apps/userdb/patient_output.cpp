@@ -1,5 +1,6 @@
 #include "apps/userdb/patient_output.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -33,19 +34,18 @@ bool write_all(std::string_view bytes) {
 } // namespace
 
 bool patient_output::pass_on_kept() {
-    if (!m_kept || m_kept->descriptor() < 0) {
-        return true;
-    }
-    const int file = m_kept->descriptor();
     std::array<char, 65536> bytes;
-    ssize_t size = 0;
-    for (off_t place = 0; (size = pread(file, bytes.data(), bytes.size(), place)) > 0;) {
-        if (!write_all({bytes.data(), static_cast<size_t>(size)})) {
+    for (off_t place = 0; place < m_kept_size;) {
+        const auto most = std::min<off_t>(m_kept_size - place, bytes.size());
+        const ssize_t size =
+            pread(fileno(m_kept.get()), bytes.data(), static_cast<size_t>(most), place);
+        if (size <= 0 || !write_all({bytes.data(), static_cast<size_t>(size)})) {
             return false;
         }
         place += size;
     }
-    return size == 0 && ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) == 0;
+    m_kept_size = 0;
+    return m_kept == nullptr || ftruncate(fileno(m_kept.get()), 0) == 0;
 }
 
 /// Whether the reader takes something before there is no more patience.
@@ -59,14 +59,19 @@ bool patient_output::is_ready() {
 }
 
 bool patient_output::put(std::string_view bytes) {
-    if (!m_kept) {
-        if (is_ready()) {
-            return write_all(bytes);
-        }
-        m_kept.emplace();
+    if (m_patience.count() > 0 && is_ready()) {
+        return write_all(bytes);
     }
-    bytes.remove_prefix(m_kept->append(bytes));
-    return bytes.empty() || (pass_on_kept() && write_all(bytes));
+    if (m_kept == nullptr) {
+        m_kept = temporary_file();
+    }
+    const auto size = static_cast<ssize_t>(bytes.size());
+    if (m_kept == nullptr ||
+        pwrite(fileno(m_kept.get()), bytes.data(), bytes.size(), m_kept_size) != size) {
+        return pass_on_kept() && write_all(bytes); // there is no room
+    }
+    m_kept_size += size;
+    return true;
 }
 
 void patient_output::write(std::string_view text) {

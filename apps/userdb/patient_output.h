@@ -3,9 +3,9 @@
 #include "apps/userdb/temporary_file.h"
 
 #include <chrono>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 namespace userdb {
 
@@ -31,7 +31,8 @@ private:
     std::string m_bytes; // fewer than a pipe takes at once
     bool m_works = true;
     std::chrono::nanoseconds m_patience{std::chrono::seconds(1)};
-    std::optional<temporary_file> m_kept;
+    file_pointer m_kept;
+    off_t m_kept_size = 0;
 };
 
 } // namespace userdb

@@ -138,12 +138,9 @@ void table_writer::fit_screen(bool may_grow) {
         return std::accumulate(m_widths.begin(), m_widths.end(), gap * (columns - 1));
     };
     const auto first_text = m_widths.begin() + key_columns;
-    const auto shrink_widest = [](auto begin, auto end) {
-        const auto widest = std::max_element(begin, end);
-        return *widest > narrowest && (--*widest, true);
-    };
-    while (used() > m_layout.screen && (shrink_widest(first_text, m_widths.end()) ||
-                                        shrink_widest(m_widths.begin(), first_text))) {
+    const auto widest = [&] { return std::max_element(first_text, m_widths.end()); };
+    while (used() > m_layout.screen && *widest() > narrowest) {
+        --*widest();
     }
     for (size_t i = 0; may_grow && used() < m_layout.screen; ++i) {
         m_widths[i % columns] += i % columns == 1 ? 0 : 1; // a source needs no more

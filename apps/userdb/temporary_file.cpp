@@ -6,31 +6,19 @@
 
 namespace userdb {
 
-std::string temporary_file::folder() {
+std::string temporary_folder() {
     const char* named = std::getenv("TMPDIR");
     return named != nullptr && *named != '\0' ? named : "/tmp";
 }
 
-temporary_file::temporary_file() {
-    std::string name = folder() + "/userdb-XXXXXX";
-    m_file = mkostemp(name.data(), O_CLOEXEC);
-    unlink(name.c_str());
-}
-
-temporary_file::~temporary_file() {
-    close(m_file);
-}
-
-size_t temporary_file::append(std::string_view bytes) const {
-    size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t more = write(m_file, bytes.data() + written, bytes.size() - written);
-        if (more < 0) {
-            break;
-        }
-        written += static_cast<size_t>(more);
+file_pointer temporary_file() {
+    std::string name = temporary_folder() + "/userdb-XXXXXX";
+    const int file = mkostemp(name.data(), O_CLOEXEC);
+    if (file < 0) {
+        return nullptr;
     }
-    return written;
+    unlink(name.c_str());
+    return file_pointer(fdopen(file, "w+"));
 }
 
 } // namespace userdb
