@@ -60,7 +60,7 @@ public:
                 goes_on = skip();
             }
         }
-        report_gap("the end");
+        report_gap(true);
         if (damage) {
             throw sqlite::error(*damage);
         }
@@ -79,7 +79,7 @@ private:
         for (const sqlite::row& row : found) {
             if (positions.empty()) {
                 row.find_columns(names, positions);
-                report_gap(std::to_string(m_next - 1));
+                report_gap(false);
             }
             std::apply(
                 [&](const auto&... column) {
@@ -104,9 +104,10 @@ private:
         m_next += goes_on ? step : 0;
         return goes_on;
     }
-    void report_gap(const std::string& last) {
+    void report_gap(bool is_open) {
         if (m_gap) {
-            report("cannot read the users in rows " + std::to_string(*m_gap) + " to " + last);
+            report("cannot read the users in rows " + std::to_string(*m_gap) + " to " +
+                   (is_open ? "the end" : std::to_string(m_next - 1)));
             m_gap.reset();
         }
     }
