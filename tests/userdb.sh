@@ -156,6 +156,8 @@ index                           => indexed
 update - <<<'{"user_id":"me","user_source":1,"is_attention":1}' => updated 1, not found 0, read 1 "user_name":"" "name_spell":"" "user_version":0 "gender":0 "data_type":0
 END
 expect 3 sqlite3 users.db "SELECT count(*) FROM pragma_index_list('users')" # one is the primary key's
+equal <(sqlite3 users.db "SELECT user_id FROM users WHERE data_type & 2 ORDER BY rowid") \
+    <(userdb list --type contact --json | sed -E 's/^\{"user_id":"([^"]*)".*/\1/') "contacts by the index"
 answers userdb <<'END'
 set star nobody 1 1             => ! nothing found [1]
 set remark me:1 '{x'            => ! no JSON from byte 2 on [2]

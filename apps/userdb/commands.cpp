@@ -138,9 +138,19 @@ std::string condition(const arguments& given) {
     return joined(conditions, " AND ");
 }
 
+constexpr auto contact_kind = static_cast<uint32_t>(db::UserDataType::USERDATA_CONTACT);
+
 status print_users(const arguments& given) {
     return print_visited(given, [&](const visitor& visit) {
-        visit_users(*open_to_read(given), condition(given), visit);
+        const auto connection = open_to_read(given);
+        std::string wanted = condition(given);
+        if (given.kinds == contact_kind &&
+            number(*connection, "SELECT count(*) FROM sqlite_master WHERE name = 'users_contacts' "
+                                "AND type = 'index' AND tbl_name = 'users'") > 0) {
+            // By the index, and in the order of the table all the same.
+            wanted += " AND _rowid_ IN (SELECT _rowid_ FROM users WHERE data_type & 2)";
+        }
+        visit_users(*connection, wanted, visit);
     });
 }
 

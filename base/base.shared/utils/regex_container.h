@@ -28,8 +28,9 @@ struct RegexTree;
 /// Plain text with runs between (`.*`, `[^"]*`) is looked for directly, however long. All else is
 /// for the C library's engine, whose cost is bounded: what could take over 0.1 s, 64 MB or 128 KB
 /// of stack to compile, or 50 ms to match with 1 KB of text, is refused as an invalid pattern is.
-/// The rule is the same for all engines. What may be missing at both ends of a match is left out
-/// first, and intervals are written out, `(ab)+` as `ab(ab)*`. Then
+/// The rule is the same for all engines; TRE takes longer where an interval repeats a group that
+/// may be empty. What may be missing at both ends of a match is left out first, and intervals are
+/// written out, `(ab)+` as `ab(ab)*`. Then
 ///
 ///     plain    = 0.75 * places + sets * different
 ///     anchored = anchors * (plain + optional * optional / 20)
