@@ -160,7 +160,8 @@ for file in new journal wal; do
 21
 ok" "$("$userdb" --db new.db import "$contacts" 2>&1 | grep -v 'of no kind'; "$userdb" --db new.db count 2>&1
         sqlite3 new.db "PRAGMA integrity_check" 2>&1)"
-    if [ $file = journal ]; then
+    # One that needs LD_LIBRARY_PATH does not run as somebody else.
+    if [ $file = journal ] && unprivileged "$userdb" --version >/dev/null 2>&1; then
         expect "what nobody else may undo" "userdb: users.db: a program that wrote to it was \
 interrupted; to undo that, userdb must be allowed to write to it and to its folder, or to a copy of \
 it and of the files beside it" "$(unprivileged "$userdb" --db users.db list 2>&1)"
