@@ -33,6 +33,7 @@ interruption::interruption(sqlite3* connection) {
     connection_in_use = connection;
     struct sigaction action {};
     action.sa_handler = note;
+    action.sa_flags = SA_RESTART; // or an answer that waits for its reader would be lost
     for (const int signal : signals) {
         struct sigaction before {};
         sigaction(signal, nullptr, &before);
