@@ -109,6 +109,7 @@ protected:
     db::DBBase handler{{"me", 1}, db};
 };
 
+#ifndef SQLITE_OMIT_PROGRESS_CALLBACK
 /// By hand once with --gtest_repeat=40.
 TEST_F(Cancelled, ByAProgressHandler) {
     for (const int interval : {1, 5, 100, 1000}) {
@@ -125,6 +126,7 @@ TEST_F(Cancelled, ByAProgressHandler) {
     }
     EXPECT_GT(last, 0);
 }
+#endif
 
 TEST_F(Cancelled, ByAnotherThread) {
     std::atomic<bool> is_done = false;

@@ -1,7 +1,6 @@
 #include "tests/support.h"
 
 #include <cstdlib>
-#include <dlfcn.h>
 
 using db::DBUser;
 using db::UserRow;
@@ -71,11 +70,10 @@ void operator delete(void* block, size_t /*size*/) noexcept {
 
 static int compiled = 0; // expressions so far
 
-/// No hook reaches the memory of expressions: the call itself fails.
-extern "C" int regcomp(regex_t* expression, const char* pattern, int flags) {
-    static const auto real = reinterpret_cast<decltype(&regcomp)>(dlsym(RTLD_NEXT, "regcomp"));
+/// What the engine calls in this program.
+extern "C" int counted_regcomp(regex_t* expression, const char* pattern, int flags) {
     ++compiled;
-    return memory.refuses(of_expressions) ? REG_ESPACE : real(expression, pattern, flags);
+    return memory.refuses(of_expressions) ? REG_ESPACE : regcomp(expression, pattern, flags);
 }
 
 namespace {
@@ -205,9 +203,17 @@ struct Operation {
 };
 // clang-format on
 
-constexpr std::pair<int, bool> cases[] = {{of_sqlite, false},      {of_sqlite, true},
-                                          {of_cpp, false},         {of_cpp, true},
-                                          {of_expressions, false}, {of_all, true}};
+#ifdef RE_SYNTAX_POSIX_EXTENDED
+constexpr bool engine_is_gnu = true;
+#else
+constexpr bool engine_is_gnu = false; // others tell nobody whether an expression is too large
+#endif
+constexpr std::pair<int, bool> cases[] = {{of_sqlite, false},
+                                          {of_sqlite, true},
+                                          {of_cpp, false},
+                                          {of_cpp, true},
+                                          {engine_is_gnu ? of_expressions : of_cpp, false},
+                                          {engine_is_gnu ? of_all : of_sqlite | of_cpp, true}};
 
 class OutOfMemory : public testing::TestWithParam<Operation> {
 protected:
@@ -296,7 +302,7 @@ TEST(Expressions, AreCompiledAnewForMemoryAloneNotForEachRow) {
     EXPECT_EQ(compiled_by("(.*)\\1"), 0) << "refused";
     EXPECT_EQ(compiled_by("aa[ab]"), 3);
     EXPECT_EQ(compiled_by("aa[ab]"), 0);
-    EXPECT_GT(compiled_by("a[^b]{30}[~]"), 3) << "what its many states take is given back";
+    EXPECT_EQ(compiled_by("a[^b]{30}[~]") > 3, engine_is_gnu) << "its many states are given back";
 }
 
 } // namespace

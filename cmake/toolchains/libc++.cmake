@@ -1,0 +1,3 @@
+# Clang with its own C++ library.
+set(CMAKE_C_COMPILER clang)
+set(CMAKE_CXX_COMPILER clang++ -stdlib=libc++)
