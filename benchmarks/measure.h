@@ -45,8 +45,13 @@ inline double ratio(const std::function<void()>& work, const std::function<void(
     return median(times) / median(reference_times);
 }
 
-/// In bytes, with what the allocator took from the system for single large blocks.
+/// In bytes, with what the allocator took from the system for single large blocks. Only the GNU C
+/// library tells; with another it is 0.
 inline size_t heap_in_use() {
+#ifdef __GLIBC__
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
+#else
+    return 0;
+#endif
 }
