@@ -113,8 +113,8 @@ USER ID  SOURCE  KIND     NAME                REMARK NAME        NICK NAMES
 u1001    1       contact  Alice Winterbourne  Lighthouse keeper
 $ userdb get me:1 x:2 u1016:2
 USER ID  SOURCE  KIND     NAME            REMARK NAME  NICK NAMES
-me       1       user     Tuuli Koskinen
 u1016    2       contact  Piotr Młynarz   Miller
+me       1       user     Tuuli Koskinen
 ! not found: x:2
 $ userdb get me:1 p2001:3 --type user --type contact
 USER ID  SOURCE  KIND  NAME            REMARK NAME  NICK NAMES
@@ -180,8 +180,8 @@ $ userdb get u1001:1 u1001:1 x:2 u1001 --type contact
 ! the user 'u1001' must be USER_ID:SOURCE [2]
 $ userdb get p2001:3 $(printf "u1002:1 %.0s" {1..600})
 USER ID  SOURCE  KIND            NAME                   REMARK NAME  NICK NAMES
-p2001    3       public-account  Harbour Weather Daily
 u1002    1       contact         Bruno Castagna         Piano tuner
+p2001    3       public-account  Harbour Weather Daily
 $ userdb delete me 1
 deleted 1
 $ userdb delete u1001:1 me:1 u1002:1
@@ -362,6 +362,15 @@ $ foreign export | filled
 ! has the key 'alias', and an import gives it another: b:0
 ! has no user_id, so that no import takes it: :0
 ! has the key '', and an import gives it another: :0 [4]
+$ foreign get a:0 --json | filled
+{"user_id":"a","user_source":1,"gender":4294967295,"local_user_id":"a:0"}
+! has other values, which do not fit, in is_star user_version user_source gender: a:1
+! has the key 'a:0', and an import gives it another: a:1 [4]
+$ sqlite3 foreign.db "UPDATE users SET data_type = 2 + (1 << 32), user_name = 'odd' WHERE user_id = 'b'"
+$ foreign search --json odd | filled
+{"user_id":"b","user_name":"odd","gender":7,"data_type":2,"local_user_id":"alias"}
+! has other values, which do not fit, in data_type: b:0
+! has the key 'alias', and an import gives it another: b:0 [4]
 $ foreign count --source 1
 0
 $ foreign list --source 1
@@ -382,9 +391,9 @@ session <<'END'
 $ old count
 1
 $ old list
-! old.db: an older table: it has no device_id, avatar, user_name, name_spell, remark, is_anonymous, is_star, is_attention, user_type, user_version, gender, extra, data_type, group_info, msg_set, in_black_list, is_blacked, user_extension, contact_extension [3]
+! old.db: an older table: it has no device_id [3]
 $ old set star a:0 1
-! old.db: no such column: is_star [3]
+! old.db: an older table: it has no is_star [3]
 $ old delete a:0
 deleted 1
 $ loose get u1002:1
@@ -415,7 +424,7 @@ expect "stored 1, ignored 0, read 1" userdb import - <<<'{"user_id":"a"}'
 LC_ALL=C sed -i 's/users/userz/g' other.db # a database without the table
 for arguments in 'set star a 0 1' 'delete a 0' index 'update -' list; do
     # shellcheck disable=SC2086 # a word each
-    expect "! other.db: it has no table users [3]" userdb $arguments <<<'{"user_id":"a"}'
+    expect "! other.db: no such table: users [3]" userdb $arguments <<<'{"user_id":"a"}'
 done
 database=users.db
 
@@ -535,7 +544,7 @@ done
 expect "! cannot read /no/such/file: No such file or directory [2]" userdb import /no/such/file
 [ ! -e users.db ] || fail "reading created a file"
 : >users.db
-expect "! users.db: it has no table users [3]" userdb list
+expect "! users.db: no such table: users [3]" userdb list
 head -c 5000 "$contacts" >users.db
 for arguments in list 'import -' count; do
     # shellcheck disable=SC2086 # a word each

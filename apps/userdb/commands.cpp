@@ -32,13 +32,6 @@ std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
     return open_database(given.database, sqlite::read_only);
 }
 
-/// The store for reading whole records. It needs no current account for what is done here.
-db::DBUser open_store(const arguments& given) {
-    auto connection = open_to_read(given);
-    require_all_columns(*connection);
-    return {{}, std::move(connection)};
-}
-
 /// Prints records, one after the other, as the arguments say.
 class record_output {
 public:
@@ -111,19 +104,9 @@ status reported(status outcome) {
     return outcome;
 }
 
-/// Prints the users that `visit_each` visits.
-status print_visited(const arguments& given,
-                     const std::function<void(const visitor& visit)>& visit_each) {
-    record_output out(given);
-    try {
-        visit_each([&out](const db::UserRow& user_row, const std::string& unfit) {
-            return out.print(user_row, unfit);
-        });
-    } catch (const sqlite::error&) {
-        out.finish(); // what can be read of a damaged file
-        throw;
-    }
-    return out.finish();
+/// A text as a literal of SQL.
+std::string quoted(const std::string& text) {
+    return '\'' + db::DBBase({}, nullptr).convert_quotation_mark(text) + '\'';
 }
 
 /// The condition of SQL for the users that are asked for. Empty for all.
@@ -135,23 +118,44 @@ std::string condition(const arguments& given) {
     if (given.source) {
         conditions.push_back("user_source = " + std::to_string(*given.source));
     }
+    if (!given.users.empty()) {
+        std::vector<std::string> keys;
+        for (const user_key& key : given.users) {
+            keys.push_back(quoted(key.stored_key()));
+        }
+        conditions.push_back("local_user_id IN (" + joined(keys, ", ") + ")");
+    }
     return joined(conditions, " AND ");
 }
 
-constexpr auto contact_kind = static_cast<uint32_t>(db::UserDataType::USERDATA_CONTACT);
+constexpr const char* is_contact = "data_type & 2"; // as the index of contacts has it
 
-status print_users(const arguments& given) {
-    return print_visited(given, [&](const visitor& visit) {
-        const auto connection = open_to_read(given);
-        std::string wanted = condition(given);
-        if (given.kinds == contact_kind &&
-            number(*connection, "SELECT count(*) FROM sqlite_master WHERE name = 'users_contacts' "
-                                "AND type = 'index' AND tbl_name = 'users'") > 0) {
-            // By the index, and in the order of the table all the same.
-            wanted += " AND _rowid_ IN (SELECT _rowid_ FROM users WHERE data_type & 2)";
-        }
-        visit_users(*connection, wanted, visit);
-    });
+/// The same condition, in a form that finds contacts by their index where there is one, and in the
+/// order of the table all the same.
+std::string by_index(sqlite::database& connection, const std::string& condition) {
+    const char* indexes = "SELECT count(*) FROM sqlite_master WHERE name = 'users_contacts' AND "
+                          "type = 'index' AND tbl_name = 'users'";
+    return condition.starts_with(is_contact) && number(connection, indexes) > 0
+               ? "_rowid_ IN (SELECT _rowid_ FROM users WHERE " + condition + ")"
+               : condition;
+}
+
+/// Prints the users for whom a condition of SQL holds, and calls `printed` with each.
+status print_users(
+    const arguments& given, sqlite::database& connection, const std::string& wanted,
+    const std::function<void(const db::UserRow&)>& printed = [](const db::UserRow&) {}) {
+    record_output out(given);
+    try {
+        visit_users(connection, by_index(connection, wanted),
+                    [&](const db::UserRow& user_row, const std::string& unfit) {
+                        printed(user_row);
+                        return out.print(user_row, unfit);
+                    });
+    } catch (const sqlite::error&) {
+        out.finish(); // what can be read of a damaged file
+        throw;
+    }
+    return out.finish();
 }
 
 /// Calls `work` with each record of the lines, and returns their number. Those without a kind get
@@ -263,7 +267,6 @@ status import_contacts(const arguments& given) {
     size_t read = 0;
     change_store(given, sqlite::read_write_create, [&](db::DBUser& users) {
         sqlite::database& connection = *users.GetDB();
-        require_all_columns(connection);
         const std::string row = row_number(connection);
         const int64_t before = number(connection, "SELECT max(" + row + ") FROM users");
         read = for_each_record(lines, "writing line", given.kinds, [&](db::UserRow& user_row) {
@@ -289,7 +292,7 @@ status import_contacts(const arguments& given) {
 status export_users(const arguments& given) {
     arguments as_json = given;
     as_json.json = true;
-    const status outcome = print_users(as_json);
+    const status outcome = print_users(as_json, *open_to_read(given), condition(given));
     return outcome == status::nothing_found ? status::done : outcome;
 }
 
@@ -300,16 +303,15 @@ status search_contacts(const arguments& given) {
         throw bad_input("the keyword '" + given.key_word +
                         "' is no valid regular expression, or its cost has no bound");
     }
-    return reported(print_visited(given, [&](const visitor& visit) {
-        db::DBUser users = open_store(given);
-        users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
-        users.WalkUserRowsWithKeyWord(key_word,
-                                      [&](db::UserRow& user_row) { return visit(user_row, {}); });
-    }));
+    db::DBUser users({}, open_to_read(given)); // brings USER_REGEX
+    users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
+    return reported(print_users(
+        given, *users.GetDB(),
+        is_contact + (" AND USER_REGEX(user_name, remark, group_info, " + quoted(key_word) + ")")));
 }
 
 status list_users(const arguments& given) {
-    return reported(print_users(given));
+    return reported(print_users(given, *open_to_read(given), condition(given)));
 }
 
 status count_users(const arguments& given) {
@@ -321,19 +323,13 @@ status count_users(const arguments& given) {
 }
 
 status get_users(const arguments& given) {
-    db::DBUser users = open_store(given);
-    std::set<std::pair<std::string, int>> asked;
     std::map<std::string, user_key> missing;
     for (const user_key& key : given.users) {
-        asked.emplace(key.user_id, static_cast<int>(key.source));
         missing.emplace(key.stored_key(), key);
     }
-    const status outcome = print_visited(given, [&](const visitor& visit) {
-        users.WalkUsersByUserIds(asked, [&](db::UserRow& user_row) {
-            const bool is_wanted = given.kinds == 0 || (user_row.data_type & given.kinds) != 0;
-            return !is_wanted || (missing.erase(user_row.local_user_id), visit(user_row, {}));
-        });
-    });
+    const status outcome =
+        print_users(given, *open_to_read(given), condition(given),
+                    [&](const db::UserRow& user_row) { missing.erase(user_row.local_user_id); });
     for (const auto& [local_user_id, key] : missing) {
         report("not found: " + key.text());
     }
@@ -347,7 +343,6 @@ status update_users(const arguments& given) {
     size_t missing = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        require_all_columns(*users.GetDB());
         read = for_each_record(lines, "writing line", 0, [&](db::UserRow& row) {
             if (users.Update(row) == 0 && ++missing <= most_named) {
                 report(lines.place() +

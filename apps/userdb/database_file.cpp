@@ -11,13 +11,6 @@ namespace userdb {
 
 namespace {
 
-bool has_users(sqlite::database& connection) {
-    const sqlite::result found =
-        connection.execute("SELECT 1 FROM sqlite_master WHERE type IN ('table', 'view')"
-                           " AND name = 'users' COLLATE NOCASE");
-    return found.begin() != found.end();
-}
-
 constexpr const char* half_written =
     "a program that wrote to it was interrupted; to undo that, userdb must be allowed to write to "
     "it and to its folder, or to a copy of it and of the files beside it";
@@ -55,8 +48,8 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
     const std::string path = file.starts_with("file:") ? "./" + file : file;
     auto connection = std::make_shared<sqlite::database>(path, mode);
     try {
-        if (mode != sqlite::read_write_create && !has_users(*connection)) {
-            throw sqlite::error(SQLITE_ERROR, "it has no table users");
+        if (mode != sqlite::read_write_create) {
+            connection->execute("SELECT 1 FROM users LIMIT 0");
         }
     } catch (const sqlite::error& failure) {
         const int code = failure.code();
@@ -73,7 +66,10 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
 std::string message_of(const sqlite::error& failure) {
     const std::string text = failure.what();
     const size_t begin = text.starts_with("cannot ") ? text.find(": ") + 2 : 0;
-    return text.substr(begin, text.find(", in: ") - begin);
+    const std::string message = text.substr(begin, text.find(", in: ") - begin);
+    const std::string_view lacks = "no such column: ";
+    return message.starts_with(lacks) ? "an older table: it has no " + message.substr(lacks.size())
+                                      : message;
 }
 
 std::string explained(const sqlite::error& failure, const std::string& file) {
