@@ -556,7 +556,7 @@ database=:memory: expect "! --db must name a file [2]" userdb list
 
 # Bad usage is explained. Where a complaint ends in "tells more", it begins in the words of the
 # library that parses the command line.
-begin empty
+begin examples
 answers userdb <<'END'
 => ! A subcommand is required; userdb --help tells more [2]
 serach x => ! 'serach' is no command; userdb --help tells more [2]
@@ -572,19 +572,19 @@ list --limit 0 => ! the limit '0' must be a whole number from 1 to 4294967295 [2
 import / => ! cannot read /: Is a directory [2]
 import - </ => ! cannot read standard input: Is a directory [2]
 import - --on-conflict x => ! --on-conflict: x not in {replace,ignore,fail}; userdb --help tells more [2]
-set star a:1 b:1 1 => ! one user is needed, as USER_ID:SOURCE [2]
+set star a:1 b:1 1 => ! one user is needed, as USER_ID:SOURCE, and a value [2]
 set star a 1 2 => ! the value of star must be 0 or 1 [2]
 set attention a 1 '' => ! the value of attention must be 0 or 1 [2]
 set data-type a 1 friend => ! 'friend' is no kind of user: contact, public-account, user [2]
 set data-type a 1 user, => ! '' is no kind of user: contact, public-account, user [2]
 set name a 1 x => ! FIELD: name not in {star,attention,remark,data-type}; userdb --help tells more [2]
-set star a:1 => ! USER: At least 2 required but received 1; userdb --help tells more [2]
+set star a:1 => ! one user is needed, as USER_ID:SOURCE, and a value [2]
 END
 help=$(answer_to "$program" list --type x --help)
-[[ $help == $'List users\nUsage: userdb [--db FILE] list [OPTION]...\n'*' --limit N '*'a record as it is' ]] ||
+[[ $help == $'List users\nUsage: userdb list [--db FILE] [OPTIONS]\n'*' --limit N '*'a record as it is' ]] ||
     fail "the help for a command: $help"
 [[ $(answer_to "$program" --version) =~ ^userdb\ [0-9.]+$ ]] || fail "no version"
-[[ $(answer_to "$program" set --help) == *$'\nUsage: userdb [--db FILE] set [OPTION]... FIELD USER VALUE\n'* ]] ||
+[[ $(answer_to "$program" set --help) == *$'\nUsage: userdb set [--db FILE] FIELD USER VALUE\n'* ]] ||
     fail "the usage of set"
 [ -z "$("$program" --help | awk 'length > 80')" ] || fail "the help is wider than 80 columns"
 script -qec "stty cols 60; $program --help" /dev/null >given
