@@ -46,18 +46,13 @@ public:
         } else {
             m_table.add(user_row);
         }
-        return ++m_count < m_given.limit && m_out.works();
+        return ++m_count < m_given.limit;
     }
     /// Prints what is held back, which may take long, so no statement may be running. Returns how
     /// the command has ended.
     status finish() {
-        if (!m_given.json && m_count > 0) {
-            m_table.finish();
-        }
+        m_table.finish();
         m_out.finish();
-        if (!m_out.works()) {
-            throw output_failed("done");
-        }
         const status found = m_count > 0 ? status::done : status::nothing_found;
         return m_is_whole ? found : status::not_all_told;
     }
@@ -162,7 +157,7 @@ status print_users(
 /// these. A failure names the line.
 size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
                        const std::function<void(db::UserRow&)>& work) {
-    progress reported(doing);
+    progress shown;
     size_t count = 0;
     for (std::string line; lines.next(line);) {
         try {
@@ -176,7 +171,7 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
             }
             throw sqlite::error(failure.code(), lines.place() + ": " + message_of(failure));
         }
-        reported.update(++count, lines.share_read());
+        shown.update(doing, ++count);
     }
     return count;
 }
@@ -186,22 +181,21 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
 void change_store(const arguments& given, sqlite::access_mode mode,
                   const std::function<void(db::DBUser&)>& work) {
     const auto connection = open_database(given.database, mode);
-    const interruption while_open(connection->native_handle());
+    note_signals(connection->native_handle());
     try {
         connection->as_transaction([&](sqlite::database&) {
             db::DBUser users({}, connection); // creates the table if it is missing
             work(users);
         });
     } catch (const sqlite::error&) {
-        interruption::check();
+        check_signals();
         throw;
     }
 }
 
-/// Checks all records of a file before the first is written. So a bad one needs no rollback, and
-/// other programs can write while we wait for a pipe.
+/// Checks all of the records before the first is written. So a bad one needs no rollback, and other
+/// programs can write while we wait for a pipe.
 void check_records(line_reader& lines, uint32_t kinds) {
-    const interruption until_checked;
     for_each_record(lines, "checking line", kinds, [](db::UserRow&) {});
     lines.rewind();
 }
@@ -218,26 +212,21 @@ void report_if(int64_t count, const std::string& what) {
     }
 }
 
-/// Checks the value for a field, and returns the function that gives it to a user. That one returns
-/// the number of rows changed.
-std::function<uint32_t(db::DBUser&)> update_of(const arguments& given) {
-    const auto with = [&key = given.users.front()](auto update, auto value) {
-        return [&key, update, value](db::DBUser& users) {
-            return update(value, key.user_id, key.source, users);
-        };
-    };
+/// Changes a field. Returns the number of rows changed.
+uint32_t update(const arguments& given, db::DBUser& users) {
+    const auto& [user_id, source] = given.users.front();
     if (given.field == "remark") {
-        return with(db::DBUser::UpdateRemarkByIdAndSource, remark_of(given.value));
+        return users.UpdateRemarkByIdAndSource(remark_of(given.value), user_id, source, users);
     }
     if (given.field == "data-type") {
-        return with(db::DBUser::UpdateDataTypeByIdAndSource, kinds_from(given.value));
+        return users.UpdateDataTypeByIdAndSource(kinds_from(given.value), user_id, source, users);
     }
     if (given.value != "0" && given.value != "1") {
         throw bad_input("the value of " + given.field + " must be 0 or 1");
     }
-    return with(given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
-                                      : db::DBUser::UpdateIsAttentionByIdAndSource,
-                given.value == "1");
+    const auto update_flag = given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
+                                                   : db::DBUser::UpdateIsAttentionByIdAndSource;
+    return update_flag(given.value == "1", user_id, source, users);
 }
 
 /// The way to store a record if its user may be stored already.
@@ -364,19 +353,17 @@ status create_index(const arguments& given) {
 }
 
 status set_field(const arguments& given) {
-    const auto update = update_of(given);
     const user_key& key = given.users.front();
     uint32_t rows = 0;
     int64_t without_version = 0; // no update raises a version that is NULL
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        rows = update(users);
-        without_version =
-            number(*users.GetDB(), "SELECT count(*) FROM users WHERE user_id = '" +
-                                       users.convert_quotation_mark(key.user_id) +
-                                       "' AND user_version IS NULL AND user_source = " +
-                                       std::to_string(key.source));
+        rows = update(given, users);
+        without_version = number(*users.GetDB(), "SELECT count(*) FROM users WHERE user_version "
+                                                 "IS NULL AND user_id = " +
+                                                     quoted(key.user_id) + " AND user_source = " +
+                                                     std::to_string(key.source));
     });
-    if (rows > 0 && without_version > 0) {
+    if (without_version > 0) {
         report("its user_version is NULL, and stays so");
     }
     return told_change("changed", rows);

@@ -83,7 +83,7 @@ void table_writer::add(const db::UserRow& user_row) {
                      cell(user_row.user_name),
                      cell(joined(member_texts(user_row.remark, "remark_name"), ", ")),
                      cell(joined(member_texts(user_row.group_info, "nick_name"), ", "))};
-    if (m_is_measured) {
+    if (m_widths[0] > 0) {
         m_out.write(text_of(cells) + '\n');
         return;
     }
@@ -94,7 +94,7 @@ void table_writer::add(const db::UserRow& user_row) {
 }
 
 void table_writer::finish() {
-    if (!m_is_measured) {
+    if (!m_first.empty()) {
         write_first(false);
     }
 }
@@ -115,7 +115,6 @@ void table_writer::write_first(bool may_grow) {
 
 void table_writer::measure(const table_line& head, bool may_grow) {
     constexpr size_t no_limit = std::numeric_limits<size_t>::max();
-    m_is_measured = true;
     for (size_t i = 0; i < columns; ++i) {
         m_widths[i] = head[i].width;
         for (const table_line& cells : m_first) {

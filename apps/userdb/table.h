@@ -37,7 +37,7 @@ public:
 
     /// Holds back the first hundred records, since they decide how wide the columns are.
     void add(const db::UserRow& user_row);
-    /// Writes what is held back. To be called once, after the last record.
+    /// Writes what is held back. To be called after the last record.
     void finish();
 
 private:
@@ -54,7 +54,6 @@ private:
     patient_output& m_out;
     layout m_layout;
     std::vector<table_line> m_first;
-    bool m_is_measured = false;
     sizes m_widths{}; // cells are filled up to these
     sizes m_limits{}; // cells are cut at these
 };
