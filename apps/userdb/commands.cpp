@@ -36,8 +36,7 @@ std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
 class record_output {
 public:
     /// The arguments must outlive this.
-    explicit record_output(const arguments& given)
-        : m_given(given), m_table(m_out, {terminal_columns(), given.wide, has_colors()}) {}
+    explicit record_output(const arguments& given) : m_given(given), m_table(m_out, given.wide) {}
 
     /// Returns false if this is the last record to print. `unfit` is as for a `visitor`.
     bool print(const db::UserRow& user_row, const std::string& unfit = {}) {
@@ -58,10 +57,6 @@ public:
     }
 
 private:
-    static bool has_colors() {
-        const char* no_color = std::getenv("NO_COLOR");
-        return obeys_escapes(STDOUT_FILENO) && (no_color == nullptr || *no_color == '\0');
-    }
     void print_json(const db::UserRow& user_row, const std::string& unfit) {
         bool is_utf8 = true;
         m_out.write(to_json(user_row, is_utf8) + '\n');

@@ -28,16 +28,6 @@ const std::map<int, const char*> meanings{
     {SQLITE_FULL, "the disk is full"},
 };
 
-/// Why a file cannot be opened, which is no directory.
-std::string why_not_opened(const std::filesystem::path& file) {
-    std::error_code failure;
-    if (std::filesystem::status(file, failure).type() != std::filesystem::file_type::not_found) {
-        return "it may not be opened";
-    }
-    const bool has_folder = exists(absolute(file, failure).parent_path(), failure);
-    return has_folder ? "there is no such file" : "its folder is missing";
-}
-
 } // namespace
 
 std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite::access_mode mode) {
@@ -73,17 +63,24 @@ std::string message_of(const sqlite::error& failure) {
 }
 
 std::string explained(const sqlite::error& failure, const std::string& file) {
-    std::error_code unknown;
     for (const int code : {failure.code(), failure.code() & 0xff}) {
         if (const auto meaning = meanings.find(code); meaning != meanings.end()) {
             return meaning->second;
         }
     }
-    if (std::filesystem::is_directory(file, unknown)) {
+    std::error_code unknown;
+    const auto type = std::filesystem::status(file, unknown).type();
+    if (type == std::filesystem::file_type::directory) {
         return "it is a directory";
     }
-    const bool is_opened = (failure.code() & 0xff) != SQLITE_CANTOPEN;
-    return is_opened ? message_of(failure) : why_not_opened(file);
+    if ((failure.code() & 0xff) != SQLITE_CANTOPEN) {
+        return message_of(failure);
+    }
+    if (type != std::filesystem::file_type::not_found) {
+        return "it may not be opened";
+    }
+    const auto folder = std::filesystem::absolute(file, unknown).parent_path();
+    return exists(folder, unknown) ? "there is no such file" : "its folder is missing";
 }
 
 } // namespace userdb
