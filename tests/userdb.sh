@@ -162,20 +162,24 @@ answers userdb <<'END'
 set star nobody 1 1             => ! nothing found [1]
 set remark me:1 '{x'            => ! no JSON from byte 2 on [2]
 update - <<<'{"user_id":"me","user_source":1,"x":1}' => ! standard input:1: key 'x': unknown [2]
-update -                        => updated 0, not found 0, read 0 [1]
 count                           => 21
 END
 session <<'END'
 $ userdb update - <<<$'{"user_id":"q"}\n{"user_id":"u1001","user_source":1}'
 updated 1, not found 1, read 2
 ! standard input:1: not found: q:0
+$ userdb update -
+updated 0, not found 0, read 0
+! nothing found [1]
 $ userdb update - <<<'{"user_id":"q"}'
 updated 0, not found 1, read 1
-! standard input:1: not found: q:0 [1]
-$ userdb update - < <(seq -f '{"user_id":"q%.0f"}' 150) | sed -n '1,2p;$p'
+! standard input:1: not found: q:0
+! nothing found [1]
+$ userdb update - < <(seq -f '{"user_id":"q%.0f"}' 150) | sed -n '1,2p;101,$p'
 updated 0, not found 150, read 150
 ! standard input:1: not found: q1:0
-! standard input:100: not found: q100:0 [1]
+! standard input:100: not found: q100:0
+! nothing found [1]
 $ userdb get u1001:1 u1001:1 x:2 u1001 --type contact
 ! the user 'u1001' must be USER_ID:SOURCE [2]
 $ userdb get p2001:3 $(printf "u1002:1 %.0s" {1..600})

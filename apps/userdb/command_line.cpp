@@ -84,15 +84,21 @@ adder kinds(const char* what) {
     };
 }
 
-/// `rest` follows the word USER in the help.
-adder words(const char* rest, void (*take)(const texts& words, arguments& given)) {
+/// Words that name users, in front of a value if there is one.
+adder words(const char* behind, bool has_value) {
     return [=](CLI::App& to, arguments& given) {
-        // With a number of its own the library takes "[a,b]" for one word.
-        constexpr int any_number = 1 << 20;
-        to.add_option_function<texts>(
-              "USER", [=, &given](const texts& words) { take(words, given); },
-              "USER_ID:SOURCE, or the two as words; write -- before a user id that begins with -")
-            ->option_text(rest)
+        const auto take = [&given, has_value](texts words) {
+            if (has_value) {
+                given.value = words.back();
+                words.pop_back();
+            }
+            given.users = users_of(words);
+        };
+        constexpr int any_number = 1 << 20; // for which the library takes "[a,b]" for one word
+        to.add_option_function<texts>("USER", take,
+                                      "USER_ID:SOURCE, or the two as words; write -- before a user "
+                                      "id that begins with -")
+            ->option_text(behind)
             ->required()
             ->expected(any_number)
             ->allow_extra_args(false)
@@ -100,29 +106,14 @@ adder words(const char* rest, void (*take)(const texts& words, arguments& given)
     };
 }
 
-void take_users(const texts& words, arguments& given) {
-    given.users = users_of(words);
-}
-
-void take_user_and_value(const texts& words, arguments& given) {
-    given.users = users_of({words.begin(), words.end() - 1});
-    given.value = words.back();
-    if (given.users.size() != 1) {
-        throw bad_input("one user is needed, as USER_ID:SOURCE, and a value");
-    }
-}
-
 const adder contacts =
     text("CONTACTS.jsonl", &arguments::file,
-         "A file with one JSON object in each line, or - for standard input. The manual page lists "
-         "the keys. Only user_id must be there; other missing keys get their defaults. remark and "
-         "group_info may be JSON objects or arrays instead of texts, up to 100 levels deep, and "
-         "data_type names of kinds. local_user_id is ignored");
+         "A file with one JSON object in each line, or - for standard input. Only user_id must be "
+         "there; the manual page lists the other keys");
 const adder policy =
     choice("--on-conflict", &arguments::policy, {"replace", "ignore", "fail"},
-           "What to do if a user is stored already: replace the whole row, even the columns that a "
-           "record does not have; ignore the line; or fail, and store nothing. The default is "
-           "replace");
+           "What to do if a user is stored already: replace the whole row, which is the default; "
+           "ignore the line; or fail, and store nothing");
 const adder only_kinds = kinds("Only users of this kind");
 const adder source =
     number("--source", &arguments::source, 0, "Only users of this source, a number");
@@ -132,7 +123,7 @@ const adder json = flag("--json", &arguments::json,
 const adder wide = flag("--wide", &arguments::wide,
                         "Print long texts whole. Otherwise they are cut to fit the terminal, or at "
                         "40 columns if there is none");
-const adder users = words("...", take_users);
+const adder users = words("...", false);
 
 struct description {
     const char* name;
@@ -180,7 +171,7 @@ const std::vector<description> all_commands{
      set_field,
      {choice("FIELD", &arguments::field, {"star", "attention", "remark", "data-type"},
              "The field to change"),
-      words("VALUE", take_user_and_value)}},
+      words("VALUE", true)}},
     {"backup",
      "Copy the database, which may be in use. If that fails, the copy is deleted",
      back_up,
@@ -268,10 +259,8 @@ command_line parse(int argc, const char* const* argv) {
         std::ostringstream help;
         app.exit(outcome, help);
         const size_t columns = terminal_columns();
-        line.run = [text = wrapped(help.str(), columns > 0 ? columns : 80)](const arguments&) {
-            std::cout << text;
-            return status::done;
-        };
+        std::cout << wrapped(help.str(), columns > 0 ? columns : 80);
+        line.run = [](const arguments&) { return status::done; };
         return line;
     }
     if (line.given.database.empty()) {

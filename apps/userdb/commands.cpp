@@ -12,17 +12,12 @@
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <sqlite3.h>
-#include <string_view>
-#include <unistd.h>
-#include <utility>
 
 namespace userdb {
 
@@ -32,66 +27,30 @@ std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
     return open_database(given.database, sqlite::read_only);
 }
 
-/// Prints records, one after the other, as the arguments say.
-class record_output {
-public:
-    /// The arguments must outlive this.
-    explicit record_output(const arguments& given) : m_given(given), m_table(m_out, given.wide) {}
-
-    /// Returns false if this is the last record to print. `unfit` is as for a `visitor`.
-    bool print(const db::UserRow& user_row, const std::string& unfit = {}) {
-        if (m_given.json) {
-            print_json(user_row, unfit);
-        } else {
-            m_table.add(user_row);
-        }
-        return ++m_count < m_given.limit;
+/// Prints a record as JSON, and reports what an import of that would not bring back. Returns
+/// whether there is no such thing. `unfit` is as for a `visitor`.
+bool print_json(const db::UserRow& user_row, const std::string& unfit, patient_output& out) {
+    bool is_utf8 = true;
+    out.write(to_json(user_row, is_utf8) + '\n');
+    const user_key key{user_row.user_id, user_row.user_source};
+    bool is_whole = true;
+    const auto complain = [&](const std::string& what) {
+        report(what + ": " + key.text());
+        is_whole = false;
+    };
+    if (!is_utf8) {
+        complain("has bytes that are no UTF-8, written as U+FFFD");
     }
-    /// Prints what is held back, which may take long, so no statement may be running. Returns how
-    /// the command has ended.
-    status finish() {
-        m_table.finish();
-        m_out.finish();
-        const status found = m_count > 0 ? status::done : status::nothing_found;
-        return m_is_whole ? found : status::not_all_told;
+    if (!unfit.empty()) {
+        complain("has other values, which do not fit, in" + unfit);
     }
-
-private:
-    void print_json(const db::UserRow& user_row, const std::string& unfit) {
-        bool is_utf8 = true;
-        m_out.write(to_json(user_row, is_utf8) + '\n');
-        const user_key key{user_row.user_id, user_row.user_source};
-        const auto complain = [&](const std::string& what) {
-            report(what + ": " + key.text());
-            m_is_whole = false;
-        };
-        if (!is_utf8) {
-            complain("has bytes that are no UTF-8, written as U+FFFD");
-        }
-        if (!unfit.empty()) {
-            complain("has other values, which do not fit, in" + unfit);
-        }
-        if (key.user_id.empty()) {
-            complain("has no user_id, so that no import takes it");
-        }
-        if (user_row.local_user_id != key.stored_key()) {
-            complain("has the key '" + user_row.local_user_id +
-                     "', and an import gives it another");
-        }
+    if (key.user_id.empty()) {
+        complain("has no user_id, so that no import takes it");
     }
-
-    const arguments& m_given;
-    size_t m_count = 0;
-    bool m_is_whole = true; // nothing of the records is lost
-    patient_output m_out;
-    table_writer m_table;
-};
-
-status reported(status outcome) {
-    if (outcome == status::nothing_found) {
-        report("nothing found");
+    if (user_row.local_user_id != key.stored_key()) {
+        complain("has the key '" + user_row.local_user_id + "', and an import gives it another");
     }
-    return outcome;
+    return is_whole;
 }
 
 /// A text as a literal of SQL.
@@ -134,22 +93,36 @@ std::string by_index(sqlite::database& connection, const std::string& condition)
 status print_users(
     const arguments& given, sqlite::database& connection, const std::string& wanted,
     const std::function<void(const db::UserRow&)>& printed = [](const db::UserRow&) {}) {
-    record_output out(given);
+    patient_output out;
+    table_writer table(out, given.wide);
+    size_t count = 0;
+    bool is_whole = true;
+    const auto print = [&](const db::UserRow& user_row, const std::string& unfit) {
+        if (given.json) {
+            is_whole = print_json(user_row, unfit, out) && is_whole;
+        } else {
+            table.add(user_row);
+        }
+        printed(user_row);
+        return ++count < given.limit;
+    };
+    std::optional<sqlite::error> damage;
     try {
-        visit_users(connection, by_index(connection, wanted),
-                    [&](const db::UserRow& user_row, const std::string& unfit) {
-                        printed(user_row);
-                        return out.print(user_row, unfit);
-                    });
-    } catch (const sqlite::error&) {
-        out.finish(); // what can be read of a damaged file
-        throw;
+        visit_users(connection, by_index(connection, wanted), print);
+    } catch (const sqlite::error& failure) {
+        damage = failure; // what could be read is printed all the same
     }
-    return out.finish();
+    table.finish();
+    out.finish(); // may wait for the reader, and no statement is running now
+    if (damage) {
+        throw sqlite::error(*damage);
+    }
+    return !is_whole ? status::not_all_told : count > 0 ? status::done : status::nothing_found;
 }
 
 /// Calls `work` with each record of the lines, and returns their number. Those without a kind get
-/// these. A failure names the line.
+/// these. A failure names the line. All records are checked so before the first is written: then a
+/// bad one needs no rollback, and other programs can write while we wait for a pipe.
 size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
                        const std::function<void(db::UserRow&)>& work) {
     progress shown;
@@ -188,17 +161,9 @@ void change_store(const arguments& given, sqlite::access_mode mode,
     }
 }
 
-/// Checks all of the records before the first is written. So a bad one needs no rollback, and other
-/// programs can write while we wait for a pipe.
-void check_records(line_reader& lines, uint32_t kinds) {
-    for_each_record(lines, "checking line", kinds, [](db::UserRow&) {});
-    lines.rewind();
-}
-
-/// Prints how many rows were changed, or reports that there are none.
+/// Prints how many rows were changed, if any.
 status told_change(const std::string& done, uint32_t rows) {
-    return rows > 0 ? print_done(done + ' ' + std::to_string(rows))
-                    : reported(status::nothing_found);
+    return rows > 0 ? print_done(done + ' ' + std::to_string(rows)) : status::nothing_found;
 }
 
 void report_if(int64_t count, const std::string& what) {
@@ -243,7 +208,8 @@ status print_done(const std::string& what) {
 status import_contacts(const arguments& given) {
     const auto insert = insert_by(given.policy);
     line_reader lines(given.file);
-    check_records(lines, given.kinds);
+    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    lines.rewind();
     int64_t stored = 0;
     int64_t replaced = 0;
     int64_t without_kind = 0;
@@ -289,13 +255,13 @@ status search_contacts(const arguments& given) {
     }
     db::DBUser users({}, open_to_read(given)); // brings USER_REGEX
     users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
-    return reported(print_users(
+    return print_users(
         given, *users.GetDB(),
-        is_contact + (" AND USER_REGEX(user_name, remark, group_info, " + quoted(key_word) + ")")));
+        is_contact + (" AND USER_REGEX(user_name, remark, group_info, " + quoted(key_word) + ")"));
 }
 
 status list_users(const arguments& given) {
-    return reported(print_users(given, *open_to_read(given), condition(given)));
+    return print_users(given, *open_to_read(given), condition(given));
 }
 
 status count_users(const arguments& given) {
@@ -317,13 +283,14 @@ status get_users(const arguments& given) {
     for (const auto& [local_user_id, key] : missing) {
         report("not found: " + key.text());
     }
-    return reported(outcome);
+    return outcome;
 }
 
 status update_users(const arguments& given) {
     constexpr size_t most_named = 100;
     line_reader lines(given.file);
-    check_records(lines, 0);
+    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    lines.rewind();
     size_t missing = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
@@ -348,6 +315,9 @@ status create_index(const arguments& given) {
 }
 
 status set_field(const arguments& given) {
+    if (given.users.size() != 1) {
+        throw bad_input("one user is needed, as USER_ID:SOURCE, and a value");
+    }
     const user_key& key = given.users.front();
     uint32_t rows = 0;
     int64_t without_version = 0; // no update raises a version that is NULL

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,10 +23,6 @@ line_reader::line_reader(const std::string& file)
         keep_copy();
         rewind();
     }
-}
-
-line_reader::~line_reader() {
-    std::free(m_line);
 }
 
 void line_reader::keep_copy() {
@@ -49,17 +44,19 @@ void line_reader::keep_copy() {
 }
 
 bool line_reader::next(std::string& line) {
-    do {
+    for (int next = 0; next != EOF;) {
         check_signals();
         ++m_number;
-        const ssize_t size = getline(&m_line, &m_capacity, m_file.get());
-        require(size >= 0 || std::ferror(m_file.get()) == 0);
-        if (size < 0) {
-            return false;
+        line.clear();
+        while ((next = getc_unlocked(m_file.get())) != EOF && next != '\n') {
+            line += static_cast<char>(next);
         }
-        line.assign(m_line, static_cast<size_t>(size));
-    } while (line.find_first_not_of(" \t\r\n") == std::string::npos);
-    return true;
+        require(std::ferror(m_file.get()) == 0);
+        if (line.find_first_not_of(" \t\r") != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void line_reader::rewind() {

@@ -16,12 +16,9 @@ public:
     /// Reads what comes from a pipe to its end. Notes signals, and throws `interrupted` if one
     /// comes.
     explicit line_reader(const std::string& file);
-    ~line_reader();
-    line_reader(const line_reader&) = delete;
-    line_reader& operator=(const line_reader&) = delete;
 
-    /// Reads the next line that is not blank. Returns false at the end. Throws `interrupted` if a
-    /// signal has come.
+    /// Reads the next line that is not blank, without its end. Returns false at the end. Throws
+    /// `interrupted` if a signal has come.
     bool next(std::string& line);
     /// Where the line that was read last stands: "FILE:NUMBER".
     [[nodiscard]] std::string place() const { return m_name + ":" + std::to_string(m_number); }
@@ -33,10 +30,8 @@ private:
     void keep_copy();
 
     std::string m_name;
-    file_pointer m_file;    // the copy, if one is kept
-    off_t m_begin = 0;      // where its first line stands
-    char* m_line = nullptr; // the one that was read last, allocated by the C library
-    size_t m_capacity = 0;
+    file_pointer m_file; // the copy, if one is kept
+    off_t m_begin = 0;   // where its first line stands
     size_t m_number = 0;
 };
 

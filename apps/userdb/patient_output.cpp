@@ -87,13 +87,9 @@ void patient_output::write(std::string_view text) {
     m_bytes.erase(0, m_bytes.size() - rest.size());
 }
 
-void patient_output::flush() {
+void patient_output::finish() {
     put(m_bytes);
     m_bytes.clear();
-}
-
-void patient_output::finish() {
-    flush();
     pass_on_kept();
 }
 

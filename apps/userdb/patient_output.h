@@ -16,8 +16,6 @@ namespace userdb {
 class patient_output {
 public:
     void write(std::string_view text);
-    /// Passes on what is held back for the sake of speed.
-    void flush();
     /// Waits until the reader has taken all, so no statement may be running.
     void finish();
 

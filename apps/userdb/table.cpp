@@ -122,7 +122,6 @@ void table_writer::write_first(bool may_grow) {
         const bool ends_head = is_bold && &cells == &m_first.front();
         m_out.write(text_of(cells) + (ends_head ? "\033[m\n" : "\n"));
     }
-    m_out.flush();
     m_first.clear();
 }
 
