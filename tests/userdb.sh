@@ -113,8 +113,8 @@ USER ID  SOURCE  KIND     NAME                REMARK NAME        NICK NAMES
 u1001    1       contact  Alice Winterbourne  Lighthouse keeper
 $ userdb get me:1 x:2 u1016:2
 USER ID  SOURCE  KIND     NAME            REMARK NAME  NICK NAMES
-me       1       user     Tuuli Koskinen
 u1016    2       contact  Piotr Młynarz   Miller
+me       1       user     Tuuli Koskinen
 ! not found: x:2
 $ userdb get me:1 p2001:3 --type user --type contact
 USER ID  SOURCE  KIND  NAME            REMARK NAME  NICK NAMES
@@ -162,26 +162,30 @@ answers userdb <<'END'
 set star nobody 1 1             => ! nothing found [1]
 set remark me:1 '{x'            => ! no JSON from byte 2 on [2]
 update - <<<'{"user_id":"me","user_source":1,"x":1}' => ! standard input:1: key 'x': unknown [2]
-update -                        => updated 0, not found 0, read 0 [1]
 count                           => 21
 END
 session <<'END'
 $ userdb update - <<<$'{"user_id":"q"}\n{"user_id":"u1001","user_source":1}'
 updated 1, not found 1, read 2
 ! standard input:1: not found: q:0
+$ userdb update -
+updated 0, not found 0, read 0
+! nothing found [1]
 $ userdb update - <<<'{"user_id":"q"}'
 updated 0, not found 1, read 1
-! standard input:1: not found: q:0 [1]
-$ userdb update - < <(seq -f '{"user_id":"q%.0f"}' 150) | sed -n '1,2p;$p'
+! standard input:1: not found: q:0
+! nothing found [1]
+$ userdb update - < <(seq -f '{"user_id":"q%.0f"}' 150) | sed -n '1,2p;101,$p'
 updated 0, not found 150, read 150
 ! standard input:1: not found: q1:0
-! standard input:100: not found: q100:0 [1]
+! standard input:100: not found: q100:0
+! nothing found [1]
 $ userdb get u1001:1 u1001:1 x:2 u1001 --type contact
 ! the user 'u1001' must be USER_ID:SOURCE [2]
 $ userdb get p2001:3 $(printf "u1002:1 %.0s" {1..600})
 USER ID  SOURCE  KIND            NAME                   REMARK NAME  NICK NAMES
-p2001    3       public-account  Harbour Weather Daily
 u1002    1       contact         Bruno Castagna         Piano tuner
+p2001    3       public-account  Harbour Weather Daily
 $ userdb delete me 1
 deleted 1
 $ userdb delete u1001:1 me:1 u1002:1
@@ -362,6 +366,15 @@ $ foreign export | filled
 ! has the key 'alias', and an import gives it another: b:0
 ! has no user_id, so that no import takes it: :0
 ! has the key '', and an import gives it another: :0 [4]
+$ foreign get a:0 --json | filled
+{"user_id":"a","user_source":1,"gender":4294967295,"local_user_id":"a:0"}
+! has other values, which do not fit, in is_star user_version user_source gender: a:1
+! has the key 'a:0', and an import gives it another: a:1 [4]
+$ sqlite3 foreign.db "UPDATE users SET data_type = 2 + (1 << 32), user_name = 'odd' WHERE user_id = 'b'"
+$ foreign search --json odd | filled
+{"user_id":"b","user_name":"odd","gender":7,"data_type":2,"local_user_id":"alias"}
+! has other values, which do not fit, in data_type: b:0
+! has the key 'alias', and an import gives it another: b:0 [4]
 $ foreign count --source 1
 0
 $ foreign list --source 1
@@ -382,9 +395,9 @@ session <<'END'
 $ old count
 1
 $ old list
-! old.db: an older table: it has no device_id, avatar, user_name, name_spell, remark, is_anonymous, is_star, is_attention, user_type, user_version, gender, extra, data_type, group_info, msg_set, in_black_list, is_blacked, user_extension, contact_extension [3]
+! old.db: an older table: it has no device_id [3]
 $ old set star a:0 1
-! old.db: no such column: is_star [3]
+! old.db: an older table: it has no is_star [3]
 $ old delete a:0
 deleted 1
 $ loose get u1002:1
@@ -415,7 +428,7 @@ expect "stored 1, ignored 0, read 1" userdb import - <<<'{"user_id":"a"}'
 LC_ALL=C sed -i 's/users/userz/g' other.db # a database without the table
 for arguments in 'set star a 0 1' 'delete a 0' index 'update -' list; do
     # shellcheck disable=SC2086 # a word each
-    expect "! other.db: it has no table users [3]" userdb $arguments <<<'{"user_id":"a"}'
+    expect "! other.db: no such table: users [3]" userdb $arguments <<<'{"user_id":"a"}'
 done
 database=users.db
 
@@ -535,7 +548,7 @@ done
 expect "! cannot read /no/such/file: No such file or directory [2]" userdb import /no/such/file
 [ ! -e users.db ] || fail "reading created a file"
 : >users.db
-expect "! users.db: it has no table users [3]" userdb list
+expect "! users.db: no such table: users [3]" userdb list
 head -c 5000 "$contacts" >users.db
 for arguments in list 'import -' count; do
     # shellcheck disable=SC2086 # a word each
@@ -547,7 +560,7 @@ database=:memory: expect "! --db must name a file [2]" userdb list
 
 # Bad usage is explained. Where a complaint ends in "tells more", it begins in the words of the
 # library that parses the command line.
-begin empty
+begin examples
 answers userdb <<'END'
 => ! A subcommand is required; userdb --help tells more [2]
 serach x => ! 'serach' is no command; userdb --help tells more [2]
@@ -563,19 +576,19 @@ list --limit 0 => ! the limit '0' must be a whole number from 1 to 4294967295 [2
 import / => ! cannot read /: Is a directory [2]
 import - </ => ! cannot read standard input: Is a directory [2]
 import - --on-conflict x => ! --on-conflict: x not in {replace,ignore,fail}; userdb --help tells more [2]
-set star a:1 b:1 1 => ! one user is needed, as USER_ID:SOURCE [2]
+set star a:1 b:1 1 => ! one user is needed, as USER_ID:SOURCE, and a value [2]
 set star a 1 2 => ! the value of star must be 0 or 1 [2]
 set attention a 1 '' => ! the value of attention must be 0 or 1 [2]
 set data-type a 1 friend => ! 'friend' is no kind of user: contact, public-account, user [2]
 set data-type a 1 user, => ! '' is no kind of user: contact, public-account, user [2]
 set name a 1 x => ! FIELD: name not in {star,attention,remark,data-type}; userdb --help tells more [2]
-set star a:1 => ! USER: At least 2 required but received 1; userdb --help tells more [2]
+set star a:1 => ! one user is needed, as USER_ID:SOURCE, and a value [2]
 END
 help=$(answer_to "$program" list --type x --help)
-[[ $help == $'List users\nUsage: userdb [--db FILE] list [OPTION]...\n'*' --limit N '*'a record as it is' ]] ||
+[[ $help == $'List users\nUsage: userdb list [--db FILE] [OPTIONS]\n'*' --limit N '*'a record as it is' ]] ||
     fail "the help for a command: $help"
 [[ $(answer_to "$program" --version) =~ ^userdb\ [0-9.]+$ ]] || fail "no version"
-[[ $(answer_to "$program" set --help) == *$'\nUsage: userdb [--db FILE] set [OPTION]... FIELD USER VALUE\n'* ]] ||
+[[ $(answer_to "$program" set --help) == *$'\nUsage: userdb set [--db FILE] FIELD USER VALUE\n'* ]] ||
     fail "the usage of set"
 [ -z "$("$program" --help | awk 'length > 80')" ] || fail "the help is wider than 80 columns"
 script -qec "stty cols 60; $program --help" /dev/null >given

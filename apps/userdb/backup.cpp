@@ -1,12 +1,11 @@
 #include "apps/userdb/commands.h"
 #include "apps/userdb/database_file.h"
 #include "apps/userdb/interruption.h"
+#include "apps/userdb/temporary_file.h"
 #include "apps/userdb/terminal.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <sqlite3.h>
@@ -24,35 +23,34 @@ int copy_pages(const sqlite::database& from, const sqlite::database& to) {
     if (backup == nullptr) {
         throw sqlite::error(sqlite3_extended_errcode(to.native_handle()), "the copy cannot begin");
     }
-    progress reported("copying page");
-    int at_once = 1000;
+    progress shown;
     int left = std::numeric_limits<int>::max();
-    int code = SQLITE_OK;
-    while ((code = sqlite3_backup_step(backup.get(), at_once)) == SQLITE_OK) {
-        interruption::check();
+    int pages = 0;
+    for (int code = SQLITE_OK, at_once = 1000; code == SQLITE_OK;) {
+        check_signals();
+        code = sqlite3_backup_step(backup.get(), at_once);
+        if (code != SQLITE_OK && code != SQLITE_DONE) {
+            throw sqlite::error(code, sqlite3_errstr(code));
+        }
         if (sqlite3_backup_remaining(backup.get()) > left) {
             at_once = -1; // somebody wrote, and SQLite began anew: now nobody may until the end
         }
         left = sqlite3_backup_remaining(backup.get());
-        const int pages = sqlite3_backup_pagecount(backup.get());
-        reported.update(static_cast<size_t>(pages - left), 1 - static_cast<double>(left) / pages);
+        pages = sqlite3_backup_pagecount(backup.get());
+        shown.update("copying page", static_cast<size_t>(pages - left),
+                     " of " + std::to_string(pages));
     }
-    if (code != SQLITE_DONE) {
-        throw sqlite::error(code, sqlite3_errstr(code));
-    }
-    return sqlite3_backup_pagecount(backup.get());
+    return pages;
 }
 
 } // namespace
 
 status back_up(const arguments& given) {
     const auto from = open_database(given.database, sqlite::read_only);
-    const int created = open(given.file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (created < 0) {
+    if (file_pointer(std::fopen(given.file.c_str(), "wxe")) == nullptr) {
         throw bad_input("cannot create " + given.file + ": " + std::strerror(errno));
     }
-    close(created);
-    const interruption until_copied;
+    note_signals();
     try {
         const auto to = open_database(given.file, sqlite::read_write_create);
         return print_done("copied " + std::to_string(copy_pages(*from, *to)) + " pages");

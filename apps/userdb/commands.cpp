@@ -12,17 +12,12 @@
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <sqlite3.h>
-#include <string_view>
-#include <unistd.h>
-#include <utility>
 
 namespace userdb {
 
@@ -32,98 +27,35 @@ std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
     return open_database(given.database, sqlite::read_only);
 }
 
-/// The store for reading whole records. It needs no current account for what is done here.
-db::DBUser open_store(const arguments& given) {
-    auto connection = open_to_read(given);
-    require_all_columns(*connection);
-    return {{}, std::move(connection)};
+/// Prints a record as JSON, and reports what an import of that would not bring back. Returns
+/// whether there is no such thing. `unfit` is as for a `visitor`.
+bool print_json(const db::UserRow& user_row, const std::string& unfit, patient_output& out) {
+    bool is_utf8 = true;
+    out.write(to_json(user_row, is_utf8) + '\n');
+    const user_key key{user_row.user_id, user_row.user_source};
+    bool is_whole = true;
+    const auto complain = [&](const std::string& what) {
+        report(what + ": " + key.text());
+        is_whole = false;
+    };
+    if (!is_utf8) {
+        complain("has bytes that are no UTF-8, written as U+FFFD");
+    }
+    if (!unfit.empty()) {
+        complain("has other values, which do not fit, in" + unfit);
+    }
+    if (key.user_id.empty()) {
+        complain("has no user_id, so that no import takes it");
+    }
+    if (user_row.local_user_id != key.stored_key()) {
+        complain("has the key '" + user_row.local_user_id + "', and an import gives it another");
+    }
+    return is_whole;
 }
 
-/// Prints records, one after the other, as the arguments say.
-class record_output {
-public:
-    /// The arguments must outlive this.
-    explicit record_output(const arguments& given)
-        : m_given(given), m_table(m_out, {terminal_columns(), given.wide, has_colors()}) {}
-
-    /// Returns false if this is the last record to print. `unfit` is as for a `visitor`.
-    bool print(const db::UserRow& user_row, const std::string& unfit = {}) {
-        if (m_given.json) {
-            print_json(user_row, unfit);
-        } else {
-            m_table.add(user_row);
-        }
-        return ++m_count < m_given.limit && m_out.works();
-    }
-    /// Prints what is held back, which may take long, so no statement may be running. Returns how
-    /// the command has ended.
-    status finish() {
-        if (!m_given.json && m_count > 0) {
-            m_table.finish();
-        }
-        m_out.finish();
-        if (!m_out.works()) {
-            throw output_failed("done");
-        }
-        const status found = m_count > 0 ? status::done : status::nothing_found;
-        return m_is_whole ? found : status::not_all_told;
-    }
-
-private:
-    static bool has_colors() {
-        const char* no_color = std::getenv("NO_COLOR");
-        return obeys_escapes(STDOUT_FILENO) && (no_color == nullptr || *no_color == '\0');
-    }
-    void print_json(const db::UserRow& user_row, const std::string& unfit) {
-        bool is_utf8 = true;
-        m_out.write(to_json(user_row, is_utf8) + '\n');
-        const user_key key{user_row.user_id, user_row.user_source};
-        const auto complain = [&](const std::string& what) {
-            report(what + ": " + key.text());
-            m_is_whole = false;
-        };
-        if (!is_utf8) {
-            complain("has bytes that are no UTF-8, written as U+FFFD");
-        }
-        if (!unfit.empty()) {
-            complain("has other values, which do not fit, in" + unfit);
-        }
-        if (key.user_id.empty()) {
-            complain("has no user_id, so that no import takes it");
-        }
-        if (user_row.local_user_id != key.stored_key()) {
-            complain("has the key '" + user_row.local_user_id +
-                     "', and an import gives it another");
-        }
-    }
-
-    const arguments& m_given;
-    size_t m_count = 0;
-    bool m_is_whole = true; // nothing of the records is lost
-    patient_output m_out;
-    table_writer m_table;
-};
-
-status reported(status outcome) {
-    if (outcome == status::nothing_found) {
-        report("nothing found");
-    }
-    return outcome;
-}
-
-/// Prints the users that `visit_each` visits.
-status print_visited(const arguments& given,
-                     const std::function<void(const visitor& visit)>& visit_each) {
-    record_output out(given);
-    try {
-        visit_each([&out](const db::UserRow& user_row, const std::string& unfit) {
-            return out.print(user_row, unfit);
-        });
-    } catch (const sqlite::error&) {
-        out.finish(); // what can be read of a damaged file
-        throw;
-    }
-    return out.finish();
+/// A text as a literal of SQL.
+std::string quoted(const std::string& text) {
+    return '\'' + db::DBBase({}, nullptr).convert_quotation_mark(text) + '\'';
 }
 
 /// The condition of SQL for the users that are asked for. Empty for all.
@@ -135,30 +67,65 @@ std::string condition(const arguments& given) {
     if (given.source) {
         conditions.push_back("user_source = " + std::to_string(*given.source));
     }
+    if (!given.users.empty()) {
+        std::vector<std::string> keys;
+        for (const user_key& key : given.users) {
+            keys.push_back(quoted(key.stored_key()));
+        }
+        conditions.push_back("local_user_id IN (" + joined(keys, ", ") + ")");
+    }
     return joined(conditions, " AND ");
 }
 
-constexpr auto contact_kind = static_cast<uint32_t>(db::UserDataType::USERDATA_CONTACT);
+constexpr const char* is_contact = "data_type & 2"; // as the index of contacts has it
 
-status print_users(const arguments& given) {
-    return print_visited(given, [&](const visitor& visit) {
-        const auto connection = open_to_read(given);
-        std::string wanted = condition(given);
-        if (given.kinds == contact_kind &&
-            number(*connection, "SELECT count(*) FROM sqlite_master WHERE name = 'users_contacts' "
-                                "AND type = 'index' AND tbl_name = 'users'") > 0) {
-            // By the index, and in the order of the table all the same.
-            wanted += " AND _rowid_ IN (SELECT _rowid_ FROM users WHERE data_type & 2)";
+/// The same condition, in a form that finds contacts by their index where there is one, and in the
+/// order of the table all the same.
+std::string by_index(sqlite::database& connection, const std::string& condition) {
+    const char* indexes = "SELECT count(*) FROM sqlite_master WHERE name = 'users_contacts' AND "
+                          "type = 'index' AND tbl_name = 'users'";
+    return condition.starts_with(is_contact) && number(connection, indexes) > 0
+               ? "_rowid_ IN (SELECT _rowid_ FROM users WHERE " + condition + ")"
+               : condition;
+}
+
+/// Prints the users for whom a condition of SQL holds, and calls `printed` with each.
+status print_users(
+    const arguments& given, sqlite::database& connection, const std::string& wanted,
+    const std::function<void(const db::UserRow&)>& printed = [](const db::UserRow&) {}) {
+    patient_output out;
+    table_writer table(out, given.wide);
+    size_t count = 0;
+    bool is_whole = true;
+    const auto print = [&](const db::UserRow& user_row, const std::string& unfit) {
+        if (given.json) {
+            is_whole = print_json(user_row, unfit, out) && is_whole;
+        } else {
+            table.add(user_row);
         }
-        visit_users(*connection, wanted, visit);
-    });
+        printed(user_row);
+        return ++count < given.limit;
+    };
+    std::optional<sqlite::error> damage;
+    try {
+        visit_users(connection, by_index(connection, wanted), print);
+    } catch (const sqlite::error& failure) {
+        damage = failure; // what could be read is printed all the same
+    }
+    table.finish();
+    out.finish(); // may wait for the reader, and no statement is running now
+    if (damage) {
+        throw sqlite::error(*damage);
+    }
+    return !is_whole ? status::not_all_told : count > 0 ? status::done : status::nothing_found;
 }
 
 /// Calls `work` with each record of the lines, and returns their number. Those without a kind get
-/// these. A failure names the line.
+/// these. A failure names the line. All records are checked so before the first is written: then a
+/// bad one needs no rollback, and other programs can write while we wait for a pipe.
 size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
                        const std::function<void(db::UserRow&)>& work) {
-    progress reported(doing);
+    progress shown;
     size_t count = 0;
     for (std::string line; lines.next(line);) {
         try {
@@ -172,7 +139,7 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
             }
             throw sqlite::error(failure.code(), lines.place() + ": " + message_of(failure));
         }
-        reported.update(++count, lines.share_read());
+        shown.update(doing, ++count);
     }
     return count;
 }
@@ -182,30 +149,21 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
 void change_store(const arguments& given, sqlite::access_mode mode,
                   const std::function<void(db::DBUser&)>& work) {
     const auto connection = open_database(given.database, mode);
-    const interruption while_open(connection->native_handle());
+    note_signals(connection->native_handle());
     try {
         connection->as_transaction([&](sqlite::database&) {
             db::DBUser users({}, connection); // creates the table if it is missing
             work(users);
         });
     } catch (const sqlite::error&) {
-        interruption::check();
+        check_signals();
         throw;
     }
 }
 
-/// Checks all records of a file before the first is written. So a bad one needs no rollback, and
-/// other programs can write while we wait for a pipe.
-void check_records(line_reader& lines, uint32_t kinds) {
-    const interruption until_checked;
-    for_each_record(lines, "checking line", kinds, [](db::UserRow&) {});
-    lines.rewind();
-}
-
-/// Prints how many rows were changed, or reports that there are none.
+/// Prints how many rows were changed, if any.
 status told_change(const std::string& done, uint32_t rows) {
-    return rows > 0 ? print_done(done + ' ' + std::to_string(rows))
-                    : reported(status::nothing_found);
+    return rows > 0 ? print_done(done + ' ' + std::to_string(rows)) : status::nothing_found;
 }
 
 void report_if(int64_t count, const std::string& what) {
@@ -214,26 +172,21 @@ void report_if(int64_t count, const std::string& what) {
     }
 }
 
-/// Checks the value for a field, and returns the function that gives it to a user. That one returns
-/// the number of rows changed.
-std::function<uint32_t(db::DBUser&)> update_of(const arguments& given) {
-    const auto with = [&key = given.users.front()](auto update, auto value) {
-        return [&key, update, value](db::DBUser& users) {
-            return update(value, key.user_id, key.source, users);
-        };
-    };
+/// Changes a field. Returns the number of rows changed.
+uint32_t update(const arguments& given, db::DBUser& users) {
+    const auto& [user_id, source] = given.users.front();
     if (given.field == "remark") {
-        return with(db::DBUser::UpdateRemarkByIdAndSource, remark_of(given.value));
+        return users.UpdateRemarkByIdAndSource(remark_of(given.value), user_id, source, users);
     }
     if (given.field == "data-type") {
-        return with(db::DBUser::UpdateDataTypeByIdAndSource, kinds_from(given.value));
+        return users.UpdateDataTypeByIdAndSource(kinds_from(given.value), user_id, source, users);
     }
     if (given.value != "0" && given.value != "1") {
         throw bad_input("the value of " + given.field + " must be 0 or 1");
     }
-    return with(given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
-                                      : db::DBUser::UpdateIsAttentionByIdAndSource,
-                given.value == "1");
+    const auto update_flag = given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
+                                                   : db::DBUser::UpdateIsAttentionByIdAndSource;
+    return update_flag(given.value == "1", user_id, source, users);
 }
 
 /// The way to store a record if its user may be stored already.
@@ -255,7 +208,8 @@ status print_done(const std::string& what) {
 status import_contacts(const arguments& given) {
     const auto insert = insert_by(given.policy);
     line_reader lines(given.file);
-    check_records(lines, given.kinds);
+    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    lines.rewind();
     int64_t stored = 0;
     int64_t replaced = 0;
     int64_t without_kind = 0;
@@ -263,7 +217,6 @@ status import_contacts(const arguments& given) {
     size_t read = 0;
     change_store(given, sqlite::read_write_create, [&](db::DBUser& users) {
         sqlite::database& connection = *users.GetDB();
-        require_all_columns(connection);
         const std::string row = row_number(connection);
         const int64_t before = number(connection, "SELECT max(" + row + ") FROM users");
         read = for_each_record(lines, "writing line", given.kinds, [&](db::UserRow& user_row) {
@@ -289,7 +242,7 @@ status import_contacts(const arguments& given) {
 status export_users(const arguments& given) {
     arguments as_json = given;
     as_json.json = true;
-    const status outcome = print_users(as_json);
+    const status outcome = print_users(as_json, *open_to_read(given), condition(given));
     return outcome == status::nothing_found ? status::done : outcome;
 }
 
@@ -300,16 +253,15 @@ status search_contacts(const arguments& given) {
         throw bad_input("the keyword '" + given.key_word +
                         "' is no valid regular expression, or its cost has no bound");
     }
-    return reported(print_visited(given, [&](const visitor& visit) {
-        db::DBUser users = open_store(given);
-        users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
-        users.WalkUserRowsWithKeyWord(key_word,
-                                      [&](db::UserRow& user_row) { return visit(user_row, {}); });
-    }));
+    db::DBUser users({}, open_to_read(given)); // brings USER_REGEX
+    users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
+    return print_users(
+        given, *users.GetDB(),
+        is_contact + (" AND USER_REGEX(user_name, remark, group_info, " + quoted(key_word) + ")"));
 }
 
 status list_users(const arguments& given) {
-    return reported(print_users(given));
+    return print_users(given, *open_to_read(given), condition(given));
 }
 
 status count_users(const arguments& given) {
@@ -321,33 +273,27 @@ status count_users(const arguments& given) {
 }
 
 status get_users(const arguments& given) {
-    db::DBUser users = open_store(given);
-    std::set<std::pair<std::string, int>> asked;
     std::map<std::string, user_key> missing;
     for (const user_key& key : given.users) {
-        asked.emplace(key.user_id, static_cast<int>(key.source));
         missing.emplace(key.stored_key(), key);
     }
-    const status outcome = print_visited(given, [&](const visitor& visit) {
-        users.WalkUsersByUserIds(asked, [&](db::UserRow& user_row) {
-            const bool is_wanted = given.kinds == 0 || (user_row.data_type & given.kinds) != 0;
-            return !is_wanted || (missing.erase(user_row.local_user_id), visit(user_row, {}));
-        });
-    });
+    const status outcome =
+        print_users(given, *open_to_read(given), condition(given),
+                    [&](const db::UserRow& user_row) { missing.erase(user_row.local_user_id); });
     for (const auto& [local_user_id, key] : missing) {
         report("not found: " + key.text());
     }
-    return reported(outcome);
+    return outcome;
 }
 
 status update_users(const arguments& given) {
     constexpr size_t most_named = 100;
     line_reader lines(given.file);
-    check_records(lines, 0);
+    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    lines.rewind();
     size_t missing = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        require_all_columns(*users.GetDB());
         read = for_each_record(lines, "writing line", 0, [&](db::UserRow& row) {
             if (users.Update(row) == 0 && ++missing <= most_named) {
                 report(lines.place() +
@@ -369,19 +315,20 @@ status create_index(const arguments& given) {
 }
 
 status set_field(const arguments& given) {
-    const auto update = update_of(given);
+    if (given.users.size() != 1) {
+        throw bad_input("one user is needed, as USER_ID:SOURCE, and a value");
+    }
     const user_key& key = given.users.front();
     uint32_t rows = 0;
     int64_t without_version = 0; // no update raises a version that is NULL
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        rows = update(users);
-        without_version =
-            number(*users.GetDB(), "SELECT count(*) FROM users WHERE user_id = '" +
-                                       users.convert_quotation_mark(key.user_id) +
-                                       "' AND user_version IS NULL AND user_source = " +
-                                       std::to_string(key.source));
+        rows = update(given, users);
+        without_version = number(*users.GetDB(), "SELECT count(*) FROM users WHERE user_version "
+                                                 "IS NULL AND user_id = " +
+                                                     quoted(key.user_id) + " AND user_source = " +
+                                                     std::to_string(key.source));
     });
-    if (rows > 0 && without_version > 0) {
+    if (without_version > 0) {
         report("its user_version is NULL, and stays so");
     }
     return told_change("changed", rows);

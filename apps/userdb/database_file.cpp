@@ -11,13 +11,6 @@ namespace userdb {
 
 namespace {
 
-bool has_users(sqlite::database& connection) {
-    const sqlite::result found =
-        connection.execute("SELECT 1 FROM sqlite_master WHERE type IN ('table', 'view')"
-                           " AND name = 'users' COLLATE NOCASE");
-    return found.begin() != found.end();
-}
-
 constexpr const char* half_written =
     "a program that wrote to it was interrupted; to undo that, userdb must be allowed to write to "
     "it and to its folder, or to a copy of it and of the files beside it";
@@ -35,16 +28,6 @@ const std::map<int, const char*> meanings{
     {SQLITE_FULL, "the disk is full"},
 };
 
-/// Why a file cannot be opened, which is no directory.
-std::string why_not_opened(const std::filesystem::path& file) {
-    std::error_code failure;
-    if (std::filesystem::status(file, failure).type() != std::filesystem::file_type::not_found) {
-        return "it may not be opened";
-    }
-    const bool has_folder = exists(absolute(file, failure).parent_path(), failure);
-    return has_folder ? "there is no such file" : "its folder is missing";
-}
-
 } // namespace
 
 std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite::access_mode mode) {
@@ -55,8 +38,8 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
     const std::string path = file.starts_with("file:") ? "./" + file : file;
     auto connection = std::make_shared<sqlite::database>(path, mode);
     try {
-        if (mode != sqlite::read_write_create && !has_users(*connection)) {
-            throw sqlite::error(SQLITE_ERROR, "it has no table users");
+        if (mode != sqlite::read_write_create) {
+            connection->execute("SELECT 1 FROM users LIMIT 0");
         }
     } catch (const sqlite::error& failure) {
         const int code = failure.code();
@@ -73,21 +56,31 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
 std::string message_of(const sqlite::error& failure) {
     const std::string text = failure.what();
     const size_t begin = text.starts_with("cannot ") ? text.find(": ") + 2 : 0;
-    return text.substr(begin, text.find(", in: ") - begin);
+    const std::string message = text.substr(begin, text.find(", in: ") - begin);
+    const std::string_view lacks = "no such column: ";
+    return message.starts_with(lacks) ? "an older table: it has no " + message.substr(lacks.size())
+                                      : message;
 }
 
 std::string explained(const sqlite::error& failure, const std::string& file) {
-    std::error_code unknown;
     for (const int code : {failure.code(), failure.code() & 0xff}) {
         if (const auto meaning = meanings.find(code); meaning != meanings.end()) {
             return meaning->second;
         }
     }
-    if (std::filesystem::is_directory(file, unknown)) {
+    std::error_code unknown;
+    const auto type = std::filesystem::status(file, unknown).type();
+    if (type == std::filesystem::file_type::directory) {
         return "it is a directory";
     }
-    const bool is_opened = (failure.code() & 0xff) != SQLITE_CANTOPEN;
-    return is_opened ? message_of(failure) : why_not_opened(file);
+    if ((failure.code() & 0xff) != SQLITE_CANTOPEN) {
+        return message_of(failure);
+    }
+    if (type != std::filesystem::file_type::not_found) {
+        return "it may not be opened";
+    }
+    const auto folder = std::filesystem::absolute(file, unknown).parent_path();
+    return exists(folder, unknown) ? "there is no such file" : "its folder is missing";
 }
 
 } // namespace userdb

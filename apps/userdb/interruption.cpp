@@ -2,8 +2,6 @@
 
 #include "apps/userdb/failures.h"
 
-#include <array>
-#include <atomic>
 #include <csignal>
 #include <poll.h>
 #include <sqlite3.h>
@@ -12,56 +10,43 @@ namespace userdb {
 
 namespace {
 
-constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
-
-// The signal handler uses these. There only lock-free atomics are safe.
-std::atomic<int> noted = 0;
-std::atomic<sqlite3*> connection_in_use = nullptr;
-static_assert(decltype(noted)::is_always_lock_free);
-static_assert(decltype(connection_in_use)::is_always_lock_free);
-
-void note(int signal) {
-    noted = signal;
-    if (sqlite3* const connection = connection_in_use; connection != nullptr) {
-        sqlite3_interrupt(connection); // only sets a flag
-    }
-}
+volatile std::sig_atomic_t noted = 0;
 
 } // namespace
 
-interruption::interruption(sqlite3* connection) {
-    connection_in_use = connection;
+void note_signals(sqlite3* connection) {
     struct sigaction action {};
-    action.sa_handler = note;
+    action.sa_handler = [](int signal) { noted = signal; };
     action.sa_flags = SA_RESTART; // or an answer that waits for its reader would be lost
-    for (const int signal : signals) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before {};
         sigaction(signal, nullptr, &before);
         if (before.sa_handler != SIG_IGN) { // as under nohup
             sigaction(signal, &action, nullptr);
         }
     }
+    if (connection != nullptr) {
+        constexpr int steps = 1000; // more than a COMMIT or ROLLBACK takes: those must not be ended
+        const auto is_noted = [](void*) { return static_cast<int>(noted); };
+        sqlite3_progress_handler(connection, steps, is_noted, nullptr);
+    }
 }
 
-interruption::~interruption() {
-    connection_in_use = nullptr;
-}
-
-void interruption::check() {
+void check_signals() {
     if (noted != 0) {
         throw interrupted(noted);
     }
 }
 
-void interruption::wait_for_input(int file) {
+void wait_for_input(int file) {
     constexpr int milliseconds = 100; // a signal between the check and the wait is seen after these
     struct pollfd input {
         file, POLLIN, 0
     };
     do {
-        check();
+        check_signals();
     } while (poll(&input, 1, milliseconds) == 0);
-    check();
+    check_signals();
 }
 
 } // namespace userdb

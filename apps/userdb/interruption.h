@@ -4,23 +4,16 @@ struct sqlite3;
 
 namespace userdb {
 
-/// From the first such object on, SIGINT, SIGTERM and SIGHUP no longer end the process. They are
-/// noted instead, and while such an object lives they end the statement that runs on its
-/// connection. So what is done is told, even if a signal comes behind it. A signal that was ignored
-/// before stays ignored. There is one such object at a time.
-class interruption {
-public:
-    /// The connection, if any, must outlive this.
-    explicit interruption(sqlite3* connection = nullptr);
-    ~interruption();
-    interruption(const interruption&) = delete;
-    interruption& operator=(const interruption&) = delete;
+/// From the first call on, SIGINT, SIGTERM and SIGHUP no longer end the process. They are noted
+/// instead, and end the statement that runs on the connection, if one is given. So what is done is
+/// told, even if a signal comes behind it. A signal that was ignored before stays ignored.
+void note_signals(sqlite3* connection = nullptr);
 
-    /// Throws `interrupted` if a signal has come.
-    static void check();
-    /// Waits until the file has bytes to read, ends or fails. Throws `interrupted` if a signal came
-    /// before or while it waited.
-    static void wait_for_input(int file);
-};
+/// Throws `interrupted` if a signal was noted.
+void check_signals();
+
+/// Waits until the file has bytes to read, ends or fails. Throws `interrupted` if a signal was
+/// noted before or while it waited.
+void wait_for_input(int file);
 
 } // namespace userdb

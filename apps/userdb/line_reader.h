@@ -13,32 +13,25 @@ namespace userdb {
 /// if the file cannot be read.
 class line_reader {
 public:
-    /// Reads what comes from a pipe to its end. Throws `interrupted` if a signal comes meanwhile.
+    /// Reads what comes from a pipe to its end. Notes signals, and throws `interrupted` if one
+    /// comes.
     explicit line_reader(const std::string& file);
-    ~line_reader();
-    line_reader(const line_reader&) = delete;
-    line_reader& operator=(const line_reader&) = delete;
 
-    /// Reads the next line that is not blank. Returns false at the end. Throws `interrupted` if a
-    /// signal has come.
+    /// Reads the next line that is not blank, without its end. Returns false at the end. Throws
+    /// `interrupted` if a signal has come.
     bool next(std::string& line);
     /// Where the line that was read last stands: "FILE:NUMBER".
     [[nodiscard]] std::string place() const { return m_name + ":" + std::to_string(m_number); }
-    /// The share of the file that is read, from 0 to 1.
-    [[nodiscard]] double share_read() const;
     /// Begins again with the first line.
     void rewind();
 
 private:
     void require(bool works) const; // or throws that the file cannot be read
+    void keep_copy();
 
     std::string m_name;
     file_pointer m_file; // the copy, if one is kept
-    off_t m_begin = 0;   // where reading began
-    off_t m_end = 0;
-    off_t m_place = 0;      // of the next line
-    char* m_line = nullptr; // the one that was read last, allocated by the C library
-    size_t m_capacity = 0;
+    off_t m_begin = 0;   // where its first line stands
     size_t m_number = 0;
 };
 

@@ -49,6 +49,9 @@ int main(int argc, char** argv) try {
     std::setlocale(LC_CTYPE, "C.UTF-8"); // texts are UTF-8, whatever the locale of the user is
     occupy_standard_streams();
     const userdb::status outcome = run(argc, argv);
+    if (outcome == userdb::status::nothing_found) {
+        userdb::report("nothing found");
+    }
     if (!std::cout.flush()) {
         throw userdb::output_failed("done");
     }

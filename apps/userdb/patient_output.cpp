@@ -1,5 +1,7 @@
 #include "apps/userdb/patient_output.h"
 
+#include "apps/userdb/failures.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -18,34 +20,35 @@ bool takes_something(int within_ms) {
     return poll(&output, 1, within_ms) != 0;
 }
 
+void require(bool works) {
+    if (!works) {
+        throw output_failed("done");
+    }
+}
+
 /// Waits for the reader until it has taken all.
-bool write_all(std::string_view bytes) {
+void write_all(std::string_view bytes) {
     while (!bytes.empty()) {
         takes_something(-1); // since the output may be one that does not block
-        const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (written < 0 && errno != EAGAIN && errno != EINTR) {
-            return false;
-        }
+        const ssize_t written = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+        require(written >= 0 || errno == EAGAIN || errno == EINTR);
         bytes.remove_prefix(written > 0 ? static_cast<size_t>(written) : 0);
     }
-    return true;
 }
 
 } // namespace
 
-bool patient_output::pass_on_kept() {
+void patient_output::pass_on_kept() {
     std::array<char, 65536> bytes;
     for (off_t place = 0; place < m_kept_size;) {
         const auto most = std::min<off_t>(m_kept_size - place, bytes.size());
         const ssize_t size =
             pread(fileno(m_kept.get()), bytes.data(), static_cast<size_t>(most), place);
-        if (size <= 0 || !write_all({bytes.data(), static_cast<size_t>(size)})) {
-            return false;
-        }
+        require(size > 0);
+        write_all({bytes.data(), static_cast<size_t>(size)});
         place += size;
     }
     m_kept_size = 0;
-    return m_kept == nullptr || ftruncate(fileno(m_kept.get()), 0) == 0;
 }
 
 /// Whether the reader takes something before there is no more patience.
@@ -53,13 +56,13 @@ bool patient_output::is_ready() {
     using clock = std::chrono::steady_clock;
     const auto start = clock::now();
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_patience);
-    const bool is_ready = takes_something(static_cast<int>(left.count()));
+    const bool is_ready = left.count() > 0 && takes_something(static_cast<int>(left.count()));
     m_patience -= clock::now() - start;
-    return is_ready && m_patience.count() > 0;
+    return is_ready;
 }
 
-bool patient_output::put(std::string_view bytes) {
-    if (m_patience.count() > 0 && is_ready()) {
+void patient_output::put(std::string_view bytes) {
+    if (is_ready()) {
         return write_all(bytes);
     }
     if (m_kept == nullptr) {
@@ -68,10 +71,10 @@ bool patient_output::put(std::string_view bytes) {
     const auto size = static_cast<ssize_t>(bytes.size());
     if (m_kept == nullptr ||
         pwrite(fileno(m_kept.get()), bytes.data(), bytes.size(), m_kept_size) != size) {
-        return pass_on_kept() && write_all(bytes); // there is no room
+        pass_on_kept(); // there is no room
+        return write_all(bytes);
     }
     m_kept_size += size;
-    return true;
 }
 
 void patient_output::write(std::string_view text) {
@@ -79,19 +82,15 @@ void patient_output::write(std::string_view text) {
     m_bytes += text;
     std::string_view rest = m_bytes;
     for (; rest.size() >= at_once; rest.remove_prefix(at_once)) {
-        m_works = m_works && put(rest.substr(0, at_once));
+        put(rest.substr(0, at_once));
     }
     m_bytes.erase(0, m_bytes.size() - rest.size());
 }
 
-void patient_output::flush() {
-    m_works = m_works && put(m_bytes);
-    m_bytes.clear();
-}
-
 void patient_output::finish() {
-    flush();
-    m_works = m_works && pass_on_kept();
+    put(m_bytes);
+    m_bytes.clear();
+    pass_on_kept();
 }
 
 } // namespace userdb

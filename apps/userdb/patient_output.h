@@ -12,24 +12,19 @@ namespace userdb {
 /// Standard output, for what is written while a statement is running. A slow reader, such as a
 /// pager or a compressor, would hold up the statement, and a statement that runs keeps other
 /// programs from writing. So once a reader has cost a second in all, the rest waits in a temporary
-/// file. While there is no room for that, the reader is waited for.
+/// file. While there is no room for that, the reader is waited for. Throws `output_failed`.
 class patient_output {
 public:
     void write(std::string_view text);
-    /// Passes on what is held back for the sake of speed.
-    void flush();
     /// Waits until the reader has taken all, so no statement may be running.
     void finish();
-    /// False once something could not be written.
-    [[nodiscard]] bool works() const { return m_works; }
 
 private:
-    bool put(std::string_view bytes);
+    void put(std::string_view bytes);
     bool is_ready();
-    bool pass_on_kept();
+    void pass_on_kept();
 
     std::string m_bytes; // fewer than a pipe takes at once
-    bool m_works = true;
     std::chrono::nanoseconds m_patience{std::chrono::seconds(1)};
     file_pointer m_kept;
     off_t m_kept_size = 0;

@@ -58,11 +58,10 @@ bool append_string(std::string& out, const std::string& text, bool for_terminal 
     }
 }
 
-/// A member of a JSON object. Its value is a text, or JSON without blanks.
+/// A member of a JSON object.
 struct member {
     std::string key;
-    std::string value = {};
-    char kind = '\0'; // '"' for a text, '{' or '[' for JSON of that kind, '0' for all else
+    std::string value = {}; // JSON without blanks
 };
 
 /// Reads the members of a JSON object from the parts of a text in their order. A tree of them would
@@ -70,30 +69,31 @@ struct member {
 /// new one among the earlier ones.
 class member_reader {
 public:
-    /// For a whole object of this size.
-    explicit member_reader(size_t size) : m_size(size) {}
-    /// For the value alone of a member with this key.
-    explicit member_reader(const char* key) : m_depth(1), m_members{{key}} {}
+    /// For a whole object of this size, or for the value alone of the member that is there.
+    explicit member_reader(size_t size, std::vector<member> members = {})
+        : m_size(size), m_depth(members.size()), m_members(std::move(members)) {}
 
-    bool null() { return value("null", '0'); }
-    bool boolean(bool is_true) { return value(is_true ? "true" : "false", '0'); }
-    bool number_integer(int64_t number) { return value(std::to_string(number), '0'); }
-    bool number_unsigned(uint64_t number) { return value(std::to_string(number), '0'); }
-    bool number_float(double /*number*/, const std::string& digits) { return value(digits, '0'); }
-    bool string(const std::string& text) { return value(text, '"'); }
+    bool null() { return add("null"); }
+    bool boolean(bool is_true) { return add(is_true ? "true" : "false"); }
+    bool number_integer(int64_t number) { return add(std::to_string(number)); }
+    bool number_unsigned(uint64_t number) { return add(std::to_string(number)); }
+    bool number_float(double /*number*/, const std::string& digits) { return add(digits); }
+    bool string(const std::string& text) {
+        return add("") && append_string(m_members.back().value, text);
+    }
     bool binary(const json::binary_t& /*bytes*/) { return false; } // no text holds any
-    bool start_object(size_t /*size*/) { return open('{'); }
+    bool start_object(size_t /*size*/) { return open("{"); }
     bool end_object() { return close('}'); }
-    bool start_array(size_t /*size*/) { return open('['); }
+    bool start_array(size_t /*size*/) { return open("["); }
     bool end_array() { return close(']'); }
 
     bool key(const std::string& name) {
         if (m_depth == 1) {
             m_members.push_back({name});
-            return true;
+        } else {
+            string(name);
+            m_members.back().value += ':';
         }
-        value(name, '"');
-        m_members.back().value += ':';
         return true;
     }
     bool parse_error(size_t position, const std::string& /*token*/,
@@ -112,54 +112,37 @@ private:
             throw bad_input("not one whole JSON object: is the file pretty-printed?");
         }
     }
-    bool value(const std::string& token, char kind) {
+    bool add(const std::string& token) {
         require_whole(m_depth > 0);
-        begin(kind);
-        std::string& text = m_members.back().value;
-        if (kind == '"' && m_depth > 1) {
-            append_string(text, token);
-        } else {
-            text += token;
-        }
+        std::string& value = m_members.back().value;
+        const bool is_next =
+            !value.empty() && std::string_view("{[:").find(value.back()) == std::string_view::npos;
+        value.append(is_next ? "," : "").append(token);
         return true;
     }
-    bool open(char bracket) {
-        require_whole(m_depth > 0 || bracket == '{');
+    bool open(const char* bracket) {
+        require_whole(m_depth > 0 || *bracket == '{');
         if (m_depth == max_depth) {
             refuse(m_members.back().key,
                    "nested more than " + std::to_string(max_depth) + " levels deep");
         }
-        if (m_depth > 0) {
-            begin(bracket);
-            m_members.back().value += bracket;
-        }
-        ++m_depth;
-        return true;
+        return m_depth++ == 0 || add(bracket);
     }
     bool close(char bracket) {
-        --m_depth;
-        if (m_depth > 0) {
+        if (--m_depth > 0) {
             m_members.back().value += bracket;
         }
         return true;
     }
-    void begin(char kind) {
-        member& last = m_members.back();
-        if (m_depth == 1) {
-            last.kind = kind;
-        } else if (std::string_view("{[:").find(last.value.back()) == std::string_view::npos) {
-            last.value += ',';
-        }
-    }
 
-    size_t m_size = std::numeric_limits<size_t>::max();
-    size_t m_depth = 0;
+    size_t m_size;
+    size_t m_depth;
     std::vector<member> m_members;
 };
 
 /// JSON without blanks and escapes that it need not have. Throws `bad_input` if it is none.
 std::string compact(const std::string& text) {
-    member_reader reader("remark");
+    member_reader reader(text.max_size(), {{"remark"}});
     json::sax_parse(text, &reader);
     return reader.take().front().value;
 }
@@ -167,8 +150,7 @@ std::string compact(const std::string& text) {
 /// Whether the first character that is not blank is one of these.
 bool begins_with(const std::string& text, const char* characters) {
     const size_t first = text.find_first_not_of(" \t\r\n");
-    return first != std::string::npos &&
-           std::string_view(characters).find(text[first]) != std::string_view::npos;
+    return first != std::string::npos && first == text.find_first_of(characters);
 }
 
 /// The same for a JSON object or array. Returns other texts as they are.
@@ -181,11 +163,11 @@ std::string compact_if_json(const std::string& text) {
     }
 }
 
-/// The mask for names of kinds: a text that joins them by commas, or the text of a JSON array.
+/// The mask for names of kinds: a text that joins them by commas, or an array.
 uint32_t kinds_of(const member& given) try {
-    return kinds_from(given.kind == '['
-                          ? joined(json::parse(given.value).get<std::vector<std::string>>(), ",")
-                          : given.value);
+    const json names = json::parse(given.value);
+    return kinds_from(names.is_string() ? names.get<std::string>()
+                                        : joined(names.get<std::vector<std::string>>(), ","));
 } catch (const bad_input& failure) {
     refuse(given.key, failure.what());
 } catch (const json::exception&) {
@@ -193,23 +175,28 @@ uint32_t kinds_of(const member& given) try {
 }
 
 void put(std::string& field, const member& given) {
-    const bool is_text = given.kind == '"';
+    const char kind = given.value[0];
     const bool may_be_structured = given.key == "remark" || given.key == "group_info";
-    if (!is_text && (!may_be_structured || given.kind == '0')) {
+    if (kind == '"') {
+        const bool is_plain = given.value.find('\\') == std::string::npos;
+        field = is_plain ? given.value.substr(1, given.value.size() - 2)
+                         : json::parse(given.value).get<std::string>();
+        field = may_be_structured ? compact_if_json(field) : field;
+    } else if (may_be_structured && (kind == '{' || kind == '[')) {
+        field = given.value;
+    } else {
         refuse(given.key,
                may_be_structured ? "must be a text, an object or an array" : "must be a text");
     }
-    field = is_text && may_be_structured ? compact_if_json(given.value) : given.value;
 }
 
 template <std::integral Integer>
 void put(Integer& field, const member& given) {
-    if (given.key == "data_type" && given.kind != '0') {
-        field = static_cast<Integer>(kinds_of(given));
-        return;
+    std::optional<Integer> number = whole_number<Integer>(given.value);
+    if (given.key == "data_type" && begins_with(given.value, "\"[{")) {
+        number = static_cast<Integer>(kinds_of(given));
     }
-    const std::optional<Integer> number = whole_number<Integer>(given.value);
-    if (given.kind != '0' || !number) {
+    if (!number) {
         refuse(given.key, must_be_whole_number<Integer>());
     }
     field = *number;

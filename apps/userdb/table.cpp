@@ -2,14 +2,16 @@
 
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
+#include "apps/userdb/terminal.h"
 #include "apps/userdb/text.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cwchar>
 #include <limits>
 #include <numeric>
 #include <string_view>
-#include <utility>
+#include <unistd.h>
 
 namespace userdb {
 
@@ -72,65 +74,62 @@ std::string printable_text(const std::string& text) {
     return printable(text).text;
 }
 
+table_writer::table_writer(patient_output& out, bool is_wide)
+    : m_out(out), m_is_wide(is_wide),
+      m_screen(terminal_columns()), m_first{{printable("USER ID"), printable("SOURCE"),
+                                             printable("KIND"), printable("NAME"),
+                                             printable("REMARK NAME"), printable("NICK NAMES")}} {}
+
 void table_writer::add(const db::UserRow& user_row) {
     constexpr size_t held_back = 100;
     const auto cell = [this](std::string_view text) {
-        return printable(m_layout.is_wide ? text : text.substr(0, most_bytes));
+        return printable(m_is_wide ? text : text.substr(0, most_bytes));
     };
-    table_line cells{cell(user_row.user_id),
-                     cell(std::to_string(user_row.user_source)),
-                     cell(joined(kind_names(user_row.data_type), ", ")),
-                     cell(user_row.user_name),
-                     cell(joined(member_texts(user_row.remark, "remark_name"), ", ")),
-                     cell(joined(member_texts(user_row.group_info, "nick_name"), ", "))};
-    if (m_is_measured) {
-        m_out.write(text_of(cells) + '\n');
-        return;
-    }
-    m_first.push_back(std::move(cells));
-    if (m_first.size() == held_back) {
+    m_first.push_back({cell(user_row.user_id), cell(std::to_string(user_row.user_source)),
+                       cell(joined(kind_names(user_row.data_type), ", ")), cell(user_row.user_name),
+                       cell(joined(member_texts(user_row.remark, "remark_name"), ", ")),
+                       cell(joined(member_texts(user_row.group_info, "nick_name"), ", "))});
+    if (m_widths[0] > 0) {
+        m_out.write(text_of(m_first.back()) + '\n');
+        m_first.clear();
+    } else if (m_first.size() > held_back) {
         write_first(true);
     }
 }
 
 void table_writer::finish() {
-    if (!m_is_measured) {
+    if (m_first.size() > 1) {
         write_first(false);
     }
 }
 
 void table_writer::write_first(bool may_grow) {
-    const table_line head{printable("USER ID"), printable("SOURCE"),      printable("KIND"),
-                          printable("NAME"),    printable("REMARK NAME"), printable("NICK NAMES")};
-    measure(head, may_grow);
-    const auto [begin_bold, end_bold] =
-        m_layout.bold_head ? std::pair("\033[1m", "\033[m") : std::pair("", "");
-    m_out.write(begin_bold + text_of(head) + end_bold + '\n');
     for (const table_line& cells : m_first) {
-        m_out.write(text_of(cells) + '\n');
-    }
-    m_out.flush();
-    m_first.clear();
-}
-
-void table_writer::measure(const table_line& head, bool may_grow) {
-    constexpr size_t no_limit = std::numeric_limits<size_t>::max();
-    m_is_measured = true;
-    for (size_t i = 0; i < columns; ++i) {
-        m_widths[i] = head[i].width;
-        for (const table_line& cells : m_first) {
+        for (size_t i = 0; i < columns; ++i) {
             m_widths[i] = std::max(m_widths[i], cells[i].width);
         }
     }
-    m_limits.fill(m_layout.is_wide ? no_limit : most_off_screen);
-    if (!m_layout.is_wide && m_layout.screen > 0) {
+    if (m_screen > 0 && !m_is_wide) {
         fit_screen(may_grow);
-        m_limits = m_widths;
     }
-    std::fill_n(m_limits.begin(), key_columns, no_limit);
     for (size_t i = 0; i < columns; ++i) {
-        m_widths[i] = std::min(m_widths[i], m_limits[i]);
+        m_widths[i] = std::min(m_widths[i], limit(i));
     }
+    const char* no_color = std::getenv("NO_COLOR");
+    const bool is_bold = obeys_escapes(STDOUT_FILENO) && (no_color == nullptr || *no_color == '\0');
+    m_out.write(is_bold ? "\033[1m" : "");
+    for (const table_line& cells : m_first) {
+        const bool ends_head = is_bold && &cells == &m_first.front();
+        m_out.write(text_of(cells) + (ends_head ? "\033[m\n" : "\n"));
+    }
+    m_first.clear();
+}
+
+size_t table_writer::limit(size_t column) const {
+    if (column < key_columns || m_is_wide) {
+        return std::numeric_limits<size_t>::max();
+    }
+    return m_screen > 0 ? m_widths[column] : most_off_screen;
 }
 
 void table_writer::fit_screen(bool may_grow) {
@@ -139,10 +138,10 @@ void table_writer::fit_screen(bool may_grow) {
     };
     const auto first_text = m_widths.begin() + key_columns;
     const auto widest = [&] { return std::max_element(first_text, m_widths.end()); };
-    while (used() > m_layout.screen && *widest() > narrowest) {
+    while (used() > m_screen && *widest() > narrowest) {
         --*widest();
     }
-    for (size_t i = 0; may_grow && used() < m_layout.screen; ++i) {
+    for (size_t i = 0; may_grow && used() < m_screen; ++i) {
         m_widths[i % columns] += i % columns == 1 ? 0 : 1; // a source needs no more
     }
 }
@@ -150,8 +149,8 @@ void table_writer::fit_screen(bool may_grow) {
 std::string table_writer::text_of(const table_line& cells) const {
     std::string text;
     for (size_t i = 0; i < columns; ++i) {
-        const bool fits = cells[i].width <= m_limits[i];
-        text += fits ? cells[i].text : cut(cells[i].text, m_limits[i]);
+        const bool fits = cells[i].width <= limit(i);
+        text += fits ? cells[i].text : cut(cells[i].text, limit(i));
         text.append(gap + m_widths[i] - std::min(m_widths[i], cells[i].width), ' ');
     }
     text.erase(text.find_last_not_of(' ') + 1);

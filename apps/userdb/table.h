@@ -26,37 +26,29 @@ struct table_cell {
 /// the terminal as a command.
 class table_writer {
 public:
-    struct layout {
-        size_t screen = 0;    ///< its width; 0 for no screen, where a cell has at most 40 columns
-        bool is_wide = false; ///< cut nothing
-        bool bold_head = false;
-    };
-
-    /// The output must outlive this.
-    table_writer(patient_output& out, const layout& layout) : m_out(out), m_layout(layout) {}
+    /// The output must outlive this. A wide table cuts nothing.
+    table_writer(patient_output& out, bool is_wide);
 
     /// Holds back the first hundred records, since they decide how wide the columns are.
     void add(const db::UserRow& user_row);
-    /// Writes what is held back. To be called once, after the last record.
+    /// Writes what is held back. To be called after the last record.
     void finish();
 
 private:
     static constexpr size_t columns = 6;
     using table_line = std::array<table_cell, columns>;
-    using sizes = std::array<size_t, columns>;
 
     /// Wider cells may follow if `may_grow`. Then the columns take the whole screen.
     void write_first(bool may_grow);
-    void measure(const table_line& head, bool may_grow);
     void fit_screen(bool may_grow);
+    [[nodiscard]] size_t limit(size_t column) const;
     [[nodiscard]] std::string text_of(const table_line& cells) const;
 
     patient_output& m_out;
-    layout m_layout;
-    std::vector<table_line> m_first;
-    bool m_is_measured = false;
-    sizes m_widths{}; // cells are filled up to these
-    sizes m_limits{}; // cells are cut at these
+    bool m_is_wide;
+    size_t m_screen;                        // its width, 0 for none
+    std::vector<table_line> m_first;        // the head and what is held back
+    std::array<size_t, columns> m_widths{}; // cells are filled up to these
 };
 
 } // namespace userdb

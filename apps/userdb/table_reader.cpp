@@ -5,6 +5,7 @@
 #include "bll/bll.shared/db2/user_columns.h"
 
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <sqlite3.h>
 
@@ -12,127 +13,53 @@ namespace userdb {
 
 namespace {
 
-constexpr int64_t lowest = std::numeric_limits<int64_t>::min();
-constexpr int64_t highest = std::numeric_limits<int64_t>::max();
-
-/// An SQL expression that names the columns whose values do not fit, or is empty. Most rows need
-/// only the first test, which looks at all columns at once; it also fails for some that do fit.
+/// An SQL expression that names the columns whose values do not fit, or is empty. A value fits if
+/// it stays the same without the bits that its field does not have, as NULL does.
 std::string unfit_columns() {
-    std::vector<std::string> columns;
-    std::string unfit;
+    std::vector<std::string> fits;
+    std::vector<std::string> unfit;
     db::for_each_user_column([&](const auto& column) {
         using value = std::remove_cvref_t<decltype(std::declval<db::UserRow>().*column.field)>;
         if constexpr (std::is_integral_v<value>) {
-            const std::string name = columns.emplace_back(column.name);
-            unfit += " || CASE WHEN typeof(" + name + ") NOT IN ('integer', 'null') OR " + name +
-                     " NOT BETWEEN " + std::to_string(std::numeric_limits<value>::min()) + " AND " +
-                     std::to_string(std::numeric_limits<value>::max()) + " THEN ' " + name +
-                     "' ELSE '' END";
+            const std::string name = column.name;
+            const auto bits = static_cast<int64_t>(static_cast<value>(-1));
+            fits.push_back(name + " & " + std::to_string(bits) + " IS " + name);
+            unfit.push_back("CASE WHEN " + fits.back() + " THEN '' ELSE ' " + name + "' END");
         }
     });
-    const std::string all = joined(columns, ",");
-    return "CASE WHEN min(" + all + ") >= 0 AND max(" + all + ") <= 4294967295 AND typeof(" +
-           joined(columns, "+") + ") = 'integer' THEN '' ELSE ''" + unfit + " END";
+    return "CASE WHEN " + joined(fits, " AND ") + " THEN '' ELSE " + joined(unfit, " || ") + " END";
 }
 
-/// Reads the rows from a number on.
-class row_walk {
-public:
-    row_walk(sqlite::database& connection, const std::string& condition, const visitor& visit)
-        : m_connection(connection), m_visit(visit),
-          m_statement(connection.prepare_uncached_statement(
-              "SELECT *, " + row_number(connection) + " AS userdb_row, " + unfit_columns() +
-              " AS userdb_unfit FROM users WHERE userdb_row >= :first" +
-              (condition.empty() ? "" : " AND " + condition) + " ORDER BY userdb_row")) {}
+/// Reads rows of the columns of a record, a row number and an `unfit` into these, and calls `visit`
+/// for each until it returns false.
+void for_each_row(const sqlite::result& rows,
+                  const std::function<bool(db::UserRow&, int64_t, const std::string&)>& visit) {
+    std::vector<size_t> positions(db::user_column_names.size() + 2);
+    std::iota(positions.begin(), positions.end(), 0);
+    db::UserRow user_row;
+    long long number = 0;
+    std::string unfit;
+    const auto read = [&](const sqlite::row& row, const auto&... column) {
+        row.read(positions, (user_row.*column.field)..., number, unfit);
+    };
+    for (const sqlite::row& row : rows) {
+        std::apply([&](const auto&... column) { read(row, column...); }, db::user_columns);
+        if (!visit(user_row, number, unfit)) {
+            break;
+        }
+    }
+}
 
-    /// Goes to the end. Reports what cannot be read, and throws at last if there is something.
-    void go() {
-        std::optional<sqlite::error> damage;
-        for (bool goes_on = true; goes_on;) {
-            try {
-                read();
-                goes_on = false;
-            } catch (const sqlite::error& failure) {
-                if ((failure.code() & 0xff) != SQLITE_CORRUPT) {
-                    throw;
-                }
-                damage = failure;
-                goes_on = skip();
-            }
-        }
-        report_gap(true);
-        if (damage) {
-            throw sqlite::error(*damage);
-        }
-    }
-
-private:
-    void read() {
-        m_statement.bind(":first", static_cast<long long>(m_next));
-        const sqlite::result found = m_connection.execute(m_statement);
-        std::vector<const char*> names(db::user_column_names.begin(), db::user_column_names.end());
-        names.insert(names.end(), {"userdb_row", "userdb_unfit"});
-        std::vector<size_t> positions;
-        db::UserRow user_row;
-        long long row_number = 0;
-        std::string unfit;
-        for (const sqlite::row& row : found) {
-            if (positions.empty()) {
-                row.find_columns(names, positions);
-                report_gap(false);
-            }
-            std::apply(
-                [&](const auto&... column) {
-                    row.read(positions, (user_row.*column.field)..., row_number, unfit);
-                },
-                db::user_columns);
-            m_next = row_number == highest ? highest : row_number + 1;
-            if (!m_visit(user_row, unfit)) {
-                break;
-            }
-        }
-    }
-    /// Goes a little further, and faster the longer nothing can be read: a page has fewer rows than
-    /// 256, and no way has too many steps. Returns false at the end of all numbers.
-    bool skip() {
-        if (m_next == lowest) {
-            m_next = 1; // as SQLite counts
-        }
-        m_gap = m_gap.value_or(m_next);
-        const int64_t step = 1 + (m_next - *m_gap) / 256;
-        const bool goes_on = m_next <= highest - step;
-        m_next += goes_on ? step : 0;
-        return goes_on;
-    }
-    void report_gap(bool is_open) {
-        if (m_gap) {
-            report("cannot read the users in rows " + std::to_string(*m_gap) + " to " +
-                   (is_open ? "the end" : std::to_string(m_next - 1)));
-            m_gap.reset();
-        }
-    }
-
-    sqlite::database& m_connection;
-    const visitor& m_visit;
-    sqlite::statement m_statement;
-    int64_t m_next = lowest;
-    std::optional<int64_t> m_gap; // the first row of those before m_next that cannot be read
-};
+/// The rows of users for `for_each_row`, in the order of their numbers.
+std::string rows_behind(const std::string& row, const std::string& condition) {
+    const std::vector<std::string> names(db::user_column_names.begin(),
+                                         db::user_column_names.end());
+    return "SELECT " + joined(names, ", ") + ", " + row + " AS userdb_row, " + unfit_columns() +
+           " FROM users WHERE userdb_row > :passed" +
+           (condition.empty() ? "" : " AND " + condition) + " ORDER BY userdb_row";
+}
 
 } // namespace
-
-void require_all_columns(sqlite::database& connection) {
-    std::vector<std::string> missing;
-    for (const std::string name : db::user_column_names) {
-        if (number(connection, "SELECT count(*) FROM pragma_table_info('users') WHERE name = '" +
-                                   name + "' COLLATE NOCASE") == 0) {
-            missing.push_back(name);
-        }
-    }
-    if (!missing.empty()) {
-        throw sqlite::error(SQLITE_ERROR, "an older table: it has no " + joined(missing, ", "));
-    }
-}
 
 int64_t number(sqlite::database& connection, const std::string& sql) {
     const sqlite::result answer = connection.execute(sql);
@@ -140,19 +67,50 @@ int64_t number(sqlite::database& connection, const std::string& sql) {
 }
 
 std::string row_number(sqlite::database& connection) {
-    try {
-        const auto tables = number(connection, "SELECT count(*) FROM sqlite_master WHERE "
-                                               "type = 'table' AND name = 'users' COLLATE NOCASE");
-        connection.execute("SELECT _rowid_ FROM users LIMIT 0");
-        return tables > 0 ? "_rowid_" : "0";
-    } catch (const sqlite::error&) {
-        return "0";
-    }
+    const char* tables = "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND "
+                         "name = 'users' COLLATE NOCASE AND sql NOT LIKE '%WITHOUT ROWID%'";
+    return number(connection, tables) > 0 ? "_rowid_" : "0";
 }
 
 void visit_users(sqlite::database& connection, const std::string& condition, const visitor& visit) {
-    require_all_columns(connection);
-    row_walk(connection, condition, visit).go();
+    constexpr int64_t lowest = std::numeric_limits<int64_t>::min();
+    constexpr int64_t highest = std::numeric_limits<int64_t>::max();
+    sqlite::statement rows =
+        connection.prepare_uncached_statement(rows_behind(row_number(connection), condition));
+    int64_t visited = lowest; // the number of the last row that could be read
+    int64_t passed = lowest;  // rows up to this one are not looked for any more
+    std::optional<sqlite::error> damage;
+    const auto report_gap = [&](const std::string& last) {
+        if (passed > visited) {
+            report("cannot read the users in rows " + std::to_string(visited + 1) + " to " + last);
+        }
+    };
+    while (passed < highest) {
+        try {
+            rows.bind(":passed", passed);
+            for_each_row(connection.execute(rows), [&](auto& user_row, auto number, auto& unfit) {
+                report_gap(std::to_string(number - 1));
+                visited = passed = number;
+                return visit(user_row, unfit);
+            });
+            break;
+        } catch (const sqlite::error& failure) {
+            if ((failure.code() & 0xff) != SQLITE_CORRUPT) {
+                throw;
+            }
+            damage = failure;
+            if (visited == lowest) {
+                visited = passed = 0; // SQLite counts from 1
+            }
+            // A page has fewer rows than 256, and longer steps behind those end the way some time.
+            const int64_t step = 1 + passed / 256 - visited / 256;
+            passed = passed < highest - step ? passed + step : highest;
+        }
+    }
+    report_gap("the end");
+    if (damage) {
+        throw sqlite::error(*damage);
+    }
 }
 
 } // namespace userdb

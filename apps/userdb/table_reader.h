@@ -9,9 +9,6 @@
 
 namespace userdb {
 
-/// Throws if the table `users` lacks a column of a record, and names it.
-void require_all_columns(sqlite::database& connection);
-
 /// The number that a query without parameters answers.
 int64_t number(sqlite::database& connection, const std::string& sql);
 

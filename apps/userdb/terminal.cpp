@@ -24,24 +24,16 @@ void report(const std::string& what) {
     std::cerr << "userdb: " << printable_text(what) << '\n';
 }
 
-progress::~progress() {
-    if (m_is_visible) {
-        std::cerr << "\r\033[K" << std::flush;
+void progress::update(const char* doing, size_t number, const std::string& behind) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - m_last > std::chrono::milliseconds(100) && obeys_escapes(STDERR_FILENO)) {
+        std::cerr << '\r' << doing << ' ' << number << behind << "\033[K" << std::flush;
+        m_last = now;
     }
 }
 
-void progress::update(size_t count, double share) {
-    const auto now = clock::now();
-    if (now - m_last < std::chrono::milliseconds(100) || !obeys_escapes(STDERR_FILENO)) {
-        return;
-    }
-    std::cerr << '\r' << m_doing << ' ' << count;
-    if (share > 0) {
-        std::cerr << ", " << static_cast<int>(100 * share) << " %";
-    }
-    std::cerr << "\033[K" << std::flush;
-    m_last = now;
-    m_is_visible = true;
+progress::~progress() {
+    std::cerr << (obeys_escapes(STDERR_FILENO) ? "\r\033[K" : "") << std::flush;
 }
 
 } // namespace userdb

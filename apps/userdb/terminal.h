@@ -19,21 +19,12 @@ void report(const std::string& what);
 /// the end.
 class progress {
 public:
-    /// What is done is told in front of a number, as in "writing line".
-    explicit progress(std::string doing) : m_doing(std::move(doing)) {}
+    /// What is done is told in front of a number, as in "writing line", and what follows behind it.
+    void update(const char* doing, size_t number, const std::string& behind = {});
     ~progress();
-    progress(const progress&) = delete;
-    progress& operator=(const progress&) = delete;
-
-    /// The share of the work that is done is from 0 to 1, or 0 if nobody knows it.
-    void update(size_t count, double share);
 
 private:
-    using clock = std::chrono::steady_clock;
-
-    std::string m_doing;
-    bool m_is_visible = false;
-    clock::time_point m_last = clock::now();
+    std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
 };
 
 } // namespace userdb

@@ -14,7 +14,7 @@ namespace userdb {
 std::string joined(const std::vector<std::string>& texts, const char* separator);
 
 /// The text with its long lines broken at blanks, so that none is longer than so many columns. A
-/// line goes on below the last column of what it lists. 0 columns leave the text as it is.
+/// line goes on below the last column of what it lists.
 std::string wrapped(const std::string& text, size_t columns);
 
 /// The whole number that a text is in decimal. None if it is no such number, or one that `Number`
