@@ -558,6 +558,27 @@ done
 database='' expect "! --db or USERDB_DB must name the database [2]" userdb list
 database=:memory: expect "! --db must name a file [2]" userdb list
 
+# Built with SQLCipher, userdb reads and makes encrypted files.
+if "$program" --help | grep -q -e --key-file; then
+    begin empty
+    rm -f secret*
+    with() { database=$1 userdb --key-file "$2" "${@:3}"; }
+    printf 'pass phrase\n' >key
+    printf 'pass phrase' >same
+    echo wrong >wrong
+    echo >none
+    expect "stored 21, ignored 0, read 21" with secret.db key import "$contacts"
+    expect "copied 3 pages" with secret.db same backup secret-copy.db
+    for file in secret.db secret-copy.db; do
+        expect 21 with $file key count
+        expect "! $file: the key is wrong, or it is no SQLite database [3]" with $file wrong count
+        expect "! $file: the key is wrong, or it is no SQLite database [3]" with $file wrong import "$contacts"
+        database=$file expect "! $file: it is no SQLite database, or an encrypted one [3]" userdb count
+    done
+    expect "! there is no key in none [2]" with secret.db none count
+    expect "! cannot read no: No such file or directory [2]" with secret.db no count
+fi
+
 # Bad usage is explained. Where a complaint ends in "tells more", it begins in the words of the
 # library that parses the command line.
 begin examples

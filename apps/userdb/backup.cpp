@@ -46,13 +46,13 @@ int copy_pages(const sqlite::database& from, const sqlite::database& to) {
 } // namespace
 
 status back_up(const arguments& given) {
-    const auto from = open_database(given.database, sqlite::read_only);
+    const auto from = open_database(given.database, given.key, sqlite::read_only);
     if (file_pointer(std::fopen(given.file.c_str(), "wxe")) == nullptr) {
         throw bad_input("cannot create " + given.file + ": " + std::strerror(errno));
     }
     note_signals();
     try {
-        const auto to = open_database(given.file, sqlite::read_write_create);
+        const auto to = open_database(given.file, given.key, sqlite::read_write_create);
         return print_done("copied " + std::to_string(copy_pages(*from, *to)) + " pages");
     } catch (const sqlite::error& failure) {
         unlink(given.file.c_str());

@@ -6,6 +6,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -192,6 +195,23 @@ public:
     }
 };
 
+#ifdef SQLITE_HAS_CODEC
+std::string read_key(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) {
+        throw bad_input("cannot read " + file + ": " + std::strerror(errno));
+    }
+    std::string key{std::istreambuf_iterator<char>(in), {}};
+    if (key.ends_with('\n')) {
+        key.pop_back(); // an editor puts it there
+    }
+    if (key.empty()) {
+        throw bad_input("there is no key in " + file);
+    }
+    return key;
+}
+#endif
+
 void describe_program(CLI::App& app, arguments& given) {
     const auto help = std::make_shared<help_writer>();
     help->label("TEXT", ""); // the names say more
@@ -206,6 +226,12 @@ void describe_program(CLI::App& app, arguments& given) {
     app.add_option("-d,--db", given.database, "The SQLite file that holds the table users")
         ->option_text("FILE")
         ->envname("USERDB_DB");
+#ifdef SQLITE_HAS_CODEC
+    app.add_option_function<std::string>(
+           "--key-file", [&given](const std::string& file) { given.key = read_key(file); },
+           "The file with the passphrase of an encrypted database")
+        ->option_text("FILE");
+#endif
     app.footer("Environment:\n"
                "  USERDB_DB  The file, if --db is not given\n"
                "  NO_COLOR   If it is not empty, the head of a table is not bold on a terminal\n"

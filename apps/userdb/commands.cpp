@@ -24,7 +24,7 @@ namespace userdb {
 namespace {
 
 std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
-    return open_database(given.database, sqlite::read_only);
+    return open_database(given.database, given.key, sqlite::read_only);
 }
 
 /// Prints a record as JSON, and reports what an import of that would not bring back. Returns
@@ -148,7 +148,7 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
 /// is running, and rolls back. A new file is empty if that happens.
 void change_store(const arguments& given, sqlite::access_mode mode,
                   const std::function<void(db::DBUser&)>& work) {
-    const auto connection = open_database(given.database, mode);
+    const auto connection = open_database(given.database, given.key, mode);
     note_signals(connection->native_handle());
     try {
         connection->as_transaction([&](sqlite::database&) {

@@ -26,6 +26,7 @@ struct user_key {
 /// What a command line can say. Each command uses what it needs.
 struct arguments {
     std::string database;          ///< the file
+    std::string key;               ///< of an encrypted file; empty for others
     std::string file;              ///< of JSON lines, "-" for standard input; or for a copy
     std::string policy{"replace"}; ///< or "ignore" or "fail", for users stored already
     std::string key_word;

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <new>
 #include <sqlite3.h>
 #include <system_error>
 
@@ -28,9 +29,29 @@ const std::map<int, const char*> meanings{
     {SQLITE_FULL, "the disk is full"},
 };
 
+#ifdef SQLITE_HAS_CODEC
+void unlock(sqlite::database& connection, const std::string& file, const std::string& key) {
+    connection.execute("PRAGMA cipher_log_level = NONE"); // or it writes to standard error
+    const auto bytes = static_cast<int>(key.size());
+    if (sqlite3_key(connection.native_handle(), key.data(), bytes) != SQLITE_OK) {
+        throw std::bad_alloc();
+    }
+    try {
+        connection.execute("SELECT 1 FROM sqlite_master LIMIT 0"); // only the first one tells
+    } catch (const sqlite::error& wrong) {
+        if (wrong.code() != SQLITE_NOTADB) {
+            throw;
+        }
+        throw failure(status::database_failed,
+                      file + ": the key is wrong, or it is no SQLite database");
+    }
+}
+#endif
+
 } // namespace
 
-std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite::access_mode mode) {
+std::shared_ptr<sqlite::database> open_database(const std::string& file, const std::string& key,
+                                                sqlite::access_mode mode) {
     if (file == ":memory:") {
         throw bad_input("--db must name a file");
     }
@@ -38,6 +59,11 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
     const std::string path = file.starts_with("file:") ? "./" + file : file;
     auto connection = std::make_shared<sqlite::database>(path, mode);
     try {
+#ifdef SQLITE_HAS_CODEC
+        if (!key.empty()) {
+            unlock(*connection, file, key);
+        }
+#endif
         if (mode != sqlite::read_write_create) {
             connection->execute("SELECT 1 FROM users LIMIT 0");
         }
@@ -45,7 +71,7 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
         const int code = failure.code();
         if (mode == sqlite::read_only &&
             (code == SQLITE_READONLY_ROLLBACK || code == SQLITE_READONLY_RECOVERY)) {
-            return open_database(file, sqlite::read_write);
+            return open_database(file, key, sqlite::read_write);
         }
         throw;
     }

@@ -10,8 +10,9 @@ namespace userdb {
 /// Opens the file of a database. It must have a table `users` or a view of that name, except with
 /// `read_write_create`: other commands never create the table, since the database could be one of
 /// another program. If a program was interrupted while it wrote to the file, that is undone first,
-/// also for a reader.
-std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite::access_mode mode);
+/// also for a reader. A file that is encrypted needs its key.
+std::shared_ptr<sqlite::database> open_database(const std::string& file, const std::string& key,
+                                                sqlite::access_mode mode);
 
 /// SQLite's own words for a failure, without the SQL text that they are about.
 std::string message_of(const sqlite::error& failure);
