@@ -16,7 +16,6 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <optional>
 #include <sqlite3.h>
 
 namespace userdb {
@@ -106,12 +105,7 @@ status print_users(
         printed(user_row);
         return ++count < given.limit;
     };
-    std::optional<sqlite::error> damage;
-    try {
-        visit_users(connection, by_index(connection, wanted), print);
-    } catch (const sqlite::error& failure) {
-        damage = failure; // what could be read is printed all the same
-    }
+    const auto damage = visit_users(connection, by_index(connection, wanted), print);
     table.finish();
     out.finish(); // may wait for the reader, and no statement is running now
     if (damage) {

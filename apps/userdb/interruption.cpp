@@ -15,14 +15,10 @@ volatile std::sig_atomic_t noted = 0;
 } // namespace
 
 void note_signals(sqlite3* connection) {
-    struct sigaction action {};
-    action.sa_handler = [](int signal) { noted = signal; };
-    action.sa_flags = SA_RESTART; // or an answer that waits for its reader would be lost
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction before {};
-        sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) { // as under nohup
-            sigaction(signal, &action, nullptr);
+        // What such a signal interrupts goes on, so no answer that waits for its reader is lost.
+        if (std::signal(signal, [](int signal) { noted = signal; }) == SIG_IGN) {
+            std::signal(signal, SIG_IGN); // as under nohup
         }
     }
     if (connection != nullptr) {

@@ -23,21 +23,6 @@ constexpr size_t max_depth = 100; // each level costs other readers of a remark 
     throw bad_input("key '" + key + "': " + why);
 }
 
-/// Whether a text in UTF-8 holds a character from U+007F to U+009F, or one that turns the direction
-/// of writing: U+202A to U+202E and U+2066 to U+2069.
-bool commands_terminal(std::string_view text) {
-    for (; !text.empty(); text.remove_prefix(1)) {
-        const std::string_view next = text.substr(0, 3);
-        const char last = next.back();
-        if (next[0] == '\x7f' || (next[0] == '\xc2' && next < "\xc2\xa0") ||
-            (next.starts_with("\xe2\x80") && '\xaa' <= last && last <= '\xae') ||
-            (next.starts_with("\xe2\x81") && '\xa6' <= last && last <= '\xa9')) {
-            return true;
-        }
-    }
-    return false;
-}
-
 /// Appends a text as a JSON string. If it is for a terminal and would command it, all characters
 /// beyond ASCII are escaped. Bytes that are no UTF-8 become U+FFFD; returns whether there are none.
 bool append_string(std::string& out, const std::string& text, bool for_terminal = false) {
@@ -48,7 +33,10 @@ bool append_string(std::string& out, const std::string& text, bool for_terminal 
         (out += '"').append(text) += '"';
         return true;
     }
-    const bool is_ascii = for_terminal && commands_terminal(text);
+    // All of what a terminal may obey, and JSON does not escape, begins with one of these bytes.
+    const bool is_ascii = for_terminal &&
+                          text.find_first_of("\x7f\xc2\xd8\xe2") != std::string::npos &&
+                          printable(text).text != text;
     try {
         out += json(text).dump(-1, ' ', is_ascii);
         return true;

@@ -1,6 +1,6 @@
 #include "apps/userdb/terminal.h"
 
-#include "apps/userdb/table.h"
+#include "apps/userdb/text.h"
 
 #include <cstdlib>
 #include <iostream>
@@ -21,7 +21,7 @@ bool obeys_escapes(int file) {
 }
 
 void report(const std::string& what) {
-    std::cerr << "userdb: " << printable_text(what) << '\n';
+    std::cerr << "userdb: " << printable(what).text << '\n';
 }
 
 void progress::update(const char* doing, size_t number, const std::string& behind) {

@@ -1,8 +1,38 @@
 #include "apps/userdb/text.h"
 
+#include <algorithm>
+#include <cwchar>
 #include <sstream>
 
 namespace userdb {
+
+table_cell take_character(std::string_view& text) {
+    constexpr std::wstring_view direction_marks(L"\u061c\u200e\u200f\u202a\u202b\u202c\u202d"
+                                                L"\u202e\u2066\u2067\u2068\u2069");
+    wchar_t character = 0;
+    std::mbstate_t state{};
+    const size_t size = std::mbrtowc(&character, text.data(), text.size(), &state);
+    const bool is_valid = size != 0 && size <= text.size();
+    const std::string_view taken = text.substr(0, is_valid ? size : 1);
+    text.remove_prefix(taken.size());
+    const bool turns = direction_marks.find(character) != std::wstring_view::npos;
+    const int width = is_valid && !turns ? wcwidth(character) : -1;
+    return width < 0 ? table_cell{"\uFFFD", 1}
+                     : table_cell{std::string(taken), static_cast<size_t>(width)};
+}
+
+table_cell printable(std::string_view text) {
+    if (std::all_of(text.begin(), text.end(), [](char c) { return ' ' <= c && c <= '~'; })) {
+        return {std::string(text), text.size()};
+    }
+    table_cell cell;
+    while (!text.empty()) {
+        const table_cell next = take_character(text);
+        cell.text += next.text;
+        cell.width += next.width;
+    }
+    return cell;
+}
 
 std::string joined(const std::vector<std::string>& texts, const char* separator) {
     std::string all;

@@ -6,12 +6,25 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace userdb {
 
 /// The texts, one after the other, with the separator between them.
 std::string joined(const std::vector<std::string>& texts, const char* separator);
+
+/// A text that is safe to print, and the columns of a terminal that it takes.
+struct table_cell {
+    std::string text;
+    size_t width = 0;
+};
+
+/// The text as it is safe to print. U+FFFD takes the place of control characters, of marks that
+/// turn the direction of writing, and of what is no character.
+table_cell printable(std::string_view text);
+/// The same for the first character of a text, which is taken off.
+table_cell take_character(std::string_view& text);
 
 /// The text with its long lines broken at blanks, so that none is longer than so many columns. A
 /// line goes on below the last column of what it lists.
