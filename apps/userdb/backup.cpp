@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iostream>
 #include <limits>
 #include <memory>
 #include <sqlite3.h>
@@ -23,12 +24,16 @@ int copy_pages(const sqlite::database& from, const sqlite::database& to) {
     if (backup == nullptr) {
         throw sqlite::error(sqlite3_extended_errcode(to.native_handle()), "the copy cannot begin");
     }
-    progress shown;
+    const bool is_watched = obeys_escapes(STDERR_FILENO);
     int left = std::numeric_limits<int>::max();
     int pages = 0;
     for (int code = SQLITE_OK, at_once = 1000; code == SQLITE_OK;) {
         check_signals();
+        if (is_watched && pages > 0) {
+            std::cerr << "copied " << pages - left << " of " << pages << " pages";
+        }
         code = sqlite3_backup_step(backup.get(), at_once);
+        std::cerr << (is_watched ? "\r\033[K" : ""); // so that nothing stands before what is said
         if (code != SQLITE_OK && code != SQLITE_DONE) {
             throw sqlite::error(code, sqlite3_errstr(code));
         }
@@ -37,8 +42,6 @@ int copy_pages(const sqlite::database& from, const sqlite::database& to) {
         }
         left = sqlite3_backup_remaining(backup.get());
         pages = sqlite3_backup_pagecount(backup.get());
-        shown.update("copying page", static_cast<size_t>(pages - left),
-                     " of " + std::to_string(pages));
     }
     return pages;
 }

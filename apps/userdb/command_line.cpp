@@ -44,17 +44,13 @@ std::vector<user_key> users_of(const texts& words) {
 
 using adder = std::function<void(CLI::App& to, arguments& given)>;
 
-adder text(const char* name, std::string arguments::*field, const char* what) {
+adder text(const char* name, std::string arguments::*field, const char* what,
+           const texts& choices = {}) {
     return [=](CLI::App& to, arguments& given) {
-        to.add_option(name, given.*field, what)->required(name[0] != '-');
-    };
-}
-
-adder choice(const char* name, std::string arguments::*field, const texts& choices,
-             const char* what) {
-    return [=](CLI::App& to, arguments& given) {
-        text(name, field, what)(to, given);
-        to.get_option(name)->option_text(joined(choices, "|"))->check(CLI::IsMember(choices));
+        CLI::Option* option = to.add_option(name, given.*field, what)->required(name[0] != '-');
+        if (!choices.empty()) {
+            option->option_text(joined(choices, "|"))->check(CLI::IsMember(choices));
+        }
     };
 }
 
@@ -111,9 +107,10 @@ const adder contacts =
          "A file with one JSON object in each line, or - for standard input. Only user_id must be "
          "there; the manual page lists the other keys");
 const adder policy =
-    choice("--on-conflict", &arguments::policy, {"replace", "ignore", "fail"},
-           "What to do if a user is stored already: replace the whole row, which is the default; "
-           "ignore the line; or fail, and store nothing");
+    text("--on-conflict", &arguments::policy,
+         "What to do if a user is stored already: replace the whole row, which is the default; "
+         "ignore the line; or fail, and store nothing",
+         {"replace", "ignore", "fail"});
 const adder only_kinds = kinds("Only users of this kind");
 const adder source =
     number("--source", &arguments::source, 0, "Only users of this source, a number");
@@ -169,8 +166,8 @@ const std::vector<description> all_commands{
      "contact (2), public-account (4), user (1). For remark it is the whole remark: a JSON object, "
      "the remark name for a new one, or an empty text for none",
      set_field,
-     {choice("FIELD", &arguments::field, {"star", "attention", "remark", "data-type"},
-             "The field to change"),
+     {text("FIELD", &arguments::field, "The field to change",
+           {"star", "attention", "remark", "data-type"}),
       words("VALUE", true)}},
     {"backup",
      "Copy the database, which may be in use. If that fails, the copy is deleted",

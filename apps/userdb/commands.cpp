@@ -22,10 +22,6 @@ namespace userdb {
 
 namespace {
 
-std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
-    return open_database(given.database, sqlite::read_only);
-}
-
 /// Prints a record as JSON, and reports what an import of that would not bring back. Returns
 /// whether there is no such thing. `unfit` is as for a `visitor`.
 bool print_json(const db::UserRow& user_row, const std::string& unfit, patient_output& out) {
@@ -117,9 +113,8 @@ status print_users(
 /// Calls `work` with each record of the lines, and returns their number. Those without a kind get
 /// these. A failure names the line. All records are checked so before the first is written: then a
 /// bad one needs no rollback, and other programs can write while we wait for a pipe.
-size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
+size_t for_each_record(line_reader& lines, uint32_t kinds,
                        const std::function<void(db::UserRow&)>& work) {
-    progress shown;
     size_t count = 0;
     for (std::string line; lines.next(line);) {
         try {
@@ -133,7 +128,7 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
             }
             throw sqlite::error(failure.code(), lines.place() + ": " + message_of(failure));
         }
-        shown.update(doing, ++count);
+        ++count;
     }
     return count;
 }
@@ -183,13 +178,6 @@ uint32_t update(const arguments& given, db::DBUser& users) {
     return update_flag(given.value == "1", user_id, source, users);
 }
 
-/// The way to store a record if its user may be stored already.
-auto insert_by(const std::string& policy) {
-    return policy == "replace"  ? &db::DBUser::InsertOrReplace
-           : policy == "ignore" ? &db::DBUser::InsertOrIgnore
-                                : &db::DBUser::Insert;
-}
-
 } // namespace
 
 status print_done(const std::string& what) {
@@ -200,9 +188,11 @@ status print_done(const std::string& what) {
 }
 
 status import_contacts(const arguments& given) {
-    const auto insert = insert_by(given.policy);
+    const auto insert = given.policy == "replace"  ? &db::DBUser::InsertOrReplace
+                        : given.policy == "ignore" ? &db::DBUser::InsertOrIgnore
+                                                   : &db::DBUser::Insert;
     line_reader lines(given.file);
-    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    for_each_record(lines, given.kinds, [](db::UserRow&) {});
     lines.rewind();
     int64_t stored = 0;
     int64_t replaced = 0;
@@ -213,7 +203,7 @@ status import_contacts(const arguments& given) {
         sqlite::database& connection = *users.GetDB();
         const std::string row = row_number(connection);
         const int64_t before = number(connection, "SELECT max(" + row + ") FROM users");
-        read = for_each_record(lines, "writing line", given.kinds, [&](db::UserRow& user_row) {
+        read = for_each_record(lines, given.kinds, [&](db::UserRow& user_row) {
             const uint32_t rows = (users.*insert)(user_row);
             stored += rows;
             without_kind += kind_names(user_row.data_type).empty() ? rows : 0;
@@ -236,7 +226,7 @@ status import_contacts(const arguments& given) {
 status export_users(const arguments& given) {
     arguments as_json = given;
     as_json.json = true;
-    const status outcome = print_users(as_json, *open_to_read(given), condition(given));
+    const status outcome = print_users(as_json, *open_database(given.database), condition(given));
     return outcome == status::nothing_found ? status::done : outcome;
 }
 
@@ -247,7 +237,7 @@ status search_contacts(const arguments& given) {
         throw bad_input("the keyword '" + given.key_word +
                         "' is no valid regular expression, or its cost has no bound");
     }
-    db::DBUser users({}, open_to_read(given)); // brings USER_REGEX
+    db::DBUser users({}, open_database(given.database)); // brings USER_REGEX
     users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
     return print_users(
         given, *users.GetDB(),
@@ -255,12 +245,12 @@ status search_contacts(const arguments& given) {
 }
 
 status list_users(const arguments& given) {
-    return print_users(given, *open_to_read(given), condition(given));
+    return print_users(given, *open_database(given.database), condition(given));
 }
 
 status count_users(const arguments& given) {
     const std::string where = condition(given);
-    std::cout << number(*open_to_read(given),
+    std::cout << number(*open_database(given.database),
                         "SELECT count(*) FROM users" + (where.empty() ? "" : " WHERE " + where))
               << '\n';
     return status::done;
@@ -272,7 +262,7 @@ status get_users(const arguments& given) {
         missing.emplace(key.stored_key(), key);
     }
     const status outcome =
-        print_users(given, *open_to_read(given), condition(given),
+        print_users(given, *open_database(given.database), condition(given),
                     [&](const db::UserRow& user_row) { missing.erase(user_row.local_user_id); });
     for (const auto& [local_user_id, key] : missing) {
         report("not found: " + key.text());
@@ -283,12 +273,12 @@ status get_users(const arguments& given) {
 status update_users(const arguments& given) {
     constexpr size_t most_named = 100;
     line_reader lines(given.file);
-    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    for_each_record(lines, given.kinds, [](db::UserRow&) {});
     lines.rewind();
     size_t missing = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        read = for_each_record(lines, "writing line", 0, [&](db::UserRow& row) {
+        read = for_each_record(lines, 0, [&](db::UserRow& row) {
             if (users.Update(row) == 0 && ++missing <= most_named) {
                 report(lines.place() +
                        ": not found: " + user_key{row.user_id, row.user_source}.text());

@@ -11,7 +11,8 @@ namespace userdb {
 /// `read_write_create`: other commands never create the table, since the database could be one of
 /// another program. If a program was interrupted while it wrote to the file, that is undone first,
 /// also for a reader.
-std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite::access_mode mode);
+std::shared_ptr<sqlite::database> open_database(const std::string& file,
+                                                sqlite::access_mode mode = sqlite::read_only);
 
 /// SQLite's own words for a failure, without the SQL text that they are about.
 std::string message_of(const sqlite::error& failure);

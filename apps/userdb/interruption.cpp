@@ -36,13 +36,10 @@ void check_signals() {
 
 void wait_for_input(int file) {
     constexpr int milliseconds = 100; // a signal between the check and the wait is seen after these
-    struct pollfd input {
-        file, POLLIN, 0
-    };
+    pollfd input{file, POLLIN, 0};
     do {
         check_signals();
     } while (poll(&input, 1, milliseconds) == 0);
-    check_signals();
 }
 
 } // namespace userdb

@@ -14,9 +14,7 @@ namespace userdb {
 namespace {
 
 bool takes_something(int within_ms) {
-    struct pollfd output {
-        STDOUT_FILENO, POLLOUT, 0
-    };
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
     return poll(&output, 1, within_ms) != 0;
 }
 

@@ -24,16 +24,4 @@ void report(const std::string& what) {
     std::cerr << "userdb: " << printable(what).text << '\n';
 }
 
-void progress::update(const char* doing, size_t number, const std::string& behind) {
-    const auto now = std::chrono::steady_clock::now();
-    if (now - m_last > std::chrono::milliseconds(100) && obeys_escapes(STDERR_FILENO)) {
-        std::cerr << '\r' << doing << ' ' << number << behind << "\033[K" << std::flush;
-        m_last = now;
-    }
-}
-
-progress::~progress() {
-    std::cerr << (obeys_escapes(STDERR_FILENO) ? "\r\033[K" : "") << std::flush;
-}
-
 } // namespace userdb
