@@ -183,7 +183,7 @@ public:
         return Formatter::make_usage(app, name + " [--db FILE]");
     }
     std::string make_option_usage(const CLI::Option* option) const override {
-        const std::string rest = option->get_option_text(); // of the words, or the choices
+        const std::string& rest = option->get_option_text(); // of the words, or the choices
         const bool is_shown = !rest.empty() && rest.find('|') == std::string::npos;
         return option->get_name() + (is_shown ? ' ' + rest : "");
     }
@@ -216,18 +216,6 @@ void describe_program(CLI::App& app, arguments& given) {
                "JSON cannot hold a record as it is");
 }
 
-/// Lets parsing fill in the command line.
-void describe(CLI::App& app, command_line& line) {
-    describe_program(app, line.given);
-    for (const description& each : all_commands) {
-        CLI::App* sub = app.add_subcommand(each.name, each.what);
-        sub->callback([&line, &each] { line.run = each.run; });
-        for (const adder& add : each.takes) {
-            add(*sub, line.given);
-        }
-    }
-}
-
 /// What is wrong with a command line.
 std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
     for (const std::string& word : app.remaining(true)) {
@@ -246,7 +234,14 @@ std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
 command_line parse(int argc, const char* const* argv) {
     CLI::App app("Reads and changes the table users of a messaging client's database.", "userdb");
     command_line line;
-    describe(app, line);
+    describe_program(app, line.given);
+    for (const description& each : all_commands) {
+        CLI::App* sub = app.add_subcommand(each.name, each.what);
+        sub->callback([&line, &each] { line.run = each.run; });
+        for (const adder& add : each.takes) {
+            add(*sub, line.given);
+        }
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& outcome) {

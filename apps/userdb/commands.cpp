@@ -12,11 +12,14 @@
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <sqlite3.h>
+#include <unistd.h>
 
 namespace userdb {
 
@@ -150,6 +153,14 @@ void change_store(const arguments& given, sqlite::access_mode mode,
     }
 }
 
+/// Prints what was done to the database.
+status print_done(const std::string& what) {
+    if (!(std::cout << what << std::endl)) {
+        throw output_failed(what);
+    }
+    return status::done;
+}
+
 /// Prints how many rows were changed, if any.
 status told_change(const std::string& done, uint32_t rows) {
     return rows > 0 ? print_done(done + ' ' + std::to_string(rows)) : status::nothing_found;
@@ -163,29 +174,53 @@ void report_if(int64_t count, const std::string& what) {
 
 /// Changes a field. Returns the number of rows changed.
 uint32_t update(const arguments& given, db::DBUser& users) {
+    using db::DBUser;
     const auto& [user_id, source] = given.users.front();
     if (given.field == "remark") {
-        return users.UpdateRemarkByIdAndSource(remark_of(given.value), user_id, source, users);
+        return DBUser::UpdateRemarkByIdAndSource(remark_of(given.value), user_id, source, users);
     }
     if (given.field == "data-type") {
-        return users.UpdateDataTypeByIdAndSource(kinds_from(given.value), user_id, source, users);
+        return DBUser::UpdateDataTypeByIdAndSource(kinds_from(given.value), user_id, source, users);
     }
     if (given.value != "0" && given.value != "1") {
         throw bad_input("the value of " + given.field + " must be 0 or 1");
     }
-    const auto update_flag = given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
-                                                   : db::DBUser::UpdateIsAttentionByIdAndSource;
+    const auto update_flag = given.field == "star" ? DBUser::UpdateIsStartByIdAndSource
+                                                   : DBUser::UpdateIsAttentionByIdAndSource;
     return update_flag(given.value == "1", user_id, source, users);
 }
 
-} // namespace
-
-status print_done(const std::string& what) {
-    if (!(std::cout << what << std::endl)) {
-        throw output_failed(what);
+/// Copies all pages, some at a time, so that others can write in between. Returns their number.
+int copy_pages(const sqlite::database& from, const sqlite::database& to) {
+    const std::unique_ptr<sqlite3_backup, int (*)(sqlite3_backup*)> backup(
+        sqlite3_backup_init(to.native_handle(), "main", from.native_handle(), "main"),
+        sqlite3_backup_finish);
+    if (backup == nullptr) {
+        throw sqlite::error(sqlite3_extended_errcode(to.native_handle()), "the copy cannot begin");
     }
-    return status::done;
+    const bool is_watched = obeys_escapes(STDERR_FILENO);
+    int left = 0;
+    int pages = 0;
+    for (int code = SQLITE_OK, at_once = 1000; code == SQLITE_OK;) {
+        check_signals();
+        if (is_watched && pages > 0) {
+            std::cerr << "copied " << pages - left << " of " << pages << " pages";
+        }
+        code = sqlite3_backup_step(backup.get(), at_once);
+        std::cerr << (is_watched ? "\r\033[K" : ""); // so that nothing stands before what is said
+        if (code != SQLITE_OK && code != SQLITE_DONE) {
+            throw sqlite::error(code, sqlite3_errstr(code));
+        }
+        if (pages > 0 && sqlite3_backup_remaining(backup.get()) > left) {
+            at_once = -1; // somebody wrote, and SQLite began anew: now nobody may until the end
+        }
+        left = sqlite3_backup_remaining(backup.get());
+        pages = sqlite3_backup_pagecount(backup.get());
+    }
+    return pages;
 }
+
+} // namespace
 
 status import_contacts(const arguments& given) {
     const auto insert = given.policy == "replace"  ? &db::DBUser::InsertOrReplace
@@ -316,6 +351,25 @@ status set_field(const arguments& given) {
         report("its user_version is NULL, and stays so");
     }
     return told_change("changed", rows);
+}
+
+status back_up(const arguments& given) {
+    const auto from = open_database(given.database, sqlite::read_only);
+    if (file_pointer(std::fopen(given.file.c_str(), "wxe")) == nullptr) {
+        throw bad_input("cannot create " + given.file + ": " + std::strerror(errno));
+    }
+    note_signals();
+    try {
+        const auto to = open_database(given.file, sqlite::read_write_create);
+        return print_done("copied " + std::to_string(copy_pages(*from, *to)) + " pages");
+    } catch (const sqlite::error& failure) {
+        unlink(given.file.c_str());
+        throw userdb::failure(status::database_failed, "cannot copy to " + given.file + ": " +
+                                                           explained(failure, given.file));
+    } catch (const interrupted&) {
+        unlink(given.file.c_str());
+        throw;
+    }
 }
 
 status delete_users(const arguments& given) {

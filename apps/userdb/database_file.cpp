@@ -42,9 +42,9 @@ std::shared_ptr<sqlite::database> open_database(const std::string& file, sqlite:
             connection->execute("SELECT 1 FROM users LIMIT 0");
         }
     } catch (const sqlite::error& failure) {
-        const int code = failure.code();
-        if (mode == sqlite::read_only &&
-            (code == SQLITE_READONLY_ROLLBACK || code == SQLITE_READONLY_RECOVERY)) {
+        const bool is_half_written = failure.code() == SQLITE_READONLY_ROLLBACK ||
+                                     failure.code() == SQLITE_READONLY_RECOVERY;
+        if (mode == sqlite::read_only && is_half_written) {
             return open_database(file, sqlite::read_write);
         }
         throw;

@@ -23,8 +23,8 @@ void note_signals(sqlite3* connection) {
     }
     if (connection != nullptr) {
         constexpr int steps = 1000; // more than a COMMIT or ROLLBACK takes: those must not be ended
-        const auto is_noted = [](void*) { return static_cast<int>(noted); };
-        sqlite3_progress_handler(connection, steps, is_noted, nullptr);
+        sqlite3_progress_handler(
+            connection, steps, [](void*) -> int { return noted; }, nullptr);
     }
 }
 

@@ -58,10 +58,10 @@ int main(int argc, char** argv) try {
     return static_cast<int>(outcome);
 } catch (const userdb::interrupted& interruption) {
     userdb::report(interruption.what());
-    std::signal(interruption.signal(), SIG_DFL);
-    std::raise(interruption.signal()); // ends the process, and tells the shell why
+    std::signal(interruption.signal, SIG_DFL);
+    std::raise(interruption.signal); // ends the process, and tells the shell why
 } catch (const userdb::failure& failure) {
-    return fail(failure.exit_status(), failure.what());
+    return fail(failure.exit_status, failure.what());
 } catch (const std::bad_alloc&) {
     return fail(userdb::status::database_failed, "out of memory");
 } catch (const std::exception& failure) {

@@ -2,6 +2,7 @@
 
 #include "apps/userdb/failures.h"
 #include "apps/userdb/kinds.h"
+#include "apps/userdb/terminal.h"
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
@@ -163,19 +164,17 @@ uint32_t kinds_of(const member& given) try {
 }
 
 void put(std::string& field, const member& given) {
-    const char kind = given.value[0];
+    const bool is_text = given.value[0] == '"';
     const bool may_be_structured = given.key == "remark" || given.key == "group_info";
-    if (kind == '"') {
-        const bool is_plain = given.value.find('\\') == std::string::npos;
-        field = is_plain ? given.value.substr(1, given.value.size() - 2)
-                         : json::parse(given.value).get<std::string>();
-        field = may_be_structured ? compact_if_json(field) : field;
-    } else if (may_be_structured && (kind == '{' || kind == '[')) {
-        field = given.value;
-    } else {
+    if (!is_text && !(may_be_structured && begins_with(given.value, "{["))) {
         refuse(given.key,
                may_be_structured ? "must be a text, an object or an array" : "must be a text");
     }
+    const bool is_escaped = given.value.find('\\') != std::string::npos;
+    field = !is_text     ? given.value
+            : is_escaped ? json::parse(given.value).get<std::string>()
+                         : given.value.substr(1, given.value.size() - 2);
+    field = is_text && may_be_structured ? compact_if_json(field) : field;
 }
 
 template <std::integral Integer>
@@ -188,19 +187,6 @@ void put(Integer& field, const member& given) {
         refuse(given.key, must_be_whole_number<Integer>());
     }
     field = *number;
-}
-
-void put(db::UserRow& user_row, const member& given) {
-    bool is_known = false;
-    db::for_each_user_column([&](const auto& column) {
-        if (!is_known && given.key == column.name) {
-            is_known = true;
-            put(user_row.*column.field, given);
-        }
-    });
-    if (!is_known) {
-        refuse(given.key, "unknown");
-    }
 }
 
 } // namespace
@@ -234,10 +220,16 @@ db::UserRow from_json(const std::string& json_text, uint32_t kinds) {
     user_row.data_type = kinds;
     std::set<std::string> keys;
     for (const member& each : reader.take()) {
-        if (!keys.insert(each.key).second) {
-            refuse(each.key, "given twice");
+        bool is_known = false;
+        db::for_each_user_column([&](const auto& column) {
+            if (each.key == column.name) {
+                is_known = true;
+                put(user_row.*column.field, each);
+            }
+        });
+        if (!is_known || !keys.insert(each.key).second) {
+            refuse(each.key, is_known ? "given twice" : "unknown");
         }
-        put(user_row, each);
     }
     if (user_row.user_id.empty()) {
         refuse("user_id", keys.contains("user_id") ? "empty" : "missing");

@@ -2,7 +2,6 @@
 
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
-#include "apps/userdb/terminal.h"
 #include "apps/userdb/text.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/userdb/patient_output.h"
-#include "apps/userdb/text.h"
+#include "apps/userdb/terminal.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <array>

@@ -6,29 +6,18 @@
 #include <limits>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace userdb {
 
 /// The texts, one after the other, with the separator between them.
-std::string joined(const std::vector<std::string>& texts, const char* separator);
-
-/// A text that is safe to print, and the columns of a terminal that it takes.
-struct table_cell {
-    std::string text;
-    size_t width = 0;
-};
-
-/// The text as it is safe to print. U+FFFD takes the place of control characters, of marks that
-/// turn the direction of writing, and of what is no character.
-table_cell printable(std::string_view text);
-/// The same for the first character of a text, which is taken off.
-table_cell take_character(std::string_view& text);
-
-/// The text with its long lines broken at blanks, so that none is longer than so many columns. A
-/// line goes on below the last column of what it lists.
-std::string wrapped(const std::string& text, size_t columns);
+inline std::string joined(const std::vector<std::string>& texts, const char* separator) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : separator) + text;
+    }
+    return all;
+}
 
 /// The whole number that a text is in decimal. None if it is no such number, or one that `Number`
 /// cannot hold.
