@@ -362,19 +362,19 @@ $ foreign export | filled
 {"user_id":"b","gender":7,"local_user_id":"alias"}
 {"user_id":""}
 ! has other values, which do not fit, in is_star user_version user_source gender: a:1
-! has the key 'a:0', and an import gives it another: a:1
-! has the key 'alias', and an import gives it another: b:0
+! has a key that no import gives it, a:0: a:1
+! has a key that no import gives it, alias: b:0
 ! has no user_id, so that no import takes it: :0
-! has the key '', and an import gives it another: :0 [4]
+! has a key that no import gives it, : :0 [4]
 $ foreign get a:0 --json | filled
 {"user_id":"a","user_source":1,"gender":4294967295,"local_user_id":"a:0"}
 ! has other values, which do not fit, in is_star user_version user_source gender: a:1
-! has the key 'a:0', and an import gives it another: a:1 [4]
+! has a key that no import gives it, a:0: a:1 [4]
 $ sqlite3 foreign.db "UPDATE users SET data_type = 2 + (1 << 32), user_name = 'odd' WHERE user_id = 'b'"
 $ foreign search --json odd | filled
 {"user_id":"b","user_name":"odd","gender":7,"data_type":2,"local_user_id":"alias"}
 ! has other values, which do not fit, in data_type: b:0
-! has the key 'alias', and an import gives it another: b:0 [4]
+! has a key that no import gives it, alias: b:0 [4]
 $ foreign count --source 1
 0
 $ foreign list --source 1
@@ -556,7 +556,7 @@ for arguments in list 'import -' count; do
         <<<'{"user_id":"a"}'
 done
 database='' expect "! --db or USERDB_DB must name the database [2]" userdb list
-database=:memory: expect "! --db must name a file [2]" userdb list
+database=:memory: expect "! :memory:: there is no such file [3]" userdb list
 
 # Built with SQLCipher, userdb reads and makes encrypted files.
 if "$program" --help | grep -q -e --key-file; then
@@ -575,8 +575,9 @@ if "$program" --help | grep -q -e --key-file; then
         expect "! $file: the key is wrong, or it is no SQLite database [3]" with $file wrong import "$contacts"
         database=$file expect "! $file: it is no SQLite database, or an encrypted one [3]" userdb count
     done
-    expect "! there is no key in none [2]" with secret.db none count
-    expect "! cannot read no: No such file or directory [2]" with secret.db no count
+    for file in none no "$contacts"; do
+        expect "! cannot read a key of one line in $file [2]" with secret.db "$file" count
+    done
 fi
 
 # Bad usage is explained. Where a complaint ends in "tells more", it begins in the words of the

@@ -120,10 +120,12 @@ mkdir small
 in_little_room='mount -t tmpfs -o size=64k none small
     TMPDIR=$PWD/small "$0" --db users.db export | (sleep 3 && cksum)
     cat old.jsonl | TMPDIR=small "$0" --db users.db import -'
+has_mounts=
 if unshare --user --map-root-user --mount mount -t tmpfs none small 2>/dev/null; then
     expect "little room" "$(contents)
 userdb: cannot keep standard input in a temporary file in small: No space left on device" \
         "$(unshare --user --map-root-user --mount bash -c "$in_little_room" "$userdb" 2>&1)"
+    has_mounts=yes
 else
     echo "without a file system of our own, one that is full is not tested" >&2
 fi
@@ -165,6 +167,14 @@ ok" "$("$userdb" --db new.db import "$contacts" 2>&1 | grep -v 'of no kind'; "$u
         expect "what nobody else may undo" "userdb: users.db: a program that wrote to it was \
 interrupted; to undo that, userdb must be allowed to write to it and to its folder, or to a copy of \
 it and of the files beside it" "$(unprivileged "$userdb" --db users.db list 2>&1)"
+    fi
+    # A command that only reads undoes what is half done, even if the disk has no room left.
+    if [ $file = journal ] && [ $has_mounts ]; then
+        # shellcheck disable=SC2016 # expanded in there
+        expect "the users on a full disk" "$before" "$(unshare --user --map-root-user --mount bash -c '
+            mount -t tmpfs -o size=16m none small && cp users.db* small
+            head -c 16M /dev/zero >small/rest 2>/dev/null || "$0" --db small/users.db export | cksum
+            [ ! -e small/users.db-journal ] || ls small' "$userdb" 2>&1)"
     fi
     expect "the users after the kill, $file" "$before" "$(contents)"
     expect "the import again, $file" "stored 1000, ignored 0, read 1000" "$(userdb import new.jsonl)"

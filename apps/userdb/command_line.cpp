@@ -6,8 +6,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -47,17 +45,13 @@ std::vector<user_key> users_of(const texts& words) {
 
 using adder = std::function<void(CLI::App& to, arguments& given)>;
 
-adder text(const char* name, std::string arguments::*field, const char* what) {
+adder text(const char* name, std::string arguments::*field, const char* what,
+           const texts& choices = {}) {
     return [=](CLI::App& to, arguments& given) {
-        to.add_option(name, given.*field, what)->required(name[0] != '-');
-    };
-}
-
-adder choice(const char* name, std::string arguments::*field, const texts& choices,
-             const char* what) {
-    return [=](CLI::App& to, arguments& given) {
-        text(name, field, what)(to, given);
-        to.get_option(name)->option_text(joined(choices, "|"))->check(CLI::IsMember(choices));
+        CLI::Option* option = to.add_option(name, given.*field, what)->required(name[0] != '-');
+        if (!choices.empty()) {
+            option->option_text(joined(choices, "|"))->check(CLI::IsMember(choices));
+        }
     };
 }
 
@@ -114,9 +108,10 @@ const adder contacts =
          "A file with one JSON object in each line, or - for standard input. Only user_id must be "
          "there; the manual page lists the other keys");
 const adder policy =
-    choice("--on-conflict", &arguments::policy, {"replace", "ignore", "fail"},
-           "What to do if a user is stored already: replace the whole row, which is the default; "
-           "ignore the line; or fail, and store nothing");
+    text("--on-conflict", &arguments::policy,
+         "What to do if a user is stored already: replace the whole row, which is the default; "
+         "ignore the line; or fail, and store nothing",
+         {"replace", "ignore", "fail"});
 const adder only_kinds = kinds("Only users of this kind");
 const adder source =
     number("--source", &arguments::source, 0, "Only users of this source, a number");
@@ -172,8 +167,8 @@ const std::vector<description> all_commands{
      "contact (2), public-account (4), user (1). For remark it is the whole remark: a JSON object, "
      "the remark name for a new one, or an empty text for none",
      set_field,
-     {choice("FIELD", &arguments::field, {"star", "attention", "remark", "data-type"},
-             "The field to change"),
+     {text("FIELD", &arguments::field, "The field to change",
+           {"star", "attention", "remark", "data-type"}),
       words("VALUE", true)}},
     {"backup",
      "Copy the database, which may be in use. If that fails, the copy is deleted",
@@ -189,7 +184,7 @@ public:
         return Formatter::make_usage(app, name + " [--db FILE]");
     }
     std::string make_option_usage(const CLI::Option* option) const override {
-        const std::string rest = option->get_option_text(); // of the words, or the choices
+        const std::string& rest = option->get_option_text(); // of the words, or the choices
         const bool is_shown = !rest.empty() && rest.find('|') == std::string::npos;
         return option->get_name() + (is_shown ? ' ' + rest : "");
     }
@@ -197,16 +192,11 @@ public:
 
 #ifdef SQLITE_HAS_CODEC
 std::string read_key(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
-        throw bad_input("cannot read " + file + ": " + std::strerror(errno));
-    }
-    std::string key{std::istreambuf_iterator<char>(in), {}};
-    if (key.ends_with('\n')) {
-        key.pop_back(); // an editor puts it there
-    }
-    if (key.empty()) {
-        throw bad_input("there is no key in " + file);
+    std::ifstream lines(file);
+    std::string key;
+    std::string more;
+    if (!std::getline(lines, key) || key.empty() || std::getline(lines, more)) {
+        throw bad_input("cannot read a key of one line in " + file);
     }
     return key;
 }
@@ -245,18 +235,6 @@ void describe_program(CLI::App& app, arguments& given) {
                "JSON cannot hold a record as it is");
 }
 
-/// Lets parsing fill in the command line.
-void describe(CLI::App& app, command_line& line) {
-    describe_program(app, line.given);
-    for (const description& each : all_commands) {
-        CLI::App* sub = app.add_subcommand(each.name, each.what);
-        sub->callback([&line, &each] { line.run = each.run; });
-        for (const adder& add : each.takes) {
-            add(*sub, line.given);
-        }
-    }
-}
-
 /// What is wrong with a command line.
 std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
     for (const std::string& word : app.remaining(true)) {
@@ -275,7 +253,14 @@ std::string fault(const CLI::App& app, const CLI::ParseError& failure) {
 command_line parse(int argc, const char* const* argv) {
     CLI::App app("Reads and changes the table users of a messaging client's database.", "userdb");
     command_line line;
-    describe(app, line);
+    describe_program(app, line.given);
+    for (const description& each : all_commands) {
+        CLI::App* sub = app.add_subcommand(each.name, each.what);
+        sub->callback([&line, &each] { line.run = each.run; });
+        for (const adder& add : each.takes) {
+            add(*sub, line.given);
+        }
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& outcome) {

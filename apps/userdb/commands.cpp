@@ -12,20 +12,18 @@
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <optional>
 #include <sqlite3.h>
+#include <unistd.h>
+#include <utility>
 
 namespace userdb {
 
 namespace {
-
-std::shared_ptr<sqlite::database> open_to_read(const arguments& given) {
-    return open_database(given.database, given.key, sqlite::read_only);
-}
 
 /// Prints a record as JSON, and reports what an import of that would not bring back. Returns
 /// whether there is no such thing. `unfit` is as for a `visitor`.
@@ -34,22 +32,17 @@ bool print_json(const db::UserRow& user_row, const std::string& unfit, patient_o
     out.write(to_json(user_row, is_utf8) + '\n');
     const user_key key{user_row.user_id, user_row.user_source};
     bool is_whole = true;
-    const auto complain = [&](const std::string& what) {
-        report(what + ": " + key.text());
-        is_whole = false;
+    const auto complain = [&](bool holds, const char* what, const std::string& more = "") {
+        if (holds) {
+            report(what + more + ": " + key.text());
+        }
+        is_whole = is_whole && !holds;
     };
-    if (!is_utf8) {
-        complain("has bytes that are no UTF-8, written as U+FFFD");
-    }
-    if (!unfit.empty()) {
-        complain("has other values, which do not fit, in" + unfit);
-    }
-    if (key.user_id.empty()) {
-        complain("has no user_id, so that no import takes it");
-    }
-    if (user_row.local_user_id != key.stored_key()) {
-        complain("has the key '" + user_row.local_user_id + "', and an import gives it another");
-    }
+    complain(!is_utf8, "has bytes that are no UTF-8, written as U+FFFD");
+    complain(!unfit.empty(), "has other values, which do not fit, in", unfit);
+    complain(key.user_id.empty(), "has no user_id, so that no import takes it");
+    complain(user_row.local_user_id != key.stored_key(), "has a key that no import gives it, ",
+             user_row.local_user_id);
     return is_whole;
 }
 
@@ -77,6 +70,13 @@ std::string condition(const arguments& given) {
     return joined(conditions, " AND ");
 }
 
+/// The number of users that are asked for.
+int64_t count(sqlite::database& connection, const arguments& given) {
+    const std::string where = condition(given);
+    return number(connection,
+                  "SELECT count(*) FROM users" + (where.empty() ? "" : " WHERE " + where));
+}
+
 constexpr const char* is_contact = "data_type & 2"; // as the index of contacts has it
 
 /// The same condition, in a form that finds contacts by their index where there is one, and in the
@@ -89,10 +89,9 @@ std::string by_index(sqlite::database& connection, const std::string& condition)
                : condition;
 }
 
-/// Prints the users for whom a condition of SQL holds, and calls `printed` with each.
-status print_users(
-    const arguments& given, sqlite::database& connection, const std::string& wanted,
-    const std::function<void(const db::UserRow&)>& printed = [](const db::UserRow&) {}) {
+/// Prints the users for whom a condition of SQL holds.
+status print_users(const arguments& given, sqlite::database& connection,
+                   const std::string& wanted) {
     patient_output out;
     table_writer table(out, given.wide);
     size_t count = 0;
@@ -103,15 +102,9 @@ status print_users(
         } else {
             table.add(user_row);
         }
-        printed(user_row);
         return ++count < given.limit;
     };
-    std::optional<sqlite::error> damage;
-    try {
-        visit_users(connection, by_index(connection, wanted), print);
-    } catch (const sqlite::error& failure) {
-        damage = failure; // what could be read is printed all the same
-    }
+    const auto damage = visit_users(connection, by_index(connection, wanted), print);
     table.finish();
     out.finish(); // may wait for the reader, and no statement is running now
     if (damage) {
@@ -123,9 +116,8 @@ status print_users(
 /// Calls `work` with each record of the lines, and returns their number. Those without a kind get
 /// these. A failure names the line. All records are checked so before the first is written: then a
 /// bad one needs no rollback, and other programs can write while we wait for a pipe.
-size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
+size_t for_each_record(line_reader& lines, uint32_t kinds,
                        const std::function<void(db::UserRow&)>& work) {
-    progress shown;
     size_t count = 0;
     for (std::string line; lines.next(line);) {
         try {
@@ -139,7 +131,9 @@ size_t for_each_record(line_reader& lines, const char* doing, uint32_t kinds,
             }
             throw sqlite::error(failure.code(), lines.place() + ": " + message_of(failure));
         }
-        shown.update(doing, ++count);
+        if (++count % 1000 == 0) {
+            show_progress(lines.place() + ", " + std::to_string(lines.percent()) + " %");
+        }
     }
     return count;
 }
@@ -150,15 +144,19 @@ void change_store(const arguments& given, sqlite::access_mode mode,
                   const std::function<void(db::DBUser&)>& work) {
     const auto connection = open_database(given.database, given.key, mode);
     note_signals(connection->native_handle());
-    try {
-        connection->as_transaction([&](sqlite::database&) {
-            db::DBUser users({}, connection); // creates the table if it is missing
-            work(users);
-        });
-    } catch (const sqlite::error&) {
-        check_signals();
-        throw;
+    connection->as_transaction([&](sqlite::database&) {
+        db::DBUser users({}, connection); // creates the table if it is missing
+        work(users);
+    });
+}
+
+/// Prints what was done to the database.
+status print_done(const std::string& what) {
+    show_progress("");
+    if (!(std::cout << what << std::endl)) {
+        throw output_failed(what);
     }
+    return status::done;
 }
 
 /// Prints how many rows were changed, if any.
@@ -174,41 +172,54 @@ void report_if(int64_t count, const std::string& what) {
 
 /// Changes a field. Returns the number of rows changed.
 uint32_t update(const arguments& given, db::DBUser& users) {
+    using db::DBUser;
     const auto& [user_id, source] = given.users.front();
     if (given.field == "remark") {
-        return users.UpdateRemarkByIdAndSource(remark_of(given.value), user_id, source, users);
+        return DBUser::UpdateRemarkByIdAndSource(remark_of(given.value), user_id, source, users);
     }
     if (given.field == "data-type") {
-        return users.UpdateDataTypeByIdAndSource(kinds_from(given.value), user_id, source, users);
+        return DBUser::UpdateDataTypeByIdAndSource(kinds_from(given.value), user_id, source, users);
     }
     if (given.value != "0" && given.value != "1") {
         throw bad_input("the value of " + given.field + " must be 0 or 1");
     }
-    const auto update_flag = given.field == "star" ? db::DBUser::UpdateIsStartByIdAndSource
-                                                   : db::DBUser::UpdateIsAttentionByIdAndSource;
+    const auto update_flag = given.field == "star" ? DBUser::UpdateIsStartByIdAndSource
+                                                   : DBUser::UpdateIsAttentionByIdAndSource;
     return update_flag(given.value == "1", user_id, source, users);
 }
 
-/// The way to store a record if its user may be stored already.
-auto insert_by(const std::string& policy) {
-    return policy == "replace"  ? &db::DBUser::InsertOrReplace
-           : policy == "ignore" ? &db::DBUser::InsertOrIgnore
-                                : &db::DBUser::Insert;
+/// Copies all pages, some at a time, so that others can write in between. Returns their number.
+int copy_pages(const sqlite::database& from, const sqlite::database& to) {
+    const std::unique_ptr<sqlite3_backup, int (*)(sqlite3_backup*)> backup(
+        sqlite3_backup_init(to.native_handle(), "main", from.native_handle(), "main"),
+        sqlite3_backup_finish);
+    if (backup == nullptr) {
+        throw sqlite::error(sqlite3_extended_errcode(to.native_handle()), "the copy cannot begin");
+    }
+    int left = 0;
+    int at_once = 1000;
+    int code = SQLITE_OK;
+    while ((code = sqlite3_backup_step(backup.get(), at_once)) == SQLITE_OK) {
+        check_signals();
+        const int before = std::exchange(left, sqlite3_backup_remaining(backup.get()));
+        // If somebody wrote, SQLite began anew: now nobody may until the end.
+        at_once = before > 0 && left > before ? -1 : at_once;
+        show_progress(std::to_string(left) + " pages to copy");
+    }
+    if (code != SQLITE_DONE) {
+        throw sqlite::error(code, sqlite3_errstr(code));
+    }
+    return sqlite3_backup_pagecount(backup.get());
 }
 
 } // namespace
 
-status print_done(const std::string& what) {
-    if (!(std::cout << what << std::endl)) {
-        throw output_failed(what);
-    }
-    return status::done;
-}
-
 status import_contacts(const arguments& given) {
-    const auto insert = insert_by(given.policy);
+    const auto insert = given.policy == "replace"  ? &db::DBUser::InsertOrReplace
+                        : given.policy == "ignore" ? &db::DBUser::InsertOrIgnore
+                                                   : &db::DBUser::Insert;
     line_reader lines(given.file);
-    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    for_each_record(lines, given.kinds, [](db::UserRow&) {});
     lines.rewind();
     int64_t stored = 0;
     int64_t replaced = 0;
@@ -219,7 +230,7 @@ status import_contacts(const arguments& given) {
         sqlite::database& connection = *users.GetDB();
         const std::string row = row_number(connection);
         const int64_t before = number(connection, "SELECT max(" + row + ") FROM users");
-        read = for_each_record(lines, "writing line", given.kinds, [&](db::UserRow& user_row) {
+        read = for_each_record(lines, given.kinds, [&](db::UserRow& user_row) {
             const uint32_t rows = (users.*insert)(user_row);
             stored += rows;
             without_kind += kind_names(user_row.data_type).empty() ? rows : 0;
@@ -242,7 +253,8 @@ status import_contacts(const arguments& given) {
 status export_users(const arguments& given) {
     arguments as_json = given;
     as_json.json = true;
-    const status outcome = print_users(as_json, *open_to_read(given), condition(given));
+    const status outcome =
+        print_users(as_json, *open_database(given.database, given.key), condition(given));
     return outcome == status::nothing_found ? status::done : outcome;
 }
 
@@ -253,7 +265,7 @@ status search_contacts(const arguments& given) {
         throw bad_input("the keyword '" + given.key_word +
                         "' is no valid regular expression, or its cost has no bound");
     }
-    db::DBUser users({}, open_to_read(given)); // brings USER_REGEX
+    db::DBUser users({}, open_database(given.database, given.key)); // brings USER_REGEX
     users.SetSearchIgnoresDiacritics(given.ignores_diacritics);
     return print_users(
         given, *users.GetDB(),
@@ -261,27 +273,23 @@ status search_contacts(const arguments& given) {
 }
 
 status list_users(const arguments& given) {
-    return print_users(given, *open_to_read(given), condition(given));
+    return print_users(given, *open_database(given.database, given.key), condition(given));
 }
 
 status count_users(const arguments& given) {
-    const std::string where = condition(given);
-    std::cout << number(*open_to_read(given),
-                        "SELECT count(*) FROM users" + (where.empty() ? "" : " WHERE " + where))
-              << '\n';
+    std::cout << count(*open_database(given.database, given.key), given) << '\n';
     return status::done;
 }
 
 status get_users(const arguments& given) {
-    std::map<std::string, user_key> missing;
+    const auto connection = open_database(given.database, given.key);
+    const status outcome = print_users(given, *connection, condition(given));
     for (const user_key& key : given.users) {
-        missing.emplace(key.stored_key(), key);
-    }
-    const status outcome =
-        print_users(given, *open_to_read(given), condition(given),
-                    [&](const db::UserRow& user_row) { missing.erase(user_row.local_user_id); });
-    for (const auto& [local_user_id, key] : missing) {
-        report("not found: " + key.text());
+        arguments alone = given;
+        alone.users = {key};
+        if (count(*connection, alone) == 0) {
+            report("not found: " + key.text());
+        }
     }
     return outcome;
 }
@@ -289,12 +297,12 @@ status get_users(const arguments& given) {
 status update_users(const arguments& given) {
     constexpr size_t most_named = 100;
     line_reader lines(given.file);
-    for_each_record(lines, "checking line", given.kinds, [](db::UserRow&) {});
+    for_each_record(lines, given.kinds, [](db::UserRow&) {});
     lines.rewind();
     size_t missing = 0;
     size_t read = 0;
     change_store(given, sqlite::read_write, [&](db::DBUser& users) {
-        read = for_each_record(lines, "writing line", 0, [&](db::UserRow& row) {
+        read = for_each_record(lines, 0, [&](db::UserRow& row) {
             if (users.Update(row) == 0 && ++missing <= most_named) {
                 report(lines.place() +
                        ": not found: " + user_key{row.user_id, row.user_source}.text());
@@ -332,6 +340,25 @@ status set_field(const arguments& given) {
         report("its user_version is NULL, and stays so");
     }
     return told_change("changed", rows);
+}
+
+status back_up(const arguments& given) {
+    const auto from = open_database(given.database, given.key);
+    if (file_pointer(std::fopen(given.file.c_str(), "wxe")) == nullptr) {
+        throw bad_input("cannot create " + given.file + ": " + std::strerror(errno));
+    }
+    note_signals();
+    try {
+        const auto to = open_database(given.file, given.key, sqlite::read_write_create);
+        return print_done("copied " + std::to_string(copy_pages(*from, *to)) + " pages");
+    } catch (const sqlite::error& failure) {
+        unlink(given.file.c_str());
+        throw userdb::failure(status::database_failed, "cannot copy to " + given.file + ": " +
+                                                           explained(failure, given.file));
+    } catch (const interrupted&) {
+        unlink(given.file.c_str());
+        throw;
+    }
 }
 
 status delete_users(const arguments& given) {

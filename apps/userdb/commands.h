@@ -71,7 +71,4 @@ status back_up(const arguments& given);
 /// Deletes all of several users that are stored, and reports the others.
 status delete_users(const arguments& given);
 
-/// Prints what was done to the database.
-status print_done(const std::string& what);
-
 } // namespace userdb

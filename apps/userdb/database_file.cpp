@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <map>
-#include <new>
 #include <sqlite3.h>
 #include <system_error>
 
@@ -29,49 +28,34 @@ const std::map<int, const char*> meanings{
     {SQLITE_FULL, "the disk is full"},
 };
 
-#ifdef SQLITE_HAS_CODEC
-void unlock(sqlite::database& connection, const std::string& file, const std::string& key) {
-    connection.execute("PRAGMA cipher_log_level = NONE"); // or it writes to standard error
-    const auto bytes = static_cast<int>(key.size());
-    if (sqlite3_key(connection.native_handle(), key.data(), bytes) != SQLITE_OK) {
-        throw std::bad_alloc();
-    }
-    try {
-        connection.execute("SELECT 1 FROM sqlite_master LIMIT 0"); // only the first one tells
-    } catch (const sqlite::error& wrong) {
-        if (wrong.code() != SQLITE_NOTADB) {
-            throw;
-        }
-        throw failure(status::database_failed,
-                      file + ": the key is wrong, or it is no SQLite database");
-    }
-}
-#endif
-
 } // namespace
 
 std::shared_ptr<sqlite::database> open_database(const std::string& file, const std::string& key,
                                                 sqlite::access_mode mode) {
-    if (file == ":memory:") {
-        throw bad_input("--db must name a file");
-    }
-    // SQLite may read a name that begins with "file:" as a URI.
-    const std::string path = file.starts_with("file:") ? "./" + file : file;
+    // SQLite would not take ":memory:" and "file:..." for names of files.
+    const std::string path = std::filesystem::absolute(file);
     auto connection = std::make_shared<sqlite::database>(path, mode);
     try {
 #ifdef SQLITE_HAS_CODEC
         if (!key.empty()) {
-            unlock(*connection, file, key);
+            connection->execute("PRAGMA cipher_log_level = NONE"); // or it writes to standard error
+            const auto bytes = static_cast<int>(key.size());
+            if (sqlite3_key(connection->native_handle(), key.data(), bytes) != SQLITE_OK) {
+                throw sqlite::error(SQLITE_NOMEM, "the key cannot be set");
+            }
         }
 #endif
-        if (mode != sqlite::read_write_create) {
-            connection->execute("SELECT 1 FROM users LIMIT 0");
-        }
+        const std::string table = mode == sqlite::read_write_create ? "sqlite_master" : "users";
+        connection->execute("SELECT 1 FROM " + table + " LIMIT 0");
     } catch (const sqlite::error& failure) {
-        const int code = failure.code();
-        if (mode == sqlite::read_only &&
-            (code == SQLITE_READONLY_ROLLBACK || code == SQLITE_READONLY_RECOVERY)) {
+        const bool is_half_written = failure.code() == SQLITE_READONLY_ROLLBACK ||
+                                     failure.code() == SQLITE_READONLY_RECOVERY;
+        if (mode == sqlite::read_only && is_half_written) {
             return open_database(file, key, sqlite::read_write);
+        }
+        if (failure.code() == SQLITE_NOTADB && !key.empty()) {
+            throw userdb::failure(status::database_failed,
+                                  file + ": the key is wrong, or it is no SQLite database");
         }
         throw;
     }

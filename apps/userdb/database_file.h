@@ -12,7 +12,7 @@ namespace userdb {
 /// another program. If a program was interrupted while it wrote to the file, that is undone first,
 /// also for a reader. A file that is encrypted needs its key.
 std::shared_ptr<sqlite::database> open_database(const std::string& file, const std::string& key,
-                                                sqlite::access_mode mode);
+                                                sqlite::access_mode mode = sqlite::read_only);
 
 /// SQLite's own words for a failure, without the SQL text that they are about.
 std::string message_of(const sqlite::error& failure);

@@ -15,38 +15,30 @@ enum class status {
 };
 
 /// Ends the program with this exit status. The text tells people why.
-class failure : public std::runtime_error {
-public:
+struct failure : std::runtime_error {
     failure(status exit_status, const std::string& why)
-        : std::runtime_error(why), m_exit_status(exit_status) {}
-    [[nodiscard]] status exit_status() const { return m_exit_status; }
+        : std::runtime_error(why), exit_status(exit_status) {}
 
-private:
-    status m_exit_status;
+    status exit_status;
 };
 
 /// Input or usage that cannot be accepted.
-class bad_input : public failure {
-public:
+struct bad_input : failure {
     explicit bad_input(const std::string& why) : failure(status::bad_input, why) {}
 };
 
 /// Nobody can be told what was done.
-class output_failed : public failure {
-public:
+struct output_failed : failure {
     explicit output_failed(const std::string& done)
         : failure(status::not_all_told, done + ", but standard output cannot be written") {}
 };
 
 /// A signal stopped the work. It also ends the process, instead of an exit status.
-class interrupted : public std::runtime_error {
-public:
+struct interrupted : std::runtime_error {
     explicit interrupted(int signal)
-        : std::runtime_error("interrupted, nothing was changed"), m_signal(signal) {}
-    [[nodiscard]] int signal() const { return m_signal; }
+        : std::runtime_error("interrupted, nothing was changed"), signal(signal) {}
 
-private:
-    int m_signal;
+    int signal;
 };
 
 } // namespace userdb

@@ -15,20 +15,16 @@ volatile std::sig_atomic_t noted = 0;
 } // namespace
 
 void note_signals(sqlite3* connection) {
-    struct sigaction action {};
-    action.sa_handler = [](int signal) { noted = signal; };
-    action.sa_flags = SA_RESTART; // or an answer that waits for its reader would be lost
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction before {};
-        sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) { // as under nohup
-            sigaction(signal, &action, nullptr);
+        // What such a signal interrupts goes on, so no answer that waits for its reader is lost.
+        if (std::signal(signal, [](int signal) { noted = signal; }) == SIG_IGN) {
+            std::signal(signal, SIG_IGN); // as under nohup
         }
     }
     if (connection != nullptr) {
         constexpr int steps = 1000; // more than a COMMIT or ROLLBACK takes: those must not be ended
-        const auto is_noted = [](void*) { return static_cast<int>(noted); };
-        sqlite3_progress_handler(connection, steps, is_noted, nullptr);
+        sqlite3_progress_handler(
+            connection, steps, [](void*) -> int { return noted; }, nullptr);
     }
 }
 
@@ -40,13 +36,10 @@ void check_signals() {
 
 void wait_for_input(int file) {
     constexpr int milliseconds = 100; // a signal between the check and the wait is seen after these
-    struct pollfd input {
-        file, POLLIN, 0
-    };
+    pollfd input{file, POLLIN, 0};
     do {
         check_signals();
     } while (poll(&input, 1, milliseconds) == 0);
-    check_signals();
 }
 
 } // namespace userdb

@@ -3,6 +3,7 @@
 #include "apps/userdb/failures.h"
 #include "apps/userdb/interruption.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -57,6 +58,12 @@ bool line_reader::next(std::string& line) {
         }
     }
     return false;
+}
+
+int line_reader::percent() const {
+    struct stat about {};
+    fstat(fileno(m_file.get()), &about);
+    return static_cast<int>(100 * ftello(m_file.get()) / std::max<off_t>(about.st_size, 1));
 }
 
 void line_reader::rewind() {

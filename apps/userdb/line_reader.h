@@ -22,6 +22,8 @@ public:
     bool next(std::string& line);
     /// Where the line that was read last stands: "FILE:NUMBER".
     [[nodiscard]] std::string place() const { return m_name + ":" + std::to_string(m_number); }
+    /// How much of all has been read.
+    [[nodiscard]] int percent() const;
     /// Begins again with the first line.
     void rewind();
 

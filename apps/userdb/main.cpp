@@ -1,5 +1,6 @@
 #include "apps/userdb/command_line.h"
 #include "apps/userdb/database_file.h"
+#include "apps/userdb/interruption.h"
 #include "apps/userdb/terminal.h"
 
 #include <clocale>
@@ -17,6 +18,7 @@ userdb::status run(int argc, char** argv) {
     try {
         return line.run(line.given);
     } catch (const sqlite::error& failure) {
+        userdb::check_signals(); // one ends a statement
         throw userdb::failure(userdb::status::database_failed,
                               line.given.database + ": " +
                                   userdb::explained(failure, line.given.database));
@@ -58,10 +60,10 @@ int main(int argc, char** argv) try {
     return static_cast<int>(outcome);
 } catch (const userdb::interrupted& interruption) {
     userdb::report(interruption.what());
-    std::signal(interruption.signal(), SIG_DFL);
-    std::raise(interruption.signal()); // ends the process, and tells the shell why
+    std::signal(interruption.signal, SIG_DFL);
+    std::raise(interruption.signal); // ends the process, and tells the shell why
 } catch (const userdb::failure& failure) {
-    return fail(failure.exit_status(), failure.what());
+    return fail(failure.exit_status, failure.what());
 } catch (const std::bad_alloc&) {
     return fail(userdb::status::database_failed, "out of memory");
 } catch (const std::exception& failure) {

@@ -14,9 +14,7 @@ namespace userdb {
 namespace {
 
 bool takes_something(int within_ms) {
-    struct pollfd output {
-        STDOUT_FILENO, POLLOUT, 0
-    };
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
     return poll(&output, 1, within_ms) != 0;
 }
 
@@ -51,18 +49,13 @@ void patient_output::pass_on_kept() {
     m_kept_size = 0;
 }
 
-/// Whether the reader takes something before there is no more patience.
-bool patient_output::is_ready() {
+void patient_output::put(std::string_view bytes) {
     using clock = std::chrono::steady_clock;
     const auto start = clock::now();
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_patience);
-    const bool is_ready = left.count() > 0 && takes_something(static_cast<int>(left.count()));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_patience).count();
+    const bool is_ready = left > 0 && takes_something(static_cast<int>(left));
     m_patience -= clock::now() - start;
-    return is_ready;
-}
-
-void patient_output::put(std::string_view bytes) {
-    if (is_ready()) {
+    if (is_ready) {
         return write_all(bytes);
     }
     if (m_kept == nullptr) {

@@ -21,7 +21,6 @@ public:
 
 private:
     void put(std::string_view bytes);
-    bool is_ready();
     void pass_on_kept();
 
     std::string m_bytes; // fewer than a pipe takes at once

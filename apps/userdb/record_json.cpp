@@ -2,6 +2,7 @@
 
 #include "apps/userdb/failures.h"
 #include "apps/userdb/kinds.h"
+#include "apps/userdb/terminal.h"
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
@@ -23,21 +24,6 @@ constexpr size_t max_depth = 100; // each level costs other readers of a remark 
     throw bad_input("key '" + key + "': " + why);
 }
 
-/// Whether a text in UTF-8 holds a character from U+007F to U+009F, or one that turns the direction
-/// of writing: U+202A to U+202E and U+2066 to U+2069.
-bool commands_terminal(std::string_view text) {
-    for (; !text.empty(); text.remove_prefix(1)) {
-        const std::string_view next = text.substr(0, 3);
-        const char last = next.back();
-        if (next[0] == '\x7f' || (next[0] == '\xc2' && next < "\xc2\xa0") ||
-            (next.starts_with("\xe2\x80") && '\xaa' <= last && last <= '\xae') ||
-            (next.starts_with("\xe2\x81") && '\xa6' <= last && last <= '\xa9')) {
-            return true;
-        }
-    }
-    return false;
-}
-
 /// Appends a text as a JSON string. If it is for a terminal and would command it, all characters
 /// beyond ASCII are escaped. Bytes that are no UTF-8 become U+FFFD; returns whether there are none.
 bool append_string(std::string& out, const std::string& text, bool for_terminal = false) {
@@ -48,7 +34,10 @@ bool append_string(std::string& out, const std::string& text, bool for_terminal 
         (out += '"').append(text) += '"';
         return true;
     }
-    const bool is_ascii = for_terminal && commands_terminal(text);
+    // All of what a terminal may obey, and JSON does not escape, begins with one of these bytes.
+    const bool is_ascii = for_terminal &&
+                          text.find_first_of("\x7f\xc2\xd8\xe2") != std::string::npos &&
+                          printable(text).text != text;
     try {
         out += json(text).dump(-1, ' ', is_ascii);
         return true;
@@ -175,19 +164,17 @@ uint32_t kinds_of(const member& given) try {
 }
 
 void put(std::string& field, const member& given) {
-    const char kind = given.value[0];
+    const bool is_text = given.value[0] == '"';
     const bool may_be_structured = given.key == "remark" || given.key == "group_info";
-    if (kind == '"') {
-        const bool is_plain = given.value.find('\\') == std::string::npos;
-        field = is_plain ? given.value.substr(1, given.value.size() - 2)
-                         : json::parse(given.value).get<std::string>();
-        field = may_be_structured ? compact_if_json(field) : field;
-    } else if (may_be_structured && (kind == '{' || kind == '[')) {
-        field = given.value;
-    } else {
+    if (!is_text && !(may_be_structured && begins_with(given.value, "{["))) {
         refuse(given.key,
                may_be_structured ? "must be a text, an object or an array" : "must be a text");
     }
+    const bool is_escaped = given.value.find('\\') != std::string::npos;
+    field = !is_text     ? given.value
+            : is_escaped ? json::parse(given.value).get<std::string>()
+                         : given.value.substr(1, given.value.size() - 2);
+    field = is_text && may_be_structured ? compact_if_json(field) : field;
 }
 
 template <std::integral Integer>
@@ -200,19 +187,6 @@ void put(Integer& field, const member& given) {
         refuse(given.key, must_be_whole_number<Integer>());
     }
     field = *number;
-}
-
-void put(db::UserRow& user_row, const member& given) {
-    bool is_known = false;
-    db::for_each_user_column([&](const auto& column) {
-        if (!is_known && given.key == column.name) {
-            is_known = true;
-            put(user_row.*column.field, given);
-        }
-    });
-    if (!is_known) {
-        refuse(given.key, "unknown");
-    }
 }
 
 } // namespace
@@ -246,10 +220,16 @@ db::UserRow from_json(const std::string& json_text, uint32_t kinds) {
     user_row.data_type = kinds;
     std::set<std::string> keys;
     for (const member& each : reader.take()) {
-        if (!keys.insert(each.key).second) {
-            refuse(each.key, "given twice");
+        bool is_known = false;
+        db::for_each_user_column([&](const auto& column) {
+            if (each.key == column.name) {
+                is_known = true;
+                put(user_row.*column.field, each);
+            }
+        });
+        if (!is_known || !keys.insert(each.key).second) {
+            refuse(each.key, is_known ? "given twice" : "unknown");
         }
-        put(user_row, each);
     }
     if (user_row.user_id.empty()) {
         refuse("user_id", keys.contains("user_id") ? "empty" : "missing");

@@ -2,12 +2,10 @@
 
 #include "apps/userdb/kinds.h"
 #include "apps/userdb/record_json.h"
-#include "apps/userdb/terminal.h"
 #include "apps/userdb/text.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <cwchar>
 #include <limits>
 #include <numeric>
 #include <string_view>
@@ -23,56 +21,19 @@ constexpr size_t narrowest = 8;        // no column is cut below this on a scree
 constexpr size_t most_off_screen = 40; // the width of a cell if there is no screen
 constexpr size_t most_bytes = 4096;    // of a text that is looked at; no screen shows so many
 
-/// Whether a character turns the direction of writing, and so how the text around it reads.
-bool is_direction_mark(wchar_t character) {
-    constexpr std::wstring_view marks(L"\u061c\u200e\u200f\u202a\u202b\u202c\u202d\u202e"
-                                      L"\u2066\u2067\u2068\u2069");
-    return marks.find(character) != std::wstring_view::npos;
-}
-
-/// Takes the first character off a text, and returns it as it is safe to print.
-table_cell take_character(std::string_view& text) {
-    wchar_t character = 0;
-    std::mbstate_t state{};
-    const size_t size = std::mbrtowc(&character, text.data(), text.size(), &state);
-    const bool is_valid = size != 0 && size <= text.size();
-    const std::string_view taken = text.substr(0, is_valid ? size : 1);
-    text.remove_prefix(taken.size());
-    const int width = is_valid && !is_direction_mark(character) ? wcwidth(character) : -1;
-    return width < 0 ? table_cell{"\uFFFD", 1}
-                     : table_cell{std::string(taken), static_cast<size_t>(width)};
-}
-
-void append(table_cell& cell, const table_cell& more) {
-    cell.text += more.text;
-    cell.width += more.width;
-}
-
-table_cell printable(std::string_view text) {
-    if (std::all_of(text.begin(), text.end(), [](char c) { return ' ' <= c && c <= '~'; })) {
-        return {std::string(text), text.size()};
-    }
-    table_cell cell;
-    while (!text.empty()) {
-        append(cell, take_character(text));
-    }
-    return cell;
-}
-
 /// The beginning of a text that is too long, an ellipsis, and blanks up to the width.
 std::string cut(std::string_view text, size_t width) {
-    table_cell kept;
-    for (table_cell next; kept.width + next.width < width; next = take_character(text)) {
-        append(kept, next);
+    std::string kept;
+    size_t used = 1; // by the ellipsis
+    for (table_cell next = take_character(text); used + next.width <= width;
+         next = take_character(text)) {
+        kept += next.text;
+        used += next.width;
     }
-    return kept.text + "…" + std::string(width - kept.width - 1, ' ');
+    return kept + "…" + std::string(width - used, ' ');
 }
 
 } // namespace
-
-std::string printable_text(const std::string& text) {
-    return printable(text).text;
-}
 
 table_writer::table_writer(patient_output& out, bool is_wide)
     : m_out(out), m_is_wide(is_wide),

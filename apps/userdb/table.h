@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/userdb/patient_output.h"
+#include "apps/userdb/terminal.h"
 #include "bll/bll.shared/db2/db_handler_user.h"
 
 #include <array>
@@ -10,19 +11,9 @@
 
 namespace userdb {
 
-/// The text as it is safe to print. U+FFFD takes the place of control characters, of marks that
-/// turn the direction of writing, and of what is no character.
-std::string printable_text(const std::string& text);
-
-/// A text that is safe to print, and the columns that it takes.
-struct table_cell {
-    std::string text;
-    size_t width = 0;
-};
-
 /// Writes records as a table with aligned columns, for people. A wide character takes two columns.
 /// User ids and sources are never cut: a long one shifts the rest of its line.
-/// All texts are written as `printable_text` returns them, so that no text of a database reaches
+/// All texts are written as `printable` returns them, so that no text of a database reaches
 /// the terminal as a command.
 class table_writer {
 public:

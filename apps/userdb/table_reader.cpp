@@ -4,9 +4,9 @@
 #include "apps/userdb/text.h"
 #include "bll/bll.shared/db2/user_columns.h"
 
+#include <algorithm>
 #include <limits>
 #include <numeric>
-#include <optional>
 #include <sqlite3.h>
 
 namespace userdb {
@@ -72,13 +72,13 @@ std::string row_number(sqlite::database& connection) {
     return number(connection, tables) > 0 ? "_rowid_" : "0";
 }
 
-void visit_users(sqlite::database& connection, const std::string& condition, const visitor& visit) {
-    constexpr int64_t lowest = std::numeric_limits<int64_t>::min();
+std::optional<sqlite::error> visit_users(sqlite::database& connection, const std::string& condition,
+                                         const visitor& visit) {
     constexpr int64_t highest = std::numeric_limits<int64_t>::max();
     sqlite::statement rows =
         connection.prepare_uncached_statement(rows_behind(row_number(connection), condition));
-    int64_t visited = lowest; // the number of the last row that could be read
-    int64_t passed = lowest;  // rows up to this one are not looked for any more
+    int64_t visited = 0; // the number of the last row that could be read; SQLite counts from 1
+    int64_t passed = std::numeric_limits<int64_t>::min(); // up to this one no row is looked for
     std::optional<sqlite::error> damage;
     const auto report_gap = [&](const std::string& last) {
         if (passed > visited) {
@@ -95,22 +95,18 @@ void visit_users(sqlite::database& connection, const std::string& condition, con
             });
             break;
         } catch (const sqlite::error& failure) {
-            if ((failure.code() & 0xff) != SQLITE_CORRUPT) {
-                throw;
-            }
             damage = failure;
-            if (visited == lowest) {
-                visited = passed = 0; // SQLite counts from 1
+            if ((failure.code() & 0xff) != SQLITE_CORRUPT) {
+                break;
             }
             // A page has fewer rows than 256, and longer steps behind those end the way some time.
+            passed = std::max(passed, visited);
             const int64_t step = 1 + passed / 256 - visited / 256;
             passed = passed < highest - step ? passed + step : highest;
         }
     }
     report_gap("the end");
-    if (damage) {
-        throw sqlite::error(*damage);
-    }
+    return damage;
 }
 
 } // namespace userdb

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace userdb {
@@ -22,7 +23,8 @@ using visitor = std::function<bool(db::UserRow& user_row, const std::string& unf
 
 /// Visits all users for whom a condition of SQL holds, or all if it is empty. What we did not write
 /// ourselves may hold values of any kind, and the file may be damaged: then this reports the rows
-/// that cannot be read, goes on behind them, and throws at the end.
-void visit_users(sqlite::database& connection, const std::string& condition, const visitor& visit);
+/// that cannot be read, and goes on behind them. Returns the last failure.
+std::optional<sqlite::error> visit_users(sqlite::database& connection, const std::string& condition,
+                                         const visitor& visit);
 
 } // namespace userdb

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace userdb {
 
@@ -12,19 +12,26 @@ size_t terminal_columns();
 /// Whether a file is a terminal that obeys escape sequences.
 bool obeys_escapes(int file);
 
-/// Writes a line about something to standard error.
-void report(const std::string& what);
-
-/// Tells on standard error, if that obeys escapes, how far some work is. The line is wiped out at
-/// the end.
-class progress {
-public:
-    /// What is done is told in front of a number, as in "writing line", and what follows behind it.
-    void update(const char* doing, size_t number, const std::string& behind = {});
-    ~progress();
-
-private:
-    std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
+/// A text that is safe to print, and the columns of a terminal that it takes.
+struct table_cell {
+    std::string text;
+    size_t width = 0;
 };
+
+/// The text as it is safe to print. U+FFFD takes the place of control characters, of marks that
+/// turn the direction of writing, and of what is no character.
+table_cell printable(std::string_view text);
+/// The same for the first character of a text, which is taken off.
+table_cell take_character(std::string_view& text);
+
+/// The text with its long lines broken at blanks, so that none is longer than so many columns. A
+/// line goes on below the last column of what it lists.
+std::string wrapped(const std::string& text, size_t columns);
+
+/// Shows on a terminal how far the work has come, in the place of what was shown before.
+void show_progress(const std::string& text);
+
+/// Writes a line about something to standard error, in the place of any progress.
+void report(const std::string& what);
 
 } // namespace userdb

@@ -11,11 +11,13 @@
 namespace userdb {
 
 /// The texts, one after the other, with the separator between them.
-std::string joined(const std::vector<std::string>& texts, const char* separator);
-
-/// The text with its long lines broken at blanks, so that none is longer than so many columns. A
-/// line goes on below the last column of what it lists.
-std::string wrapped(const std::string& text, size_t columns);
+inline std::string joined(const std::vector<std::string>& texts, const char* separator) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += (all.empty() ? "" : separator) + text;
+    }
+    return all;
+}
 
 /// The whole number that a text is in decimal. None if it is no such number, or one that `Number`
 /// cannot hold.
