@@ -1,7 +1,6 @@
 #include "tests/support.h"
 
 #include <array>
-#include <stdexcept>
 
 namespace {
 
@@ -22,7 +21,6 @@ TEST_F(HandlerBase, KnowsTheAccountAndTheConnection) {
     EXPECT_EQ(base.get_other("you", 1, "me", 1), user("you", 1));
     EXPECT_TRUE(base.is_group("group_7", 0) && !base.is_group({"me", 1}));
     EXPECT_EQ(base.make_local_user_id("a\0:1"s, -1), "a\0:1:-1"s) << "one key for one user";
-    EXPECT_EQ(base.GetDB(), connection);
 }
 
 TEST_F(HandlerBase, EscapedTextsDecodeToThemselves) {

@@ -16,9 +16,9 @@ std::optional<bool> plainly_matches(const std::string& pattern, const std::strin
 
 bool is_misread_plainly(const std::string& pattern, const std::string& text) {
 #ifndef RE_SYNTAX_POSIX_EXTENDED // not the GNU C library, but musl
-    const bool has_letters_in_range = pattern.find("_-~") != std::string::npos; // which it forgets
-    const bool has_gnu_anchor = pattern.find_first_of("`'") != std::string::npos;
-    if (has_letters_in_range || has_gnu_anchor || !plainly_matches(pattern, text)) {
+    // It refuses some, forgets letters of [^_-~] when it ignores case, and has no GNU anchors.
+    if (!plainly_matches(pattern, text) || pattern.find("_-~") != std::string::npos ||
+        pattern.find_first_of("`'") != std::string::npos) {
         return true;
     }
 #endif
