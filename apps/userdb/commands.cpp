@@ -104,7 +104,7 @@ status print_users(const arguments& given, sqlite::database& connection,
         }
         return ++count < given.limit;
     };
-    const auto damage = visit_users(connection, by_index(connection, wanted), print);
+    const auto damage = visit_users(connection, by_index(connection, wanted), given.json, print);
     table.finish();
     out.finish(); // may wait for the reader, and no statement is running now
     if (damage) {

@@ -51,11 +51,11 @@ void for_each_row(const sqlite::result& rows,
 }
 
 /// The rows of users for `for_each_row`, in the order of their numbers.
-std::string rows_behind(const std::string& row, const std::string& condition) {
+std::string rows_behind(const std::string& row, const std::string& condition, bool finds_unfit) {
     const std::vector<std::string> names(db::user_column_names.begin(),
                                          db::user_column_names.end());
-    return "SELECT " + joined(names, ", ") + ", " + row + " AS userdb_row, " + unfit_columns() +
-           " FROM users WHERE userdb_row > :passed" +
+    return "SELECT " + joined(names, ", ") + ", " + row + " AS userdb_row, " +
+           (finds_unfit ? unfit_columns() : "''") + " FROM users WHERE userdb_row > :passed" +
            (condition.empty() ? "" : " AND " + condition) + " ORDER BY userdb_row";
 }
 
@@ -73,10 +73,10 @@ std::string row_number(sqlite::database& connection) {
 }
 
 std::optional<sqlite::error> visit_users(sqlite::database& connection, const std::string& condition,
-                                         const visitor& visit) {
+                                         bool finds_unfit, const visitor& visit) {
     constexpr int64_t highest = std::numeric_limits<int64_t>::max();
-    sqlite::statement rows =
-        connection.prepare_uncached_statement(rows_behind(row_number(connection), condition));
+    sqlite::statement rows = connection.prepare_uncached_statement(
+        rows_behind(row_number(connection), condition, finds_unfit));
     int64_t visited = 0; // the number of the last row that could be read; SQLite counts from 1
     int64_t passed = std::numeric_limits<int64_t>::min(); // up to this one no row is looked for
     std::optional<sqlite::error> damage;
