@@ -513,6 +513,10 @@ begin empty
 seq -f '{"user_id":"u%.0f"}' 5000 >many.jsonl
 expect "stored 5000, ignored 0, read 5000" userdb import many.jsonl
 userdb list >expected
+# On a terminal an import shows how far it is: once as it checks the lines, once as it stores them.
+begin empty
+[ "$(on_screen 80 import many.jsonl | grep -o ':2000, 3[0-9] %\|stored 5000' | tr '\n' ' ')" = \
+    "$(printf ':2000, %s ' '39 %' '39 %')stored 5000 " ] || fail "an import shows no progress"
 dd if=/dev/zero of=users.db bs=4096 seek=40 count=20 conv=notrunc status=none
 dd if=/dev/zero of=users.db bs=4096 seek=20 count=1 conv=notrunc status=none
 answer_to userdb list >given
